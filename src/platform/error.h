@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QMetaType>
+#include <QString>
+#include <QVariantMap>
+
+// Error domains. The framework's own errors are in TULOErrorDomain; errors of the platform
+// (store, files, network) are passed on unchanged in their own domains.
+extern const char *const TULOErrorDomain;
+extern const char *const TULOStoreErrorDomain;
+extern const char *const TULOFileErrorDomain;
+extern const char *const TULONetworkErrorDomain;
+
+// User-info keys.
+extern const char *const TULOLocalizedDescriptionKey;
+extern const char *const TULOLocalizedFailureReasonKey;
+extern const char *const TULOUnderlyingErrorKey;
+extern const char *const TULOFilePathErrorKey;
+extern const char *const TULOURLErrorKey;
+
+// A failure: domain, code and user info. A default-constructed error is null, meaning "no
+// error"; callbacks that take (value, error) pass a null error on plain success.
+class TULOError
+{
+public:
+    TULOError() = default;
+    TULOError(const QString &domain, qint64 code, const QVariantMap &userInfo = {});
+    // Convenience: an error whose localised description is `description`.
+    static TULOError withDescription(const QString &domain, qint64 code, const QString &description);
+
+    bool isNull() const { return m_domain.isNull(); }
+    explicit operator bool() const { return !isNull(); }
+
+    QString domain() const { return m_domain; }
+    qint64 code() const { return m_code; }
+    QVariantMap userInfo() const { return m_userInfo; }
+
+    // The description for people: the user info's, else a generic sentence naming domain and code.
+    QString localizedDescription() const;
+    QString localizedFailureReason() const;
+    // The error that caused this one, or a null error.
+    TULOError underlyingError() const;
+
+    bool is(const QString &domain, qint64 code) const { return m_domain == domain && m_code == code; }
+    bool operator==(const TULOError &other) const;
+
+private:
+    QString m_domain;
+    qint64 m_code = 0;
+    QVariantMap m_userInfo;
+};
+
+Q_DECLARE_METATYPE(TULOError)
+
+// Writes `value` to `out` when the caller asked for the error.
+inline void TULOSetError(TULOError *out, const TULOError &value)
+{
+    if (out)
+        *out = value;
+}
+
+QDebug operator<<(QDebug debug, const TULOError &error);

@@ -1,0 +1,10 @@
+#include <platform/error.h>
+
+#include <cstdio>
+
+int main()
+{
+    const TULOError error(QString::fromLatin1(TULOErrorDomain), 3);
+    std::printf("%s %lld\n", qPrintable(error.domain()), static_cast<long long>(error.code()));
+    return error.code() == 3 ? 0 : 1;
+}

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs the built tree into a temporary prefix and builds a host project against it,
+# once through find_package(Quillon) and once through pkg-config.
+set -euo pipefail
+src="$1"; bin="$2"
+work=$(mktemp -d); trap 'rm -rf "$work"' EXIT
+prefix="$work/prefix"
+
+cmake --install "$bin" --prefix "$prefix" >/dev/null
+extra_flags=""
+if grep -q '^QUILLON_SANITIZE:BOOL=ON' "$bin/CMakeCache.txt"; then
+    extra_flags="-fsanitize=address,undefined"
+fi
+
+libdir=$(dirname "$(find "$prefix" -name 'libQuillon.so' | head -n1)")
+[ -n "$libdir" ] || { echo "libQuillon.so not installed"; exit 1; }
+[ -f "$libdir/cmake/Quillon/QuillonConfig.cmake" ] || { echo "package config not installed"; exit 1; }
+if find "$prefix" -name '*_p.h' | grep -q .; then echo "private headers installed"; exit 1; fi
+
+cmake -S "$src/tests/build/consumer" -B "$work/cmake-build" -G Ninja \
+    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_FLAGS="$extra_flags" \
+    -DCMAKE_EXE_LINKER_FLAGS="$extra_flags" >/dev/null
+cmake --build "$work/cmake-build" >/dev/null
+LD_LIBRARY_PATH="$libdir" "$work/cmake-build/consumer" | grep -qx 'TULOErrorDomain 3'
+
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+# shellcheck disable=SC2046
+c++ $extra_flags -fPIC "$src/tests/build/consumer/main.cpp" -o "$work/pc-consumer" \
+    $(pkg-config --cflags --libs quillon)
+LD_LIBRARY_PATH="$libdir" "$work/pc-consumer" | grep -qx 'TULOErrorDomain 3'
+echo "consumer builds against the installed tree (cmake and pkg-config)"
