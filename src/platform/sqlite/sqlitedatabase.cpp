@@ -164,6 +164,8 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
                                  SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
         if (rc == SQLITE_OK) {
             sqlite3_extended_result_codes(connection, 1);
+            // A quoted identifier naming no column must fail, not turn into a string literal.
+            sqlite3_db_config(connection, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
             // Another process writing the same file makes us wait for it instead of failing.
             sqlite3_busy_timeout(connection, TULOSQLiteBusyTimeoutMilliseconds);
             // Opening reads nothing; reading the schema is what reveals a file that is no database.
