@@ -51,11 +51,12 @@ class TestCredentialStore : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        QStandardPaths::setTestModeEnabled(true);
+        QVERIFY(m_folder.isValid());
+        // The user's data directory is a temporary folder: nothing lands in the real home.
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("data"))));
         m_secretService = qgetenv("TULO_TEST_SECRET_SERVICE") == "1";
         if (!m_secretService)
             qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/quillon-test-bus");
-        QVERIFY(m_folder.isValid());
     }
 
     void sharedStoreChoosesBackend()
@@ -137,7 +138,7 @@ private Q_SLOTS:
             QVERIFY2(listing.contains("attribute.user = " + account.toUtf8()), listing.constData());
         } else {
             const QString path = QDir(TULOCredentialStore::defaultFileStoreDirectory()).filePath(QStringLiteral("credentials.json"));
-            QVERIFY(path.startsWith(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)));
+            QVERIFY(path.startsWith(m_folder.filePath(QStringLiteral("data/"))));
             QCOMPARE(modeOf(path), 0600);
             QCOMPARE(modeOf(TULOCredentialStore::defaultFileStoreDirectory()), 0700);
             QFile file(path);
