@@ -31,7 +31,8 @@ TULOAccount makeAccount(const QString &service, const QString &userName)
 } // namespace
 
 // Credential-store cases use whatever store the process picks: the file under a temporary data
-// folder here, the keyring under the Secret Service script test (TULO_TEST_SECRET_SERVICE=1).
+// folder here, the keyring under the Secret Service script test (which sets
+// TULO_TEST_CREDENTIAL_BACKEND and keeps its private session bus).
 class TestAccount : public QObject
 {
     Q_OBJECT
@@ -43,7 +44,7 @@ private Q_SLOTS:
     {
         QVERIFY(m_folder.isValid());
         qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("data"))));
-        if (qgetenv("TULO_TEST_SECRET_SERVICE") != "1")
+        if (qEnvironmentVariableIsEmpty("TULO_TEST_CREDENTIAL_BACKEND"))
             qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/quillon-test-bus");
     }
 

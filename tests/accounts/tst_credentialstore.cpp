@@ -38,14 +38,16 @@ bool isCode(const TULOError &error, TULOCredentialStoreErrorCode code)
 
 } // namespace
 
-// Runs against the store the process picks. Under the Secret Service script test
-// (TULO_TEST_SECRET_SERVICE=1) that is the keyring; otherwise the session bus is cut off and
-// the owner-only file takes its place.
+// Runs against the store the process picks. Without TULO_TEST_CREDENTIAL_BACKEND the session
+// bus is cut off and the owner-only file must take over. The Secret Service script test keeps
+// its private bus and names the backend it expects: "secret-service" with an unlocked keyring,
+// "file" with a keyring that has no unlocked collection.
 class TestCredentialStore : public QObject
 {
     Q_OBJECT
 
     bool m_secretService = false;
+    QString m_expectedBackend;
     QTemporaryDir m_folder;
 
 private Q_SLOTS:
@@ -54,15 +56,17 @@ private Q_SLOTS:
         QVERIFY(m_folder.isValid());
         // The user's data directory is a temporary folder: nothing lands in the real home.
         qputenv("XDG_DATA_HOME", QFile::encodeName(m_folder.filePath(QStringLiteral("data"))));
-        m_secretService = qgetenv("TULO_TEST_SECRET_SERVICE") == "1";
-        if (!m_secretService)
+        m_expectedBackend = QString::fromLocal8Bit(qgetenv("TULO_TEST_CREDENTIAL_BACKEND"));
+        if (m_expectedBackend.isEmpty()) {
             qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/quillon-test-bus");
+            m_expectedBackend = QStringLiteral("file");
+        }
+        m_secretService = m_expectedBackend == QLatin1String("secret-service");
     }
 
     void sharedStoreChoosesBackend()
     {
-        QCOMPARE(TULOCredentialStore::sharedStore()->backendName(),
-                 m_secretService ? QStringLiteral("secret-service") : QStringLiteral("file"));
+        QCOMPARE(TULOCredentialStore::sharedStore()->backendName(), m_expectedBackend);
         QCOMPARE(TULOCredentialStore::sharedStore(), TULOCredentialStore::sharedStore());
     }
 
