@@ -147,7 +147,10 @@ bool TULOReadMediaFileTags(const QString &path, TULOMediaFileTags *tags, TULOErr
         return false;
     }
     TagLib::FileRef ref = open(path);
-    if (ref.isNull() || !ref.file()->isValid()) {
+    // TagLib accepts some garbage (an ID3 header before noise) as a file without audio; such a
+    // file has no stream to play and is treated as unreadable.
+    const TagLib::AudioProperties *audio = ref.isNull() ? nullptr : ref.audioProperties();
+    if (ref.isNull() || !ref.file()->isValid() || !audio || audio->sampleRate() <= 0) {
         TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), 259,
                                       {{QString::fromLatin1(TULOFilePathErrorKey), path},
                                        {QString::fromLatin1(TULOLocalizedDescriptionKey),
@@ -169,8 +172,7 @@ bool TULOReadMediaFileTags(const QString &path, TULOMediaFileTags *tags, TULOErr
     tags->storeAlbumID = identifier(properties, TULOMediaTagStoreAlbumID);
     tags->explicitContent = isExplicitValue(property(properties, TULOMediaTagAdvisory))
         || isExplicitValue(property(properties, "EXPLICIT")) || mp4Explicit(ref.file());
-    if (TagLib::AudioProperties *audio = ref.audioProperties())
-        tags->duration = audio->lengthInMilliseconds() / 1000.0;
+    tags->duration = audio->lengthInMilliseconds() / 1000.0;
 
     const QByteArray artwork = embeddedArtwork(ref.file());
     if (!artwork.isEmpty()) {
