@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/error.h"
+
+#include <QObject>
+#include <QUrl>
+
+#include <memory>
+
+// The platform's media player for one item: current time, rate, the item's duration, its
+// failure and its end. Lives on the main thread; signals come from the main thread.
+class TULOMediaPlayer : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum ItemStatus : qint64 { ItemStatusUnknown = 0, ItemStatusReadyToPlay = 1, ItemStatusFailed = 2 };
+
+    // A player over Qt Multimedia for the asset at `url`.
+    static std::unique_ptr<TULOMediaPlayer> create(const QUrl &url);
+
+    ~TULOMediaPlayer() override;
+
+    virtual QUrl url() const = 0;
+    virtual void play() = 0;
+    virtual void pause() = 0;
+    // Seconds.
+    virtual double currentTime() const = 0;
+    // The rate of playback: 0 while paused or stopped.
+    virtual double rate() const = 0;
+    // Seconds; NaN while unknown.
+    virtual double itemDuration() const = 0;
+    virtual ItemStatus itemStatus() const = 0;
+    virtual TULOError itemError() const = 0;
+
+Q_SIGNALS:
+    void itemStatusChanged(qint64 status);
+    void itemPlayedToEnd();
+    void itemFailedToPlayToEnd(const TULOError &error);
+
+protected:
+    TULOMediaPlayer() = default;
+};

@@ -1,0 +1,91 @@
+#include "platform/audio/proximitysensor.h"
+
+#include <QPointer>
+#include <QProximitySensor>
+
+#include <memory>
+
+namespace {
+
+// The sensor through Qt Sensors. The backend reads only while started.
+class QtSensorsProximitySensor : public TULOProximitySensor
+{
+public:
+    QtSensorsProximitySensor()
+    {
+        connect(&m_sensor, &QSensor::readingChanged, this, [this] { readingChanged(); });
+    }
+
+    bool connect_() { return m_sensor.connectToBackend(); }
+
+    bool isProximityMonitoringEnabled() const override { return m_monitoring; }
+    void setProximityMonitoringEnabled(bool enabled) override
+    {
+        if (m_monitoring == enabled)
+            return;
+        m_monitoring = enabled;
+        if (enabled) {
+            m_sensor.start();
+        } else {
+            m_sensor.stop();
+            if (m_near) {
+                m_near = false;
+                Q_EMIT proximityStateDidChange();
+            }
+        }
+    }
+    bool proximityState() const override { return m_near; }
+
+private:
+    void readingChanged()
+    {
+        const QProximityReading *reading = m_sensor.reading();
+        const bool near = m_monitoring && reading && reading->close();
+        if (near == m_near)
+            return;
+        m_near = near;
+        Q_EMIT proximityStateDidChange();
+    }
+
+    QProximitySensor m_sensor;
+    bool m_monitoring = false;
+    bool m_near = false;
+};
+
+QPointer<TULOProximitySensor> &installed()
+{
+    static QPointer<TULOProximitySensor> sensor;
+    return sensor;
+}
+
+TULOProximitySensor *detected()
+{
+    // Looked for once; an absent sensor stays absent for the life of the process.
+    static bool searched = false;
+    static std::unique_ptr<TULOProximitySensor> sensor;
+    if (!searched) {
+        searched = true;
+        if (qEnvironmentVariable("QUILLON_PROXIMITY") == QLatin1String("simulated")) {
+            sensor = std::make_unique<TULOSimulatedProximitySensor>();
+        } else {
+            auto real = std::make_unique<QtSensorsProximitySensor>();
+            if (real->connect_())
+                sensor = std::move(real);
+        }
+    }
+    return sensor.get();
+}
+
+} // namespace
+
+TULOProximitySensor *TULOProximitySensor::device()
+{
+    if (installed())
+        return installed();
+    return detected();
+}
+
+void TULOProximitySensor::setDevice(TULOProximitySensor *sensor)
+{
+    installed() = sensor;
+}
