@@ -63,9 +63,6 @@ void TULOPresentationWindow::showPresentation()
 {
     QSize size = m_controller ? m_controller->preferredContentSize() : QSize();
     if (m_popover) {
-        if (size.isEmpty())
-            size = sizeHint();
-        resize(size);
         placePopover();
     } else {
         const TULOModalPresentationStyle style = m_controller ? m_controller->modalPresentationStyle()
@@ -108,16 +105,18 @@ QRect TULOPresentationWindow::popoverGeometry(const QRect &anchor, const QSize &
 {
     const int w = contentSize.width();
     const int h = contentSize.height();
+    const int centerX = anchor.left() + anchor.width() / 2;
+    const int centerY = anchor.top() + anchor.height() / 2;
     auto placed = [&](int direction) {
         switch (direction) {
         case TULOPopoverArrowDirectionUp: // below the anchor, arrow pointing up at it
-            return QRect(anchor.center().x() - w / 2, anchor.bottom() + 1, w, h + TULOArrowSize);
+            return QRect(centerX - w / 2, anchor.bottom() + 1, w, h + TULOArrowSize);
         case TULOPopoverArrowDirectionDown:
-            return QRect(anchor.center().x() - w / 2, anchor.top() - h - TULOArrowSize, w, h + TULOArrowSize);
+            return QRect(centerX - w / 2, anchor.top() - h - TULOArrowSize, w, h + TULOArrowSize);
         case TULOPopoverArrowDirectionLeft:
-            return QRect(anchor.right() + 1, anchor.center().y() - h / 2, w + TULOArrowSize, h);
+            return QRect(anchor.right() + 1, centerY - h / 2, w + TULOArrowSize, h);
         default:
-            return QRect(anchor.left() - w - TULOArrowSize, anchor.center().y() - h / 2, w + TULOArrowSize, h);
+            return QRect(anchor.left() - w - TULOArrowSize, centerY - h / 2, w + TULOArrowSize, h);
         }
     };
     auto hasRoom = [&](int direction, const QRect &rect) {
@@ -174,7 +173,12 @@ void TULOPresentationWindow::placePopover()
     if (local.isNull())
         local = source->rect();
     const QRect anchor(source->mapToGlobal(local.topLeft()), local.size());
-    const QSize content = size();
+    // The bubble's body: the controller's size plus room for the rounded corners; the arrow
+    // is added on the side it points from.
+    QSize content = m_controller->preferredContentSize();
+    if (content.isEmpty())
+        content = m_controller->view()->sizeHint().expandedTo(m_controller->view()->minimumSizeHint());
+    content += QSize(0, TULOPopoverRadius);
     const QRect rect = popoverGeometry(anchor, content, m_controller->popoverPermittedArrowDirections(),
                                        availableScreenRect(source), &m_arrowDirection);
     int left = 0, top = 0, right = 0, bottom = 0;
@@ -186,7 +190,8 @@ void TULOPresentationWindow::placePopover()
     }
     layout()->setContentsMargins(left, top + TULOPopoverRadius / 2, right, bottom + TULOPopoverRadius / 2);
     setGeometry(rect);
-    const QPoint anchorCenter = anchor.center() - rect.topLeft();
+    const QPoint anchorCenter = QPoint(anchor.left() + anchor.width() / 2, anchor.top() + anchor.height() / 2)
+        - rect.topLeft();
     switch (m_arrowDirection) {
     case TULOPopoverArrowDirectionUp: m_arrowTip = QPoint(anchorCenter.x(), 0); break;
     case TULOPopoverArrowDirectionDown: m_arrowTip = QPoint(anchorCenter.x(), rect.height()); break;
