@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QImage>
+#include <QSize>
+#include <QString>
+
+class TULOViewController;
+
+// Renders `controller` offscreen (TULORenderViewController) and writes it as
+// <test output>/<testName>/<fileName>.png. Returns the image; a failed write leaves it null.
+QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, const QString &testName,
+                          const QString &fileName, qreal devicePixelRatio = 1.0);
