@@ -1,5 +1,6 @@
 #include "compose/tokentextview.h"
 
+#include "compose/tokentextaccessible_p.h"
 #include "compose/tokentextattachment.h"
 #include "compose/tokentextattachmentview.h"
 #include "compose/tokentextmimedata_p.h"
@@ -42,6 +43,7 @@ TULOTokenTextView::TULOTokenTextView(QWidget *parent)
     , m_objectHandler(new TULOTokenTextObjectHandler(this))
     , m_tokenViewReloadTimer(new QTimer(this))
 {
+    TULOTokenTextAccessible::install();
     setAcceptRichText(false);
     document()->documentLayout()->registerHandler(TULOTokenTextObjectType, m_objectHandler);
 
@@ -368,6 +370,46 @@ QString TULOTokenTextView::accessibleText() const
     });
     text += TULOPlainFragmentText(textInRange(position, textLength()));
     return text;
+}
+
+qsizetype TULOTokenTextView::accessibleOffsetForIndex(qsizetype index) const
+{
+    qsizetype offset = index;
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *stop) {
+        if (run.location >= index) {
+            *stop = true;
+            return;
+        }
+        const qsizetype object = objectIndexInRun(run);
+        // The object character reads as the whole name.
+        if (index > object)
+            offset += attachment->accessibleName().size() - 1;
+    });
+    return offset;
+}
+
+qsizetype TULOTokenTextView::indexForAccessibleOffset(qsizetype offset) const
+{
+    qsizetype shift = 0;
+    qsizetype result = -1;
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *stop) {
+        const qsizetype object = objectIndexInRun(run);
+        const qsizetype nameStart = object + shift;
+        const qsizetype nameLength = attachment->accessibleName().size();
+        if (offset <= nameStart) {
+            *stop = true;
+            return;
+        }
+        if (offset < nameStart + nameLength) { // inside the name: the nearer end of the token
+            result = offset - nameStart < nameLength - (offset - nameStart) ? object : object + 1;
+            *stop = true;
+            return;
+        }
+        shift += nameLength - 1;
+    });
+    if (result >= 0)
+        return result;
+    return qBound<qsizetype>(0, offset - shift, textLength());
 }
 
 uint TULOTokenTextView::trimmedTextLength() const

@@ -61,6 +61,9 @@ public:
     QString textWithResolvedTokenStrings() const;
     // The text as a reader of the screen hears it: each token as its name.
     QString accessibleText() const;
+    // Between character indexes and offsets in the accessible text.
+    qsizetype accessibleOffsetForIndex(qsizetype index) const;
+    qsizetype indexForAccessibleOffset(qsizetype offset) const;
     void enumerateTokenAttachmentsUsingBlock(const TokenBlock &block) const;
     // The token attachment of the character at `index`, or null.
     std::shared_ptr<TULOTokenTextAttachment> tokenAttachmentAtIndex(qsizetype index) const;
