@@ -1,0 +1,85 @@
+#pragma once
+
+#include "platform/error.h"
+#include "platform/library/mediaalbum.h"
+#include "platform/library/medialibraryitem.h"
+#include "platform/library/mediasong.h"
+
+#include <QList>
+#include <QMutex>
+#include <QObject>
+#include <QString>
+
+#include <memory>
+
+class TULOMediaLibraryIndex;
+
+// The user's media library: every song and music video under the music folder, read with their
+// tags, kept in an SQLite index so that opening it again reads only files that changed. Items
+// that exist only in the store are added by the store's download machinery (addStoreItems).
+// Reading the library is thread-safe; reload() may run on a worker thread.
+class TULOMediaLibrary : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct ScanStatistics {
+        int filesSeen = 0;
+        int filesRead = 0;      // read with their tags because they were new or changed
+        int filesRemoved = 0;   // in the index, gone from disk
+        int filesUnreadable = 0;
+    };
+
+    // An empty path means the default: the music folder (the QUILLON_MUSIC_DIR environment
+    // variable, else the XDG music directory), and an index in the user's cache folder.
+    explicit TULOMediaLibrary(const QString &musicFolder = QString(), const QString &indexPath = QString(),
+                              QObject *parent = nullptr);
+    ~TULOMediaLibrary() override;
+
+    static QString defaultMusicFolder();
+    static QString defaultIndexPath();
+    // One library over the default folders, made on first use.
+    static TULOMediaLibrary *defaultMediaLibrary();
+
+    QString musicFolder() const { return m_musicFolder; }
+    QString indexPath() const { return m_indexPath; }
+
+    // Brings the items up to date with the folder: new and changed files are read, files that
+    // are gone are dropped. A folder that cannot be read is an error, and what was known of it
+    // before is kept. Subfolders that cannot be read are skipped the same way.
+    bool reload(TULOError *error = nullptr);
+    ScanStatistics lastScanStatistics() const;
+
+    QList<TULOMediaLibraryItemPtr> items() const;
+    TULOMediaLibraryItemPtr itemForPersistentID(quint64 persistentID) const;
+    TULOMediaLibraryItemPtr itemForFilePath(const QString &path) const;
+
+    // Model objects over the items: one album per (album, album artist), one song per item.
+    QList<std::shared_ptr<TULOMediaAlbum>> albums() const;
+    QList<std::shared_ptr<TULOMediaSong>> songs() const;
+
+    // Items that are in the user's store library but not on this computer (no file path).
+    void addStoreItems(const QList<TULOMediaLibraryItemPtr> &items);
+    // True for an item of this library that is in the store and has no local file.
+    bool isItemDownloadableFromStore(const TULOMediaLibraryItem &item) const;
+
+    // Removes the items from the library and deletes their files. Stops at the first file that
+    // cannot be deleted; items removed before it stay removed.
+    bool removeItems(const QList<TULOMediaLibraryItemPtr> &items, TULOError *error = nullptr);
+
+    // The persistent ID of a file path (stable across runs).
+    static quint64 persistentIDForPath(const QString &path);
+
+Q_SIGNALS:
+    void libraryDidChange();
+
+private:
+    void adopt(const TULOMediaLibraryItemPtr &item);
+
+    QString m_musicFolder;
+    QString m_indexPath;
+    std::unique_ptr<TULOMediaLibraryIndex> m_index;
+    mutable QMutex m_mutex;
+    QList<TULOMediaLibraryItemPtr> m_items;
+    ScanStatistics m_statistics;
+};

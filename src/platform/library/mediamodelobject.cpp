@@ -1,0 +1,3 @@
+#include "platform/library/mediamodelobject.h"
+
+TULOMediaModelObject::~TULOMediaModelObject() = default;
