@@ -1,0 +1,43 @@
+#include "compose/tag.h"
+
+namespace {
+
+QString stringValue(const QVariantMap &dictionary, const QString &key)
+{
+    const QVariant value = dictionary.value(key);
+    return value.typeId() == QMetaType::QString ? value.toString() : QString();
+}
+
+} // namespace
+
+TULOTag::TULOTag(const QVariantMap &tagDictionary)
+    : m_entityType(stringValue(tagDictionary, QStringLiteral("entityType")))
+    , m_identifier(stringValue(tagDictionary, QStringLiteral("id")))
+    , m_name(stringValue(tagDictionary, QStringLiteral("title")))
+{
+    if (!m_name.isNull())
+        m_tagString = QStringLiteral("@") + QString(m_name).remove(QLatin1Char(' '));
+    const QString imageURL = stringValue(tagDictionary, QStringLiteral("imageUrl"));
+    if (!imageURL.isNull())
+        m_thumbnailImageURL = QUrl(imageURL);
+}
+
+std::optional<TULOTag> TULOExistingTagForString(const QList<TULOTag> &matchedTags, const QString &string)
+{
+    if (matchedTags.isEmpty())
+        return std::nullopt;
+    const QString wanted = string.startsWith(QLatin1Char('@')) ? string.mid(1) : string;
+    std::optional<TULOTag> found;
+    int matches = 0;
+    for (const TULOTag &tag : matchedTags) {
+        const auto equal = [&wanted](const QString &value) {
+            return !value.isNull() && value.compare(wanted, Qt::CaseInsensitive) == 0;
+        };
+        if (!equal(tag.name()) && !equal(tag.tagString()))
+            continue;
+        if (++matches == 2)
+            return std::nullopt;
+        found = tag;
+    }
+    return found;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "compose/tag.h"
+#include "platform/error.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QVariant>
+
+#include <optional>
+
+// Turns the body of a tag lookup reply into tags: a JSON object whose "data" value is a list
+// of tag dictionaries. Elements that are not dictionaries yield no tag and are skipped.
+class TULOTagDataConsumer
+{
+public:
+    // The tags, or nothing when the body is not JSON or has no "data" list; `error` is written
+    // only then.
+    std::optional<QList<TULOTag>> objectForData(const QByteArray &data, TULOError *error = nullptr) const;
+
+    // The same over an already decoded body.
+    static std::optional<QList<TULOTag>> tagsForObject(const QVariant &object, TULOError *error = nullptr);
+};

@@ -1,0 +1,71 @@
+#include "compose/tokentextattachment.h"
+
+#include "compose/tokentextattachmentview.h"
+
+TULOTokenTextAttachment::TULOTokenTextAttachment() = default;
+
+TULOTokenTextAttachment::~TULOTokenTextAttachment()
+{
+    delete m_tokenView.data();
+}
+
+TULOTokenTextAttachmentView *TULOTokenTextAttachment::tokenView() const
+{
+    if (!m_tokenView)
+        m_tokenView = makeTokenView();
+    return m_tokenView;
+}
+
+void TULOTokenTextAttachment::setTokenView(TULOTokenTextAttachmentView *view)
+{
+    if (m_tokenView == view)
+        return;
+    delete m_tokenView.data();
+    m_tokenView = view;
+}
+
+QString TULOTokenTextAttachment::representedText() const
+{
+    return QString(QLatin1String(""));
+}
+
+QString TULOTokenTextAttachment::accessibleName() const
+{
+    return representedText();
+}
+
+QTextCharFormat TULOTokenTextAttachment::attributedStringWithBaseAttributes(const QTextCharFormat &baseAttributes)
+{
+    QTextCharFormat format;
+    format.setObjectType(TULOTokenTextObjectType);
+    format.setProperty(TULOTokenTextAttachmentProperty, QVariant::fromValue(shared_from_this()));
+    format.merge(baseAttributes);
+    return format;
+}
+
+QRectF TULOTokenTextAttachment::attachmentBounds(qreal proposedLineFragmentWidth) const
+{
+    const TULOTokenTextAttachmentView *view = tokenView();
+    const QSizeF intrinsic = view ? QSizeF(view->sizeHint()) : QSizeF(0, 0);
+    return QRectF(0, 0, qMin(intrinsic.width(), proposedLineFragmentWidth), intrinsic.height());
+}
+
+std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::attachmentForFormat(const QTextFormat &format)
+{
+    const QVariant value = format.property(TULOTokenTextAttachmentProperty);
+    if (!value.canConvert<std::shared_ptr<TULOTokenTextAttachment>>())
+        return nullptr;
+    return value.value<std::shared_ptr<TULOTokenTextAttachment>>();
+}
+
+std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::copy() const
+{
+    auto other = std::make_shared<TULOTokenTextAttachment>();
+    other->setRepresentedObject(m_representedObject);
+    return other;
+}
+
+TULOTokenTextAttachmentView *TULOTokenTextAttachment::makeTokenView() const
+{
+    return new TULOTokenTextAttachmentView;
+}

@@ -1,0 +1,531 @@
+#include "compose/tokentextview.h"
+
+#include "compose/tokentextaccessible_p.h"
+#include "compose/tokentextattachment.h"
+#include "compose/tokentextattachmentview.h"
+#include "compose/tokentextmimedata_p.h"
+#include "compose/tokentextobjecthandler_p.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QScrollBar>
+#include <QSet>
+#include <QTextBlock>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTextLayout>
+#include <QTimer>
+
+namespace {
+
+bool TULOIsLineEnd(QChar c)
+{
+    return c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QChar::ParagraphSeparator
+        || c == QChar::LineSeparator;
+}
+
+bool TULOIsSpaceOrLineEnd(QChar c)
+{
+    return c.isSpace() || TULOIsLineEnd(c);
+}
+
+// The text system's line ends, as plain text writes them.
+QString TULOPlainFragmentText(QString text)
+{
+    text.replace(QChar::LineSeparator, QLatin1Char('\n'));
+    text.replace(QChar::ParagraphSeparator, QLatin1Char('\n'));
+    return text;
+}
+
+} // namespace
+
+TULOTokenTextView::TULOTokenTextView(QWidget *parent)
+    : QTextEdit(parent)
+    , m_objectHandler(new TULOTokenTextObjectHandler(this))
+    , m_tokenViewReloadTimer(new QTimer(this))
+{
+    TULOTokenTextAccessible::install();
+    setAcceptRichText(false);
+    document()->documentLayout()->registerHandler(TULOTokenTextObjectType, m_objectHandler);
+
+    // Token views follow every layout pass, once the layout has settled.
+    m_tokenViewReloadTimer->setSingleShot(true);
+    m_tokenViewReloadTimer->setInterval(0);
+    connect(m_tokenViewReloadTimer, &QTimer::timeout, this, &TULOTokenTextView::reloadTokenViews);
+    connect(document()->documentLayout(), &QAbstractTextDocumentLayout::update, this,
+            &TULOTokenTextView::scheduleTokenViewReload);
+    connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
+            &TULOTokenTextView::scheduleTokenViewReload);
+    connect(document(), &QTextDocument::contentsChanged, this, [this] { ++m_contentChanges; });
+    connect(this, &QTextEdit::cursorPositionChanged, this, [this] { m_selectionCleared = false; });
+    connect(this, &QTextEdit::selectionChanged, this, [this] {
+        reloadTokenSelection();
+        if (TULOTextViewDelegate *delegate = m_delegate.get())
+            delegate->textViewDidChangeSelection(this);
+    });
+}
+
+TULOTokenTextView::~TULOTokenTextView()
+{
+    // The views belong to their attachments, which may outlive this view in a copy.
+    for (const QPointer<TULOTokenTextAttachmentView> &view : std::as_const(m_tokenViews)) {
+        if (view) {
+            view->hide();
+            view->setParent(nullptr);
+        }
+    }
+}
+
+TULOTextRange TULOTokenTextView::selectedRange() const
+{
+    if (m_selectionCleared)
+        return {};
+    const QTextCursor cursor = textCursor();
+    return {cursor.selectionStart(), cursor.selectionEnd() - cursor.selectionStart()};
+}
+
+void TULOTokenTextView::setSelectedRange(TULOTextRange range)
+{
+    QTextCursor cursor = textCursor();
+    const qsizetype length = textLength();
+    cursor.setPosition(int(qBound<qsizetype>(0, range.location, length)));
+    cursor.setPosition(int(qBound<qsizetype>(0, range.end(), length)), QTextCursor::KeepAnchor);
+    setTextCursor(cursor);
+    m_selectionCleared = false;
+    reloadTokenSelection();
+}
+
+qsizetype TULOTokenTextView::textLength() const
+{
+    return document()->characterCount() - 1;
+}
+
+QString TULOTokenTextView::textInRange(qsizetype from, qsizetype to) const
+{
+    QTextCursor cursor(document());
+    cursor.setPosition(int(from));
+    cursor.setPosition(int(to), QTextCursor::KeepAnchor);
+    return cursor.selectedText();
+}
+
+std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextView::tokenAttachmentAtIndex(qsizetype index) const
+{
+    if (index < 0 || index >= textLength())
+        return nullptr;
+    const QChar c = document()->characterAt(int(index));
+    if (c == QChar::ParagraphSeparator)
+        return nullptr;
+    // The cursor's format is that of the character before it; this is bounded in cost by the
+    // document's piece table, not by its length.
+    QTextCursor cursor(document());
+    cursor.setPosition(int(index + 1));
+    return TULOTokenTextAttachment::attachmentForFormat(cursor.charFormat());
+}
+
+TULOTextRange TULOTokenTextView::effectiveTokenRange(qsizetype index) const
+{
+    const auto attachment = tokenAttachmentAtIndex(index);
+    if (!attachment)
+        return {};
+    qsizetype start = index;
+    qsizetype end = index + 1;
+    while (start > 0 && tokenAttachmentAtIndex(start - 1) == attachment)
+        --start;
+    while (tokenAttachmentAtIndex(end) == attachment)
+        ++end;
+    return {start, end - start};
+}
+
+void TULOTokenTextView::enumerateTokenRuns(qsizetype from, qsizetype to, const RunBlock &block) const
+{
+    std::shared_ptr<TULOTokenTextAttachment> current;
+    TULOTextRange run;
+    bool stop = false;
+    const auto flush = [&] {
+        if (current && !stop)
+            block(current, run, &stop);
+        current.reset();
+    };
+    for (QTextBlock textBlock = document()->findBlock(int(from)); textBlock.isValid() && !stop;
+         textBlock = textBlock.next()) {
+        if (textBlock.position() >= to)
+            break;
+        for (auto it = textBlock.begin(); !it.atEnd() && !stop; ++it) {
+            const QTextFragment fragment = it.fragment();
+            const qsizetype start = qMax<qsizetype>(fragment.position(), from);
+            const qsizetype end = qMin<qsizetype>(fragment.position() + fragment.length(), to);
+            if (start >= end)
+                continue;
+            const auto attachment = TULOTokenTextAttachment::attachmentForFormat(fragment.charFormat());
+            if (attachment && attachment == current && run.end() == start) {
+                run.length = end - run.location;
+                continue;
+            }
+            flush();
+            if (attachment) {
+                current = attachment;
+                run = {start, end - start};
+            }
+        }
+        flush(); // a token run never crosses a line end
+    }
+    flush();
+}
+
+qsizetype TULOTokenTextView::objectIndexInRun(TULOTextRange run) const
+{
+    for (qsizetype i = run.location; i < run.end(); ++i) {
+        if (document()->characterAt(int(i)) == QChar::ObjectReplacementCharacter)
+            return i;
+    }
+    return run.location;
+}
+
+void TULOTokenTextView::enumerateTokenAttachmentsUsingBlock(const TokenBlock &block) const
+{
+    qsizetype tokenIndex = 0;
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange, bool *stop) {
+        block(attachment, tokenIndex++, stop);
+    });
+}
+
+TULOTextRange TULOTokenTextView::lastTokenRangeInSpan(qsizetype from, qsizetype to) const
+{
+    for (qsizetype index = to - 1; index >= from; --index) {
+        const auto attachment = tokenAttachmentAtIndex(index);
+        if (!attachment)
+            continue;
+        qsizetype start = index;
+        while (start > from && tokenAttachmentAtIndex(start - 1) == attachment)
+            --start;
+        return {start, index + 1 - start};
+    }
+    return {};
+}
+
+TULOTextRange TULOTokenTextView::tagRangeForRange(TULOTextRange range) const
+{
+    const qsizetype length = textLength();
+    if (range.isNotFound() || range.location > length)
+        return {};
+    const qsizetype caret = range.location;
+    const qsizetype width = m_maximumTagLength != 0 ? m_maximumTagLength : length;
+    const qsizetype spanStart = width >= caret ? 0 : caret - width;
+    const TULOTextRange token = lastTokenRangeInSpan(spanStart, caret);
+
+    if (!m_tagDelimeter.isEmpty()) {
+        const qsizetype found = textInRange(spanStart, caret).lastIndexOf(m_tagDelimeter);
+        if (found < 0)
+            return {};
+        const qsizetype delimiter = spanStart + found;
+        if (delimiter != 0 && !TULOIsSpaceOrLineEnd(document()->characterAt(int(delimiter - 1))))
+            return {}; // inside a word, as in an e-mail address
+        if (!token.isNotFound() && token.location >= delimiter)
+            return {}; // a tag never spans a token
+        return {delimiter, caret - delimiter};
+    }
+
+    if (token.isNotFound())
+        return {spanStart, caret - spanStart};
+    qsizetype start = token.end();
+    if (!m_tagSuffix.isEmpty() && textInRange(start, caret).startsWith(m_tagSuffix))
+        start += m_tagSuffix.size();
+    return {start, caret - start};
+}
+
+QString TULOTokenTextView::pendingTagForRange(TULOTextRange range, TULOTextRange *usedRange) const
+{
+    TULOTextRange tagRange = tagRangeForRange(range);
+    if (tagRange.isNotFound())
+        return QString();
+    QString tag = TULOPlainFragmentText(textInRange(tagRange.location, tagRange.end()));
+    if (m_tagDelimeter.isEmpty()) {
+        qsizetype skipped = 0;
+        while (skipped < tag.size() && (TULOIsSpaceOrLineEnd(tag.at(skipped)) || tag.at(skipped).isPunct()))
+            ++skipped;
+        tag.remove(0, skipped);
+        tagRange.location += skipped;
+        tagRange.length -= skipped;
+    }
+    if (tag.isNull())
+        tag = QLatin1String("");
+    if (usedRange)
+        *usedRange = tagRange;
+    return tag;
+}
+
+QString TULOTokenTextView::pendingTagForSelectedRange() const
+{
+    const TULOTextRange range = selectedRange();
+    if (range.isNotFound() || range.length > 0)
+        return QString();
+    return pendingTagForRange(range);
+}
+
+QRectF TULOTokenTextView::textRectForSelectedRange() const
+{
+    const TULOTextRange range = selectedRange();
+    if (range.isNotFound())
+        return QRectF();
+    QAbstractTextDocumentLayout *layout = document()->documentLayout();
+    QRectF bounds;
+    const auto lineRect = [&](qsizetype from, qsizetype to) {
+        const QTextBlock block = document()->findBlock(int(from));
+        layout->blockBoundingRect(block); // lays the block out
+        const QTextLayout *blockLayout = block.layout();
+        if (!blockLayout)
+            return QRectF();
+        const int begin = int(from - block.position());
+        const QTextLine line = blockLayout->lineForTextPosition(begin);
+        if (!line.isValid())
+            return QRectF();
+        const int end = int(qMin<qsizetype>(to - block.position(), line.textStart() + line.textLength()));
+        const qreal x1 = line.cursorToX(begin);
+        const qreal x2 = line.cursorToX(qMax(begin, end));
+        return QRectF(blockLayout->position() + QPointF(qMin(x1, x2), line.y()),
+                      QSizeF(qMax<qreal>(qAbs(x2 - x1), 1), line.height()));
+    };
+    if (range.length == 0)
+        return lineRect(range.location, range.location);
+    for (qsizetype index = range.location; index < range.end();) {
+        const QTextBlock block = document()->findBlock(int(index));
+        layout->blockBoundingRect(block);
+        const QTextLine line = block.layout() ? block.layout()->lineForTextPosition(int(index - block.position()))
+                                              : QTextLine();
+        const qsizetype lineEnd = line.isValid() ? block.position() + line.textStart() + line.textLength()
+                                                 : block.position() + block.length();
+        const qsizetype end = qMin(range.end(), qMax(lineEnd, index + 1));
+        bounds = bounds.united(lineRect(index, end));
+        index = end;
+    }
+    return bounds;
+}
+
+void TULOTokenTextView::replaceTextInRange(TULOTextRange range,
+                                            const std::shared_ptr<TULOTokenTextAttachment> &attachment,
+                                            const QString &suffix)
+{
+    if (!attachment)
+        return;
+    QTextCharFormat base;
+    base.setFont(font());
+    const QTextCharFormat format = attachment->attributedStringWithBaseAttributes(base);
+    // The suffix shares the token's format and so belongs to its run.
+    const QString string = attachment->attributedString() + suffix;
+
+    const qsizetype length = textLength();
+    const qsizetype start = qBound<qsizetype>(0, range.location, length);
+    const qsizetype end = qBound<qsizetype>(start, range.end(), length);
+    QTextCursor cursor(document());
+    cursor.beginEditBlock();
+    cursor.setPosition(int(start));
+    cursor.setPosition(int(end), QTextCursor::KeepAnchor);
+    cursor.insertText(string, format);
+    cursor.endEditBlock();
+    setSelectedRange({start + string.size(), 0});
+    cleanTypingFormat();
+}
+
+void TULOTokenTextView::insertTokenWithAttachment(const std::shared_ptr<TULOTokenTextAttachment> &attachment)
+{
+    const TULOTextRange selection = selectedRange();
+    TULOTextRange target{textLength(), 0};
+    if (!selection.isNotFound()) {
+        TULOTextRange pending;
+        target = pendingTagForRange(selection, &pending).isNull() ? selection : pending;
+    }
+    replaceTextInRange(target, attachment, m_tagSuffix);
+    if (TULOTextViewDelegate *delegate = m_delegate.get())
+        delegate->textViewDidChange(this);
+    notifyChangeDelegate(trimmedTextLength());
+}
+
+QString TULOTokenTextView::resolvedText(qsizetype from, qsizetype to) const
+{
+    QString text;
+    qsizetype position = from;
+    enumerateTokenRuns(from, to, [&](const auto &attachment, TULOTextRange run, bool *) {
+        text += TULOPlainFragmentText(textInRange(position, run.location));
+        text += attachment->representedText(); // once for the whole run
+        position = run.end();
+    });
+    text += TULOPlainFragmentText(textInRange(position, to));
+    return text;
+}
+
+QString TULOTokenTextView::textWithResolvedTokenStrings() const
+{
+    return resolvedText(0, textLength());
+}
+
+QString TULOTokenTextView::accessibleText() const
+{
+    QString text;
+    qsizetype position = 0;
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *) {
+        text += TULOPlainFragmentText(textInRange(position, run.location));
+        text += attachment->accessibleName();
+        // A suffix in the token's run is still heard as the space it is.
+        text += textInRange(run.location, run.end()).remove(QChar::ObjectReplacementCharacter);
+        position = run.end();
+    });
+    text += TULOPlainFragmentText(textInRange(position, textLength()));
+    return text;
+}
+
+qsizetype TULOTokenTextView::accessibleOffsetForIndex(qsizetype index) const
+{
+    qsizetype offset = index;
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *stop) {
+        if (run.location >= index) {
+            *stop = true;
+            return;
+        }
+        const qsizetype object = objectIndexInRun(run);
+        // The object character reads as the whole name.
+        if (index > object)
+            offset += attachment->accessibleName().size() - 1;
+    });
+    return offset;
+}
+
+qsizetype TULOTokenTextView::indexForAccessibleOffset(qsizetype offset) const
+{
+    qsizetype shift = 0;
+    qsizetype result = -1;
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *stop) {
+        const qsizetype object = objectIndexInRun(run);
+        const qsizetype nameStart = object + shift;
+        const qsizetype nameLength = attachment->accessibleName().size();
+        if (offset <= nameStart) {
+            *stop = true;
+            return;
+        }
+        if (offset < nameStart + nameLength) { // inside the name: the nearer end of the token
+            result = offset - nameStart < nameLength - (offset - nameStart) ? object : object + 1;
+            *stop = true;
+            return;
+        }
+        shift += nameLength - 1;
+    });
+    if (result >= 0)
+        return result;
+    return qBound<qsizetype>(0, offset - shift, textLength());
+}
+
+uint TULOTokenTextView::trimmedTextLength() const
+{
+    return uint(toPlainText().trimmed().size());
+}
+
+void TULOTokenTextView::notifyChangeDelegate(uint count)
+{
+    if (TULOTokenTextViewDelegate *delegate = m_changeDelegate.get())
+        delegate->textViewDidChange(this, count);
+}
+
+QRectF TULOTokenTextView::tokenViewFrameForCharacterIndex(qsizetype index) const
+{
+    const auto attachment = tokenAttachmentAtIndex(index);
+    const QTextBlock block = document()->findBlock(int(index));
+    if (!attachment || !block.isValid())
+        return QRectF();
+    document()->documentLayout()->blockBoundingRect(block); // lays the block out
+    const QTextLayout *layout = block.layout();
+    const QTextLine line = layout ? layout->lineForTextPosition(int(index - block.position())) : QTextLine();
+    if (!line.isValid())
+        return QRectF();
+    const QRectF bounds = attachment->attachmentBounds(TULOTokenTextObjectHandler::lineFragmentWidth(document()));
+    const qreal x = layout->position().x() + line.cursorToX(int(index - block.position()));
+    const qreal baseline = layout->position().y() + line.y() + line.ascent();
+    // Bounds are relative to the baseline, y growing upwards.
+    QRectF frame(x, baseline - (bounds.top() + bounds.height()), bounds.width(), bounds.height());
+    // Document to viewport: the view's scrolled offset is its text container inset.
+    frame.translate(-horizontalScrollBar()->value(), -verticalScrollBar()->value());
+    return frame;
+}
+
+QList<TULOTokenTextAttachmentView *> TULOTokenTextView::tokenViews() const
+{
+    QList<TULOTokenTextAttachmentView *> views;
+    for (const QPointer<TULOTokenTextAttachmentView> &view : m_tokenViews) {
+        if (view)
+            views.append(view);
+    }
+    return views;
+}
+
+void TULOTokenTextView::reloadTokenViews()
+{
+    m_tokenViewReloadTimer->stop();
+    QSet<TULOTokenTextAttachmentView *> previous;
+    for (const QPointer<TULOTokenTextAttachmentView> &view : std::as_const(m_tokenViews)) {
+        if (view)
+            previous.insert(view);
+    }
+    QList<QPointer<TULOTokenTextAttachmentView>> views;
+    const TULOTextRange selection = selectedRange();
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *) {
+        TULOTokenTextAttachmentView *view = attachment->tokenView();
+        if (!view)
+            return;
+        // The view covers the token character, not a suffix that shares its run.
+        const qsizetype index = objectIndexInRun(run);
+        const QRectF frame = tokenViewFrameForCharacterIndex(index);
+        if (view->parentWidget() != viewport())
+            view->setParent(viewport());
+        view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
+        view->setSelected(!selection.isNotFound() && selection.contains(index));
+        view->show();
+        views.append(view);
+        previous.remove(view);
+    });
+    for (TULOTokenTextAttachmentView *view : std::as_const(previous)) {
+        view->hide();
+        view->setParent(nullptr);
+    }
+    m_tokenViews = views;
+    notifyChangeDelegate(uint(views.size()));
+}
+
+void TULOTokenTextView::scheduleTokenViewReload()
+{
+    m_tokenViewReloadTimer->start();
+}
+
+void TULOTokenTextView::reloadTokenSelection()
+{
+    const TULOTextRange selection = selectedRange();
+    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *) {
+        if (TULOTokenTextAttachmentView *view = attachment->tokenView())
+            view->setSelected(!selection.isNotFound() && selection.contains(objectIndexInRun(run)));
+    });
+}
+
+bool TULOTokenTextView::selectTokenAtIndex(qsizetype index)
+{
+    const auto attachment = tokenAttachmentAtIndex(index);
+    TULOTokenTextAttachmentView *view = attachment ? attachment->tokenView() : nullptr;
+    if (!view || view->isSelected())
+        return false;
+    view->setSelected(true);
+    setSelectedRange(effectiveTokenRange(index));
+    return true;
+}
+
+QTextDocumentFragment TULOTokenTextView::attributedText() const
+{
+    return QTextDocumentFragment(document());
+}
+
+void TULOTokenTextView::setAttributedText(const QTextDocumentFragment &text)
+{
+    // Setting the text is not an edit the user can undo.
+    document()->setUndoRedoEnabled(false);
+    document()->clear();
+    QTextCursor cursor(document());
+    cursor.insertFragment(text);
+    document()->setUndoRedoEnabled(true);
+    setSelectedRange({textLength(), 0});
+    cleanTypingFormat();
+    notifyChangeDelegate(trimmedTextLength());
+}

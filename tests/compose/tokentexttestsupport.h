@@ -1,0 +1,52 @@
+#pragma once
+
+#include <compose/tag.h>
+#include <compose/tagtokentextattachment.h>
+#include <compose/tokentextview.h>
+
+#include <QTextCursor>
+#include <QTextDocument>
+
+#include <memory>
+
+// Tags and texts for the token text view tests.
+
+inline TULOTag TULOTestTag(const QString &name, const QString &identifier = QStringLiteral("7"),
+                           const QString &entityType = QStringLiteral("artist"))
+{
+    TULOTag tag;
+    tag.setEntityType(entityType);
+    tag.setIdentifier(identifier);
+    tag.setName(name);
+    return tag;
+}
+
+inline std::shared_ptr<TULOTagTokenTextAttachment> TULOTestToken(const QString &name,
+                                                                const QString &identifier = QStringLiteral("7"))
+{
+    return std::make_shared<TULOTagTokenTextAttachment>(TULOTestTag(name, identifier));
+}
+
+// Fills the view from a pattern: '§' is a token whose run also holds a " " suffix, '¤' a bare
+// token, '\n' a line end, anything else plain text. Tokens are named T0, T1, ...
+inline void TULOSetTokenText(TULOTokenTextView &view, const QString &pattern)
+{
+    view.clear();
+    int tokens = 0;
+    for (const QChar c : pattern) {
+        const TULOTextRange end{view.textLength(), 0};
+        if (c == QChar(0x00A7) || c == QChar(0x00A4)) {
+            const QString suffix = c == QChar(0x00A7) ? QStringLiteral(" ") : QString();
+            const QString name = QStringLiteral("T%1").arg(tokens);
+            view.replaceTextInRange(end, TULOTestToken(name, QString::number(tokens)), suffix);
+            ++tokens;
+        } else {
+            QTextCursor cursor(view.document());
+            cursor.movePosition(QTextCursor::End);
+            if (c == QLatin1Char('\n'))
+                cursor.insertBlock(QTextBlockFormat(), QTextCharFormat());
+            else
+                cursor.insertText(QString(c), QTextCharFormat());
+        }
+    }
+}
