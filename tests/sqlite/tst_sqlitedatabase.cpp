@@ -9,6 +9,7 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <thread>
@@ -340,6 +341,39 @@ private Q_SLOTS:
         QVERIFY(database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES ('after')"), {}));
         QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(1));
         QCOMPARE(modeOf(path), 0600);
+    }
+
+    void threadsSharingAConnectionTakeTurns()
+    {
+        // One thread's statements must never land inside another thread's open transaction.
+        TULOSQLiteDatabase database(freshPath());
+        createTable(database);
+        constexpr int threads = 4;
+        constexpr int transactionsPerThread = 40;
+        std::atomic<int> asAsked = 0;
+        std::atomic<int> rolledBack = 0;
+        std::vector<std::thread> workers;
+        for (int t = 0; t < threads; ++t) {
+            workers.emplace_back([&, t] {
+                for (int i = 0; i < transactionsPerThread; ++i) {
+                    const bool keep = (i % 4) != 0;
+                    const bool ok = database.performTransactionWithBlock([&] {
+                        for (int row = 0; row < 2; ++row) {
+                            if (!database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {t}))
+                                return false;
+                        }
+                        return keep;
+                    });
+                    (ok == keep ? asAsked : rolledBack)++;
+                }
+            });
+        }
+        for (std::thread &worker : workers)
+            worker.join();
+        QCOMPARE(rolledBack.load(), 0); // no transaction ended other than its block asked
+        QCOMPARE(asAsked.load(), threads * transactionsPerThread);
+        const int kept = threads * transactionsPerThread * 3 / 4;
+        QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(kept * 2));
     }
 
     void secondProcessWaitsForTheLock()
