@@ -11,24 +11,20 @@
 #include <QTest>
 #include <QUuid>
 
-namespace {
+static const QString twitter = QString::fromLatin1(TULOServiceIdentifierTwitter);
+static const QString facebook = QString::fromLatin1(TULOServiceIdentifierFacebook);
 
-const QString twitter = QString::fromLatin1(TULOServiceIdentifierTwitter);
-const QString facebook = QString::fromLatin1(TULOServiceIdentifierFacebook);
-
-QString unique(const QString &stem)
+static QString unique(const QString &stem)
 {
     return stem + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
-TULOAccount makeAccount(const QString &service, const QString &userName)
+static TULOAccount makeAccount(const QString &service, const QString &userName)
 {
     TULOAccount account(service);
     account.setUserName(userName);
     return account;
 }
-
-} // namespace
 
 // Credential-store cases use whatever store the process picks: the file under a temporary data
 // folder here, the keyring under the Secret Service script test (which sets

@@ -12,19 +12,17 @@
 #include <sys/stat.h>
 #include <thread>
 
-namespace {
-
-const QString freshTable = QStringLiteral(
+static const QString freshTable = QStringLiteral(
     "CREATE TABLE account (pid INTEGER, authentication_secret TEXT, authentication_token TEXT, author_identity TEXT, "
     "author_type TEXT, enabled INTEGER DEFAULT 0, full_name TEXT, page_identifier TEXT, registered INTEGER DEFAULT 0, "
     "service_identifier TEXT, user_identifier TEXT, user_name TEXT, PRIMARY KEY (pid))");
 
-const QStringList freshColumns{"pid", "authentication_secret", "authentication_token", "author_identity",
+static const QStringList freshColumns{"pid", "authentication_secret", "authentication_token", "author_identity",
                                "author_type", "enabled", "full_name", "page_identifier", "registered",
                                "service_identifier", "user_identifier", "user_name"};
 
 // Builds a file with the raw library, as an older release left it.
-bool runRaw(const QString &path, const QString &sql)
+static bool runRaw(const QString &path, const QString &sql)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
     sqlite3 *db = nullptr;
@@ -47,7 +45,7 @@ struct TULOColumn
     QString type;
 };
 
-QList<TULOColumn> columnsOf(TULOSQLiteDatabase &database)
+static QList<TULOColumn> columnsOf(TULOSQLiteDatabase &database)
 {
     QList<TULOColumn> columns;
     database.enumerateRowsForSQL(QStringLiteral("PRAGMA table_info(account)"), {},
@@ -57,7 +55,7 @@ QList<TULOColumn> columnsOf(TULOSQLiteDatabase &database)
     return columns;
 }
 
-QStringList namesOf(const QList<TULOColumn> &columns)
+static QStringList namesOf(const QList<TULOColumn> &columns)
 {
     QStringList names;
     for (const TULOColumn &column : columns)
@@ -65,7 +63,7 @@ QStringList namesOf(const QList<TULOColumn> &columns)
     return names;
 }
 
-QString schemaOf(TULOSQLiteDatabase &database)
+static QString schemaOf(TULOSQLiteDatabase &database)
 {
     QString sql;
     database.enumerateRowsForSQL(QStringLiteral("SELECT sql FROM sqlite_schema WHERE name = 'account'"), {},
@@ -73,19 +71,17 @@ QString schemaOf(TULOSQLiteDatabase &database)
     return sql;
 }
 
-QByteArray readAll(const QString &path)
+static QByteArray readAll(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-int modeOf(const QString &path)
+static int modeOf(const QString &path)
 {
     struct stat info {};
     return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? int(info.st_mode & 07777) : -1;
 }
-
-} // namespace
 
 class TestAccountDatabase : public QObject
 {

@@ -16,9 +16,7 @@
 #include <sys/stat.h>
 #include <thread>
 
-namespace {
-
-int modeOf(const QString &path)
+static int modeOf(const QString &path)
 {
     struct stat info {};
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
@@ -26,17 +24,15 @@ int modeOf(const QString &path)
     return int(info.st_mode & 07777);
 }
 
-QString uniqueAccount(const QString &stem)
+static QString uniqueAccount(const QString &stem)
 {
     return stem + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
-bool isCode(const TULOError &error, TULOCredentialStoreErrorCode code)
+static bool isCode(const TULOError &error, TULOCredentialStoreErrorCode code)
 {
     return error.is(QString::fromLatin1(TULOCredentialStoreErrorDomain), code);
 }
-
-} // namespace
 
 // Runs against the store the process picks. Without TULO_TEST_CREDENTIAL_BACKEND the session
 // bus is cut off and the owner-only file must take over. The Secret Service script test keeps

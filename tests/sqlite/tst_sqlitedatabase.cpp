@@ -14,9 +14,7 @@
 #include <sys/stat.h>
 #include <thread>
 
-namespace {
-
-int modeOf(const QString &path)
+static int modeOf(const QString &path)
 {
     struct stat info {};
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
@@ -24,7 +22,7 @@ int modeOf(const QString &path)
     return int(info.st_mode & 07777);
 }
 
-qint64 rowCount(TULOSQLiteDatabase &database, const QString &table)
+static qint64 rowCount(TULOSQLiteDatabase &database, const QString &table)
 {
     qint64 count = -1;
     database.enumerateRowsForSQL(QStringLiteral("SELECT count(*) FROM ") + table, {},
@@ -32,14 +30,14 @@ qint64 rowCount(TULOSQLiteDatabase &database, const QString &table)
     return count;
 }
 
-QByteArray readAll(const QString &path)
+static QByteArray readAll(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // Child-process mode: hold the write lock of a file until told to let go on stdin.
-int holdLock(const QString &path)
+static int holdLock(const QString &path)
 {
     TULOSQLiteDatabase database(path);
     const bool ok = database.performTransactionWithBlock([&] {
@@ -56,8 +54,6 @@ int holdLock(const QString &path)
     });
     return ok ? 0 : 1;
 }
-
-} // namespace
 
 class TestSQLiteDatabase : public QObject
 {
@@ -351,7 +347,7 @@ private Q_SLOTS:
         constexpr int threads = 4;
         constexpr int transactionsPerThread = 40;
         std::atomic<int> asAsked = 0;
-        std::atomic<int> rolledBack = 0;
+        std::atomic<int> unexpected = 0;
         std::vector<std::thread> workers;
         for (int t = 0; t < threads; ++t) {
             workers.emplace_back([&, t] {
@@ -364,13 +360,13 @@ private Q_SLOTS:
                         }
                         return keep;
                     });
-                    (ok == keep ? asAsked : rolledBack)++;
+                    (ok == keep ? asAsked : unexpected)++;
                 }
             });
         }
         for (std::thread &worker : workers)
             worker.join();
-        QCOMPARE(rolledBack.load(), 0); // no transaction ended other than its block asked
+        QCOMPARE(unexpected.load(), 0); // no transaction ended other than its block asked
         QCOMPARE(asAsked.load(), threads * transactionsPerThread);
         const int kept = threads * transactionsPerThread * 3 / 4;
         QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(kept * 2));

@@ -14,13 +14,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
-
-const QString fileName = QStringLiteral("credentials.json");
-const QString lockName = QStringLiteral("credentials.lock");
-constexpr int lockTimeoutMilliseconds = 15000;
-
-} // namespace
+static const QString TULOCredentialFileName = QStringLiteral("credentials.json");
+static const QString TULOCredentialLockName = QStringLiteral("credentials.lock");
+static constexpr int TULOLockTimeoutMilliseconds = 15000;
 
 TULOCredentialStoreFile::TULOCredentialStoreFile(const QString &directory)
     : m_directory(directory)
@@ -29,7 +25,7 @@ TULOCredentialStoreFile::TULOCredentialStoreFile(const QString &directory)
 
 QString TULOCredentialStoreFile::filePath() const
 {
-    return QDir(m_directory).filePath(fileName);
+    return QDir(m_directory).filePath(TULOCredentialFileName);
 }
 
 QStringList TULOCredentialStoreFile::setAsidePaths() const
@@ -146,8 +142,8 @@ std::optional<QByteArray> TULOCredentialStoreFile::findItem(const QString &accou
     QMutexLocker locker(&m_mutex);
     if (!prepareFolder(error))
         return std::nullopt;
-    QLockFile lock(QDir(m_directory).filePath(lockName));
-    if (!lock.tryLock(lockTimeoutMilliseconds)) {
+    QLockFile lock(QDir(m_directory).filePath(TULOCredentialLockName));
+    if (!lock.tryLock(TULOLockTimeoutMilliseconds)) {
         TULOSetError(error, makeError(TULOCredentialStoreErrorUnavailable,
                                       QStringLiteral("Another program holds the credential file.")));
         return std::nullopt;
@@ -170,8 +166,8 @@ bool TULOCredentialStoreFile::change(TULOChange kind, const QString &account, co
     QMutexLocker locker(&m_mutex);
     if (!prepareFolder(error))
         return false;
-    QLockFile lock(QDir(m_directory).filePath(lockName));
-    if (!lock.tryLock(lockTimeoutMilliseconds)) {
+    QLockFile lock(QDir(m_directory).filePath(TULOCredentialLockName));
+    if (!lock.tryLock(TULOLockTimeoutMilliseconds)) {
         TULOSetError(error, makeError(TULOCredentialStoreErrorUnavailable,
                                       QStringLiteral("Another program holds the credential file.")));
         return false;

@@ -10,15 +10,11 @@
 #include <chrono>
 #include <future>
 
-namespace {
-
-const QString secretsService = QStringLiteral("org.freedesktop.secrets");
+static const QString TULOSecretsService = QStringLiteral("org.freedesktop.secrets");
 // A keyring that neither answers nor fails must not hang its caller for good. The job may still
 // run after a timeout, so it captures copies only.
-constexpr std::chrono::seconds jobTimeout(60);
-constexpr int probeTimeoutMilliseconds = 5000;
-
-} // namespace
+static constexpr std::chrono::seconds TULOJobTimeout(60);
+static constexpr int TULOProbeTimeoutMilliseconds = 5000;
 
 TULOCredentialStoreQtKeychain::TULOCredentialStoreQtKeychain()
 {
@@ -40,21 +36,21 @@ bool TULOCredentialStoreQtKeychain::isAvailable()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return false;
-    QDBusMessage readAlias = QDBusMessage::createMethodCall(secretsService, QStringLiteral("/org/freedesktop/secrets"),
+    QDBusMessage readAlias = QDBusMessage::createMethodCall(TULOSecretsService, QStringLiteral("/org/freedesktop/secrets"),
                                                             QStringLiteral("org.freedesktop.Secret.Service"),
                                                             QStringLiteral("ReadAlias"));
     readAlias << QStringLiteral("default");
-    const QDBusMessage aliasReply = bus.call(readAlias, QDBus::Block, probeTimeoutMilliseconds);
+    const QDBusMessage aliasReply = bus.call(readAlias, QDBus::Block, TULOProbeTimeoutMilliseconds);
     if (aliasReply.type() != QDBusMessage::ReplyMessage || aliasReply.arguments().isEmpty())
         return false;
     const QString collection = qvariant_cast<QDBusObjectPath>(aliasReply.arguments().constFirst()).path();
     if (collection.isEmpty() || collection == QLatin1String("/"))
         return false; // no default collection to keep items in
-    QDBusMessage getLocked = QDBusMessage::createMethodCall(secretsService, collection,
+    QDBusMessage getLocked = QDBusMessage::createMethodCall(TULOSecretsService, collection,
                                                             QStringLiteral("org.freedesktop.DBus.Properties"),
                                                             QStringLiteral("Get"));
     getLocked << QStringLiteral("org.freedesktop.Secret.Collection") << QStringLiteral("Locked");
-    const QDBusMessage lockedReply = bus.call(getLocked, QDBus::Block, probeTimeoutMilliseconds);
+    const QDBusMessage lockedReply = bus.call(getLocked, QDBus::Block, TULOProbeTimeoutMilliseconds);
     if (lockedReply.type() != QDBusMessage::ReplyMessage || lockedReply.arguments().isEmpty())
         return false;
     // A locked collection would need an unlock prompt, which a session without a display cannot show.
@@ -85,7 +81,7 @@ TULOCredentialStoreQtKeychain::run(const std::function<QKeychain::Job *()> &make
             job->start();
         },
         Qt::QueuedConnection);
-    if (future.wait_for(jobTimeout) != std::future_status::ready) {
+    if (future.wait_for(TULOJobTimeout) != std::future_status::ready) {
         TULOJobResult timedOut;
         timedOut.error = QKeychain::OtherError;
         timedOut.message = QStringLiteral("The Secret Service did not answer.");

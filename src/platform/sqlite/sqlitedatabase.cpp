@@ -14,20 +14,18 @@
 
 const int TULOSQLiteBusyTimeoutMilliseconds = 15000;
 
-namespace {
-
-bool isDamage(int resultCode)
+static bool TULOIsDamage(int resultCode)
 {
     const int primary = resultCode & 0xff;
     return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
-bool isInMemory(const QString &path)
+static bool TULOIsInMemory(const QString &path)
 {
     return path.isEmpty() || path == QLatin1String(":memory:");
 }
 
-TULOError notOpenError(const TULOError &openError)
+static TULOError TULONotOpenError(const TULOError &openError)
 {
     QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The database is not open.")}};
     if (!openError.isNull())
@@ -35,14 +33,12 @@ TULOError notOpenError(const TULOError &openError)
     return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_CANTOPEN, userInfo);
 }
 
-TULOError fileError(const QString &description, const QString &path)
+static TULOError TULOFileError(const QString &description, const QString &path)
 {
     return TULOError(QString::fromLatin1(TULOFileErrorDomain), errno,
                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
                       {QString::fromLatin1(TULOFilePathErrorKey), path}});
 }
-
-} // namespace
 
 // Serialises one public operation; damage found during it is repaired once the outermost ends.
 class TULOSQLiteDatabase::TULOOperationScope
@@ -129,12 +125,12 @@ void TULOSQLiteDatabase::close()
 
 bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
 {
-    if (isInMemory(m_path))
+    if (TULOIsInMemory(m_path))
         return true;
     const QFileInfo info(m_path);
     const QString folder = info.absolutePath();
     if (!QDir().mkpath(folder)) {
-        TULOSetError(error, fileError(QStringLiteral("The folder of the database could not be created."), folder));
+        TULOSetError(error, TULOFileError(QStringLiteral("The folder of the database could not be created."), folder));
         return false;
     }
     // Owner-only, also when an older version left the folder or file readable by others.
@@ -142,7 +138,7 @@ bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
     const QByteArray file = QFile::encodeName(info.absoluteFilePath());
     const int fd = ::open(file.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0) {
-        TULOSetError(error, fileError(QStringLiteral("The database file could not be created."), m_path));
+        TULOSetError(error, TULOFileError(QStringLiteral("The database file could not be created."), m_path));
         return false;
     }
     ::fchmod(fd, S_IRUSR | S_IWUSR);
@@ -155,11 +151,11 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
     closeConnection();
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (!prepareLocation(error)) {
-            m_openError = fileError(QStringLiteral("The database file could not be created."), m_path);
+            m_openError = TULOFileError(QStringLiteral("The database file could not be created."), m_path);
             return false;
         }
         sqlite3 *connection = nullptr;
-        const QByteArray file = isInMemory(m_path) ? QByteArray(":memory:") : QFile::encodeName(m_path);
+        const QByteArray file = TULOIsInMemory(m_path) ? QByteArray(":memory:") : QFile::encodeName(m_path);
         int rc = sqlite3_open_v2(file.constData(), &connection,
                                  SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
         if (rc == SQLITE_OK) {
@@ -179,7 +175,7 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
         }
         const TULOError failure = TULOSQLiteMakeError(connection, rc);
         sqlite3_close_v2(connection);
-        if (attempt == 0 && isDamage(rc) && !isInMemory(m_path) && setAside())
+        if (attempt == 0 && TULOIsDamage(rc) && !TULOIsInMemory(m_path) && setAside())
             continue;
         m_openError = failure;
         TULOSetError(error, failure);
@@ -219,7 +215,7 @@ bool TULOSQLiteDatabase::setAside()
 
 void TULOSQLiteDatabase::noteResult(int resultCode)
 {
-    if (isDamage(resultCode))
+    if (TULOIsDamage(resultCode))
         m_recoveryPending = true;
 }
 
@@ -237,7 +233,7 @@ void TULOSQLiteDatabase::recover()
     for (int round = 0; round < 2 && m_recoveryPending; ++round) {
         m_recoveryPending = false;
         closeConnection();
-        if (!isInMemory(m_path))
+        if (!TULOIsInMemory(m_path))
             setAside();
         if (!openConnection(nullptr))
             break;
@@ -260,7 +256,7 @@ void TULOSQLiteDatabase::runSetupBlock()
 TULOSQLiteStatement TULOSQLiteDatabase::prepare(const QString &sql, const QVariantList &values, TULOError *error)
 {
     if (!m_connection) {
-        TULOSetError(error, notOpenError(m_openError));
+        TULOSetError(error, TULONotOpenError(m_openError));
         return TULOSQLiteStatement();
     }
     TULOSQLiteStatement statement(m_connection, sql, error);
@@ -312,7 +308,7 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
 {
     TULOOperationScope scope(this);
     if (!m_connection) {
-        TULOSetError(error, notOpenError(m_openError));
+        TULOSetError(error, TULONotOpenError(m_openError));
         return false;
     }
     const QByteArray text = sql.toUtf8();

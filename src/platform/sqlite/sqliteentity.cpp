@@ -6,20 +6,16 @@
 
 const char *const TULOSQLiteEntityPersistentIDColumn = "pid";
 
-namespace {
-
-QString pidColumn()
+static QString TULOPidColumn()
 {
     return TULOSQLiteQuotedIdentifier(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn));
 }
 
-TULOError rowGoneError()
+static TULOError TULORowGoneError()
 {
     return TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_NOTFOUND,
                                       QStringLiteral("The row is no longer in the database."));
 }
-
-} // namespace
 
 TULOSQLiteEntity::TULOSQLiteEntity(TULOSQLiteDatabase *database, const QString &table, qint64 persistentID)
     : m_database(database)
@@ -78,7 +74,7 @@ std::optional<QVariantMap> TULOSQLiteEntity::valuesForProperties(const QStringLi
         },
         error);
     if (ok && !result)
-        TULOSetError(error, rowGoneError());
+        TULOSetError(error, TULORowGoneError());
     return ok ? result : std::nullopt;
 }
 
@@ -90,12 +86,12 @@ bool TULOSQLiteEntity::setValuesForProperties(const QVariantMap &values, TULOErr
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         assignments.append(TULOSQLiteQuotedIdentifier(it.key()) + QStringLiteral(" = ?"));
     const QString sql = QStringLiteral("UPDATE ") + TULOSQLiteQuotedIdentifier(m_table) + QStringLiteral(" SET ")
-        + assignments.join(QStringLiteral(", ")) + QStringLiteral(" WHERE ") + pidColumn() + QStringLiteral(" = ?");
+        + assignments.join(QStringLiteral(", ")) + QStringLiteral(" WHERE ") + TULOPidColumn() + QStringLiteral(" = ?");
     QVariantList bound = values.values();
     bound.append(m_persistentID);
     const std::optional<qint64> changed = m_database->executeChangeSQL(sql, bound, error);
     if (changed && *changed == 0) {
-        TULOSetError(error, rowGoneError());
+        TULOSetError(error, TULORowGoneError());
         return false;
     }
     return changed.has_value();
