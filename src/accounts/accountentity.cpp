@@ -43,25 +43,26 @@ QString TULOAccountEntity::databaseTable()
     return QStringLiteral("account");
 }
 
-std::optional<TULOAccountEntity> TULOAccountEntity::insertIntoDatabase(TULOSQLiteDatabase *database,
-                                                                       const QVariantMap &values, TULOError *error)
+std::optional<TULOAccountEntity> TULOAccountEntity::insertIntoDatabase(
+    TULOSQLiteDatabase *database, const QVariantMap &values, TULOError *error)
 {
-    const std::optional<qint64> pid = TULOSQLiteEntity::insertIntoDatabase(database, databaseTable(), values, error);
+    const std::optional<qint64> pid
+        = TULOSQLiteEntity::insertIntoDatabase(database, databaseTable(), values, error);
     if (!pid)
         return std::nullopt;
     return TULOAccountEntity(database, *pid);
 }
 
-TULOSQLiteQuery TULOAccountEntity::queryWithPredicate(TULOSQLiteDatabase *database,
-                                                      const TULOSQLitePredicate &predicate)
+TULOSQLiteQuery TULOAccountEntity::queryWithPredicate(
+    TULOSQLiteDatabase *database, const TULOSQLitePredicate &predicate)
 {
     return TULOSQLiteQuery(database, databaseTable(), predicate);
 }
 
-QVariantMap TULOAccountEntity::valuesForAccount(const TULOAccount &account, const QString &authorIdentity,
-                                                const QString &authorType)
+QVariantMap TULOAccountEntity::valuesForAccount(
+    const TULOAccount &account, const QString &authorIdentity, const QString &authorType)
 {
-    QVariantMap values{
+    QVariantMap values {
         {QString::fromLatin1(TULOAccountEntityPropertyAuthorIdentity), authorIdentity},
         {QString::fromLatin1(TULOAccountEntityPropertyAuthorType), authorType},
     };

@@ -4,11 +4,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-
-#include <sqlite3.h>
-
 #include <cstdio>
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,7 +25,8 @@ static bool TULOIsInMemory(const QString &path)
 
 static TULOError TULONotOpenError(const TULOError &openError)
 {
-    QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The database is not open.")}};
+    QVariantMap userInfo {
+        {QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The database is not open.")}};
     if (!openError.isNull())
         userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(openError));
     return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_CANTOPEN, userInfo);
@@ -36,8 +35,8 @@ static TULOError TULONotOpenError(const TULOError &openError)
 static TULOError TULOFileError(const QString &description, const QString &path)
 {
     return TULOError(QString::fromLatin1(TULOFileErrorDomain), errno,
-                     {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
-                      {QString::fromLatin1(TULOFilePathErrorKey), path}});
+        {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
+            {QString::fromLatin1(TULOFilePathErrorKey), path}});
 }
 
 // Serialises one public operation; damage found during it is repaired once the outermost ends.
@@ -105,8 +104,9 @@ bool TULOSQLiteDatabase::reopen(TULOError *error)
 {
     TULOOperationScope scope(this);
     if (m_transactionDepth > 0) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
-                                                       QStringLiteral("The database cannot reopen inside a transaction.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+                QStringLiteral("The database cannot reopen inside a transaction.")));
         return false;
     }
     closeConnection();
@@ -130,7 +130,8 @@ bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
     const QFileInfo info(m_path);
     const QString folder = info.absolutePath();
     if (!QDir().mkpath(folder)) {
-        TULOSetError(error, TULOFileError(QStringLiteral("The folder of the database could not be created."), folder));
+        TULOSetError(
+            error, TULOFileError(QStringLiteral("The folder of the database could not be created."), folder));
         return false;
     }
     // Owner-only, also when an older version left the folder or file readable by others.
@@ -157,7 +158,7 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
         sqlite3 *connection = nullptr;
         const QByteArray file = TULOIsInMemory(m_path) ? QByteArray(":memory:") : QFile::encodeName(m_path);
         int rc = sqlite3_open_v2(file.constData(), &connection,
-                                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
         if (rc == SQLITE_OK) {
             sqlite3_extended_result_codes(connection, 1);
             // A quoted identifier naming no column must fail, not turn into a string literal.
@@ -207,7 +208,7 @@ bool TULOSQLiteDatabase::setAside()
         const QString companion = m_path + QLatin1String(suffix);
         if (QFileInfo::exists(companion))
             std::rename(QFile::encodeName(companion).constData(),
-                        QFile::encodeName(target + QLatin1String(suffix)).constData());
+                QFile::encodeName(target + QLatin1String(suffix)).constData());
     }
     m_setAsidePaths.append(target);
     return true;
@@ -253,7 +254,8 @@ void TULOSQLiteDatabase::runSetupBlock()
     block(*this);
 }
 
-TULOSQLiteStatement TULOSQLiteDatabase::prepare(const QString &sql, const QVariantList &values, TULOError *error)
+TULOSQLiteStatement TULOSQLiteDatabase::prepare(
+    const QString &sql, const QVariantList &values, TULOError *error)
 {
     if (!m_connection) {
         TULOSetError(error, TULONotOpenError(m_openError));
@@ -296,8 +298,9 @@ std::optional<qint64> TULOSQLiteDatabase::userVersion(TULOError *error)
 bool TULOSQLiteDatabase::setUserVersion(qint64 version, TULOError *error)
 {
     if (version < std::numeric_limits<qint32>::min() || version > std::numeric_limits<qint32>::max()) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
-                                                       QStringLiteral("A user version must fit in 32 bits.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+                QStringLiteral("A user version must fit in 32 bits.")));
         return false;
     }
     // PRAGMA takes no bound parameters; a formatted integer cannot carry anything but a number.
@@ -318,7 +321,8 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
         sqlite3_stmt *raw = nullptr;
         const char *tail = nullptr;
         const int rc = sqlite3_prepare_v2(m_connection, next, int(end - next), &raw, &tail);
-        const QString statementText = QString::fromUtf8(next, tail ? int(tail - next) : int(end - next)).trimmed();
+        const QString statementText
+            = QString::fromUtf8(next, tail ? int(tail - next) : int(end - next)).trimmed();
         if (rc != SQLITE_OK) {
             const int code = sqlite3_extended_errcode(m_connection);
             noteResult(code);
@@ -329,8 +333,7 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
         if (!raw)
             continue; // whitespace or a comment
         int step;
-        while ((step = sqlite3_step(raw)) == SQLITE_ROW) {
-        }
+        while ((step = sqlite3_step(raw)) == SQLITE_ROW) { }
         if (step != SQLITE_DONE) {
             const int code = sqlite3_extended_errcode(m_connection);
             const TULOError failure = TULOSQLiteMakeError(m_connection, code, statementText);
@@ -349,8 +352,8 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, const QVariantList &valu
     return executeChangeSQL(sql, values, error).has_value();
 }
 
-std::optional<qint64> TULOSQLiteDatabase::executeInsertSQL(const QString &sql, const QVariantList &values,
-                                                           TULOError *error)
+std::optional<qint64> TULOSQLiteDatabase::executeInsertSQL(
+    const QString &sql, const QVariantList &values, TULOError *error)
 {
     TULOOperationScope scope(this);
     TULOSQLiteStatement statement = prepare(sql, values, error);
@@ -363,8 +366,8 @@ std::optional<qint64> TULOSQLiteDatabase::executeInsertSQL(const QString &sql, c
     return sqlite3_last_insert_rowid(m_connection);
 }
 
-std::optional<qint64> TULOSQLiteDatabase::executeChangeSQL(const QString &sql, const QVariantList &values,
-                                                           TULOError *error)
+std::optional<qint64> TULOSQLiteDatabase::executeChangeSQL(
+    const QString &sql, const QVariantList &values, TULOError *error)
 {
     TULOOperationScope scope(this);
     TULOSQLiteStatement statement = prepare(sql, values, error);
@@ -377,8 +380,8 @@ std::optional<qint64> TULOSQLiteDatabase::executeChangeSQL(const QString &sql, c
     return sqlite3_changes64(m_connection);
 }
 
-bool TULOSQLiteDatabase::enumerateRowsForSQL(const QString &sql, const QVariantList &values,
-                                             const TULORowBlock &block, TULOError *error)
+bool TULOSQLiteDatabase::enumerateRowsForSQL(
+    const QString &sql, const QVariantList &values, const TULORowBlock &block, TULOError *error)
 {
     TULOOperationScope scope(this);
     TULOSQLiteStatement statement = prepare(sql, values, error);
@@ -410,8 +413,8 @@ bool TULOSQLiteDatabase::performTransactionWithBlock(const std::function<bool()>
     const QString savepoint = QStringLiteral("tulo_savepoint_%1").arg(m_transactionDepth);
     // IMMEDIATE takes the write lock up front, so two writers wait for each other instead of
     // failing when both try to upgrade a read lock.
-    if (!runControlStatement(outermost ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT ") + savepoint,
-                             error))
+    if (!runControlStatement(
+            outermost ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT ") + savepoint, error))
         return false;
 
     const auto rollBack = [&] {
@@ -441,18 +444,19 @@ bool TULOSQLiteDatabase::performTransactionWithBlock(const std::function<bool()>
     if (commit) {
         TULOError commitError;
         if (m_connection && (!outermost || !sqlite3_get_autocommit(m_connection))
-            && runControlStatement(outermost ? QStringLiteral("COMMIT") : QStringLiteral("RELEASE ") + savepoint,
-                                   &commitError))
+            && runControlStatement(
+                outermost ? QStringLiteral("COMMIT") : QStringLiteral("RELEASE ") + savepoint, &commitError))
             return true;
         rollBack();
         if (commitError.isNull())
             commitError = TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
-                                                     QStringLiteral("The transaction ended before it could commit."));
+                QStringLiteral("The transaction ended before it could commit."));
         TULOSetError(error, commitError);
         return false;
     }
     rollBack();
-    TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
-                                                   QStringLiteral("The transaction was rolled back.")));
+    TULOSetError(error,
+        TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
+            QStringLiteral("The transaction was rolled back.")));
     return false;
 }
