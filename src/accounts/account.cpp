@@ -12,16 +12,12 @@ const char *const TULOAccountPropertyPages = "TULOAccountPropertyPages";
 const char *const TULOAccountPropertyPreferredPageIdentifier = "TULOAccountPropertyPreferredPageIdentifier";
 const char *const TULOAccountPropertyUserId = "TULOAccountPropertyUserId";
 
-namespace {
-
-bool isNil(const QVariant &value)
+static bool TULOIsNil(const QVariant &value)
 {
     // Qt 6 does not count a null string inside a variant as null; for the bag it is nil.
     return !value.isValid() || value.isNull()
         || (value.typeId() == QMetaType::QString && value.toString().isNull());
 }
-
-} // namespace
 
 TULOAccount::TULOAccount(const QString &serviceIdentifier)
 {
@@ -30,7 +26,7 @@ TULOAccount::TULOAccount(const QString &serviceIdentifier)
 
 void TULOAccount::setValue(const QVariant &value, const QString &property)
 {
-    if (isNil(value))
+    if (TULOIsNil(value))
         m_properties.remove(property);
     else
         m_properties.insert(property, value);

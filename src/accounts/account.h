@@ -9,7 +9,6 @@
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
-
 #include <optional>
 
 // Property names of an account's bag; each constant's value is its own name.

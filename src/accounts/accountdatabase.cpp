@@ -28,7 +28,9 @@ TULOAccountDatabase::TULOAccountDatabase()
 TULOAccountDatabase::TULOAccountDatabase(const QString &path)
     : TULOSQLiteDatabase(path)
 {
-    setSetupBlock([](TULOSQLiteDatabase &database) { static_cast<TULOAccountDatabase &>(database).createDatabaseSchema(); });
+    setSetupBlock([](TULOSQLiteDatabase &database) {
+        static_cast<TULOAccountDatabase &>(database).createDatabaseSchema();
+    });
     createDatabaseSchema();
 }
 
@@ -39,11 +41,13 @@ void TULOAccountDatabase::createDatabaseSchema()
         if (!stored)
             return true; // unreadable: leave the file as it is
         if (*stored == 0) {
-            executeSQL(QStringLiteral(
-                "CREATE TABLE IF NOT EXISTS account (pid INTEGER, authentication_secret TEXT, authentication_token TEXT, "
-                "author_identity TEXT, author_type TEXT, enabled INTEGER DEFAULT 0, full_name TEXT, page_identifier TEXT, "
-                "registered INTEGER DEFAULT 0, service_identifier TEXT, user_identifier TEXT, user_name TEXT, "
-                "PRIMARY KEY (pid));"));
+            executeSQL(QStringLiteral("CREATE TABLE IF NOT EXISTS account (pid INTEGER, "
+                                      "authentication_secret TEXT, authentication_token TEXT, "
+                                      "author_identity TEXT, author_type TEXT, enabled INTEGER DEFAULT 0, "
+                                      "full_name TEXT, page_identifier TEXT, "
+                                      "registered INTEGER DEFAULT 0, service_identifier TEXT, "
+                                      "user_identifier TEXT, user_name TEXT, "
+                                      "PRIMARY KEY (pid));"));
             setUserVersion(TULOAccountDatabaseSchemaVersion);
             return true;
         }

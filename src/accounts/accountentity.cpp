@@ -12,10 +12,8 @@ const char *const TULOAccountEntityPropertyRegistered = "registered";
 const char *const TULOAccountEntityPropertyUserIdentifier = "user_identifier";
 const char *const TULOAccountEntityPropertyUserName = "user_name";
 
-namespace {
-
 // Account property -> column, for everything but the password.
-const std::pair<const char *, const char *> columnForProperty[] = {
+static const std::pair<const char *, const char *> TULOColumnForProperty[] = {
     {TULOAccountPropertyAuthenticationSecret, TULOAccountEntityPropertyAuthenticationSecret},
     {TULOAccountPropertyAuthenticationToken, TULOAccountEntityPropertyAuthenticationToken},
     {TULOAccountPropertyFullName, TULOAccountEntityPropertyFullName},
@@ -25,7 +23,7 @@ const std::pair<const char *, const char *> columnForProperty[] = {
     {TULOAccountPropertyUserId, TULOAccountEntityPropertyUserIdentifier},
 };
 
-QString columnText(const QVariant &value)
+static QString TULOColumnText(const QVariant &value)
 {
     // The two typeless columns hand back whatever was stored; a blob is read as UTF-8 text.
     if (value.typeId() == QMetaType::QByteArray)
@@ -34,8 +32,6 @@ QString columnText(const QVariant &value)
         return QString();
     return value.toString();
 }
-
-} // namespace
 
 TULOAccountEntity::TULOAccountEntity(TULOSQLiteDatabase *database, qint64 persistentID)
     : TULOSQLiteEntity(database, databaseTable(), persistentID)
@@ -47,29 +43,30 @@ QString TULOAccountEntity::databaseTable()
     return QStringLiteral("account");
 }
 
-std::optional<TULOAccountEntity> TULOAccountEntity::insertIntoDatabase(TULOSQLiteDatabase *database,
-                                                                       const QVariantMap &values, TULOError *error)
+std::optional<TULOAccountEntity> TULOAccountEntity::insertIntoDatabase(
+    TULOSQLiteDatabase *database, const QVariantMap &values, TULOError *error)
 {
-    const std::optional<qint64> pid = TULOSQLiteEntity::insertIntoDatabase(database, databaseTable(), values, error);
+    const std::optional<qint64> pid
+        = TULOSQLiteEntity::insertIntoDatabase(database, databaseTable(), values, error);
     if (!pid)
         return std::nullopt;
     return TULOAccountEntity(database, *pid);
 }
 
-TULOSQLiteQuery TULOAccountEntity::queryWithPredicate(TULOSQLiteDatabase *database,
-                                                      const TULOSQLitePredicate &predicate)
+TULOSQLiteQuery TULOAccountEntity::queryWithPredicate(
+    TULOSQLiteDatabase *database, const TULOSQLitePredicate &predicate)
 {
     return TULOSQLiteQuery(database, databaseTable(), predicate);
 }
 
-QVariantMap TULOAccountEntity::valuesForAccount(const TULOAccount &account, const QString &authorIdentity,
-                                                const QString &authorType)
+QVariantMap TULOAccountEntity::valuesForAccount(
+    const TULOAccount &account, const QString &authorIdentity, const QString &authorType)
 {
-    QVariantMap values{
+    QVariantMap values {
         {QString::fromLatin1(TULOAccountEntityPropertyAuthorIdentity), authorIdentity},
         {QString::fromLatin1(TULOAccountEntityPropertyAuthorType), authorType},
     };
-    for (const auto &[property, column] : columnForProperty) {
+    for (const auto &[property, column] : TULOColumnForProperty) {
         const QString name = QString::fromLatin1(property);
         QString value;
         if (name == QLatin1String(TULOAccountPropertyFullName)) {
@@ -104,9 +101,9 @@ TULOAccount TULOAccountEntity::accountWithValues(const QString &serviceIdentifie
     TULOAccount account(serviceIdentifier);
     const QStringList columns = accountProperties();
     for (int i = 0; i < columns.size() && i < values.size(); ++i) {
-        for (const auto &[property, column] : columnForProperty) {
+        for (const auto &[property, column] : TULOColumnForProperty) {
             if (columns.at(i) == QLatin1String(column))
-                account.setValue(columnText(values.at(i)), QString::fromLatin1(property));
+                account.setValue(TULOColumnText(values.at(i)), QString::fromLatin1(property));
         }
     }
     return account;

@@ -4,7 +4,6 @@
 #include <QMetaType>
 #include <QString>
 #include <QVariantMap>
-
 #include <optional>
 
 // A Facebook page an account may post to. Pages are the same page when their identifiers are.

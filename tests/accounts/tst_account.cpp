@@ -11,24 +11,20 @@
 #include <QTest>
 #include <QUuid>
 
-namespace {
+static const QString twitter = QString::fromLatin1(TULOServiceIdentifierTwitter);
+static const QString facebook = QString::fromLatin1(TULOServiceIdentifierFacebook);
 
-const QString twitter = QString::fromLatin1(TULOServiceIdentifierTwitter);
-const QString facebook = QString::fromLatin1(TULOServiceIdentifierFacebook);
-
-QString unique(const QString &stem)
+static QString unique(const QString &stem)
 {
     return stem + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
-TULOAccount makeAccount(const QString &service, const QString &userName)
+static TULOAccount makeAccount(const QString &service, const QString &userName)
 {
     TULOAccount account(service);
     account.setUserName(userName);
     return account;
 }
-
-} // namespace
 
 // Credential-store cases use whatever store the process picks: the file under a temporary data
 // folder here, the keyring under the Secret Service script test (which sets
@@ -55,7 +51,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("secondService");
         QTest::addColumn<QString>("secondUser");
         QTest::addColumn<bool>("equal");
-        QTest::newRow("same user and service, different tokens") << twitter << "ann" << twitter << "ann" << true;
+        QTest::newRow("same user and service, different tokens")
+            << twitter << "ann" << twitter << "ann" << true;
         QTest::newRow("same user on twitter and facebook") << twitter << "ann" << facebook << "ann" << false;
         QTest::newRow("other user, same service") << twitter << "ann" << twitter << "bob" << false;
         QTest::newRow("user names differing in case") << twitter << "ann" << twitter << "Ann" << false;
@@ -76,7 +73,7 @@ private Q_SLOTS:
         QCOMPARE(second == first, equal);
         if (equal)
             QCOMPARE(qHash(first), qHash(second));
-        const QSet<TULOAccount> set{first, second};
+        const QSet<TULOAccount> set {first, second};
         QCOMPARE(set.size(), equal ? 1 : 2);
     }
 
@@ -86,8 +83,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("storedFullName");
         QTest::addColumn<QString>("expected");
         QTest::newRow("no full name reports the user name") << "ann" << QString() << "ann";
-        QTest::newRow("stored full name wins") << "ann" << "Ann Artist" << "Ann Artist";
-        QTest::newRow("empty full name is a full name") << "ann" << "" << "";
+        QTest::newRow("stored full name wins") << "ann"
+                                               << "Ann Artist"
+                                               << "Ann Artist";
+        QTest::newRow("empty full name is a full name") << "ann"
+                                                        << ""
+                                                        << "";
         QTest::newRow("neither") << QString() << QString() << QString();
     }
     void fullName()
@@ -106,15 +107,18 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("pages");
         QTest::addColumn<QString>("preferred");
         QTest::addColumn<QString>("expectedName"); // null: no page
-        const QList<TULOFacebookPage> pages{{QStringLiteral("1"), QStringLiteral("Band")},
-                                            {QStringLiteral("2"), QStringLiteral("Label")},
-                                            {QStringLiteral("2"), QStringLiteral("Label, again")}};
+        const QList<TULOFacebookPage> pages {{QStringLiteral("1"), QStringLiteral("Band")},
+            {QStringLiteral("2"), QStringLiteral("Label")},
+            {QStringLiteral("2"), QStringLiteral("Label, again")}};
         QTest::newRow("no preferred identifier") << QVariant::fromValue(pages) << QString() << QString();
-        QTest::newRow("identifier of a page") << QVariant::fromValue(pages) << "1" << "Band";
-        QTest::newRow("first of two pages with the identifier") << QVariant::fromValue(pages) << "2" << "Label";
+        QTest::newRow("identifier of a page") << QVariant::fromValue(pages) << "1"
+                                              << "Band";
+        QTest::newRow("first of two pages with the identifier") << QVariant::fromValue(pages) << "2"
+                                                                << "Label";
         QTest::newRow("identifier no page bears") << QVariant::fromValue(pages) << "3" << QString();
         QTest::newRow("no pages") << QVariant() << "1" << QString();
-        QTest::newRow("pages of the wrong type") << QVariant(QStringList{QStringLiteral("1")}) << "1" << QString();
+        QTest::newRow("pages of the wrong type")
+            << QVariant(QStringList {QStringLiteral("1")}) << "1" << QString();
     }
     void preferredPage()
     {
@@ -136,11 +140,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariantMap>("dictionary");
         QTest::addColumn<bool>("valid");
-        QTest::newRow("string id and name") << QVariantMap{{"id", "104"}, {"name", "Band"}, {"category", "Musician"}} << true;
-        QTest::newRow("numeric id") << QVariantMap{{"id", 104}, {"name", "Band"}} << false;
-        QTest::newRow("numeric name") << QVariantMap{{"id", "104"}, {"name", 7}} << false;
-        QTest::newRow("missing name") << QVariantMap{{"id", "104"}} << false;
-        QTest::newRow("empty dictionary") << QVariantMap{} << false;
+        QTest::newRow("string id and name")
+            << QVariantMap {{"id", "104"}, {"name", "Band"}, {"category", "Musician"}} << true;
+        QTest::newRow("numeric id") << QVariantMap {{"id", 104}, {"name", "Band"}} << false;
+        QTest::newRow("numeric name") << QVariantMap {{"id", "104"}, {"name", 7}} << false;
+        QTest::newRow("missing name") << QVariantMap {{"id", "104"}} << false;
+        QTest::newRow("empty dictionary") << QVariantMap {} << false;
     }
     void facebookPageFromDictionary()
     {
@@ -229,7 +234,8 @@ private Q_SLOTS:
         saved.setPassword(password);
         QVERIFY(saved.saveToCredentialStore());
         // The item holds UTF-8, addressed by (user name, service identifier).
-        QCOMPARE(TULOCredentialStore::sharedStore()->findItem(user, twitter), std::optional<QByteArray>(password.toUtf8()));
+        QCOMPARE(TULOCredentialStore::sharedStore()->findItem(user, twitter),
+            std::optional<QByteArray>(password.toUtf8()));
 
         const TULOAccount loaded = makeAccount(twitter, user);
         const QString passwordKey = QString::fromLatin1(TULOAccountPropertyPassword);
@@ -265,25 +271,24 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariantMap>("properties");
         QTest::addColumn<QVariantMap>("expectedColumns");
-        QTest::newRow("every property") << QVariantMap{{TULOAccountPropertyUserName, "ann"},
-                                                       {TULOAccountPropertyFullName, "Ann Artist"},
-                                                       {TULOAccountPropertyAuthenticationToken, "tok"},
-                                                       {TULOAccountPropertyAuthenticationSecret, "sec"},
-                                                       {TULOAccountPropertyPreferredPageIdentifier, "104"},
-                                                       {TULOAccountPropertyUserId, "9001"},
-                                                       {TULOAccountPropertyPassword, "never stored"}}
-                                        << QVariantMap{{"author_identity", "a1"}, {"author_type", "artist"},
-                                                       {"service_identifier", "twitter"}, {"user_name", "ann"},
-                                                       {"full_name", "Ann Artist"}, {"authentication_token", "tok"},
-                                                       {"authentication_secret", "sec"}, {"page_identifier", "104"},
-                                                       {"user_identifier", "9001"}};
+        QTest::newRow("every property")
+            << QVariantMap {{TULOAccountPropertyUserName, "ann"}, {TULOAccountPropertyFullName, "Ann Artist"},
+                   {TULOAccountPropertyAuthenticationToken, "tok"},
+                   {TULOAccountPropertyAuthenticationSecret, "sec"},
+                   {TULOAccountPropertyPreferredPageIdentifier, "104"}, {TULOAccountPropertyUserId, "9001"},
+                   {TULOAccountPropertyPassword, "never stored"}}
+            << QVariantMap {{"author_identity", "a1"}, {"author_type", "artist"},
+                   {"service_identifier", "twitter"}, {"user_name", "ann"}, {"full_name", "Ann Artist"},
+                   {"authentication_token", "tok"}, {"authentication_secret", "sec"},
+                   {"page_identifier", "104"}, {"user_identifier", "9001"}};
         QTest::newRow("full name falls back to user name")
-            << QVariantMap{{TULOAccountPropertyUserName, "ann"}}
-            << QVariantMap{{"author_identity", "a1"}, {"author_type", "artist"}, {"service_identifier", "twitter"},
-                           {"user_name", "ann"}, {"full_name", "ann"}};
+            << QVariantMap {{TULOAccountPropertyUserName, "ann"}}
+            << QVariantMap {{"author_identity", "a1"}, {"author_type", "artist"},
+                   {"service_identifier", "twitter"}, {"user_name", "ann"}, {"full_name", "ann"}};
         QTest::newRow("absent values are not written")
-            << QVariantMap{}
-            << QVariantMap{{"author_identity", "a1"}, {"author_type", "artist"}, {"service_identifier", "twitter"}};
+            << QVariantMap {}
+            << QVariantMap {
+                   {"author_identity", "a1"}, {"author_type", "artist"}, {"service_identifier", "twitter"}};
     }
     void rowMapping()
     {
@@ -292,18 +297,21 @@ private Q_SLOTS:
         TULOAccount account(twitter);
         for (auto it = properties.cbegin(); it != properties.cend(); ++it)
             account.setValue(it.value(), it.key());
-        const QVariantMap columns = TULOAccountEntity::valuesForAccount(account, QStringLiteral("a1"), QStringLiteral("artist"));
+        const QVariantMap columns
+            = TULOAccountEntity::valuesForAccount(account, QStringLiteral("a1"), QStringLiteral("artist"));
         QCOMPARE(columns, expectedColumns);
 
-        TULOAccountDatabase database(m_folder.filePath(unique(QStringLiteral("mapping")) + QStringLiteral("/a.sqlitedb")));
+        TULOAccountDatabase database(
+            m_folder.filePath(unique(QStringLiteral("mapping")) + QStringLiteral("/a.sqlitedb")));
         QVERIFY(TULOAccountEntity::insertIntoDatabase(&database, columns));
         std::optional<TULOAccount> readBack;
-        QVERIFY(TULOAccountEntity::queryWithPredicate(&database, TULOSQLitePredicate(QStringLiteral("author_identity"), QStringLiteral("a1")))
+        QVERIFY(TULOAccountEntity::queryWithPredicate(
+            &database, TULOSQLitePredicate(QStringLiteral("author_identity"), QStringLiteral("a1")))
                     .enumeratePersistentIDsAndProperties(TULOAccountEntity::accountProperties(),
-                                                         [&](qint64, const QVariantList &values, bool *stop) {
-                                                             readBack = TULOAccountEntity::accountWithValues(twitter, values);
-                                                             *stop = true;
-                                                         }));
+                        [&](qint64, const QVariantList &values, bool *stop) {
+                            readBack = TULOAccountEntity::accountWithValues(twitter, values);
+                            *stop = true;
+                        }));
         QVERIFY(readBack);
         QCOMPARE(readBack->serviceIdentifier(), twitter);
         QCOMPARE(readBack->userName(), account.userName());
@@ -312,7 +320,7 @@ private Q_SLOTS:
         QCOMPARE(readBack->authenticationSecret(), account.authenticationSecret());
         QCOMPARE(readBack->preferredPageIdentifier(), account.preferredPageIdentifier());
         QCOMPARE(readBack->valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId)),
-                 account.valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId)));
+            account.valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId)));
         QVERIFY(!readBack->valueForProperty(QString::fromLatin1(TULOAccountPropertyPassword)).isValid());
     }
 
@@ -328,8 +336,9 @@ private Q_SLOTS:
             account.setPassword(password);
             account.setAuthenticationToken(QStringLiteral("token"));
             QVERIFY(database.performTransactionWithBlock([&] {
-                return TULOAccountEntity::insertIntoDatabase(
-                           &database, TULOAccountEntity::valuesForAccount(account, QStringLiteral("a1"), QStringLiteral("artist")))
+                return TULOAccountEntity::insertIntoDatabase(&database,
+                    TULOAccountEntity::valuesForAccount(
+                        account, QStringLiteral("a1"), QStringLiteral("artist")))
                     .has_value();
             }));
             QVERIFY(account.saveToCredentialStore());
@@ -344,7 +353,8 @@ private Q_SLOTS:
         // The row did reach the file, so a password written with it would be found.
         QVERIFY(bytes.contains(user.toUtf8()));
         QVERIFY(!bytes.contains(password.toUtf8()));
-        QVERIFY(!bytes.contains(QByteArray(reinterpret_cast<const char *>(password.utf16()), password.size() * 2)));
+        QVERIFY(!bytes.contains(
+            QByteArray(reinterpret_cast<const char *>(password.utf16()), password.size() * 2)));
         QVERIFY(makeAccount(twitter, user).removeFromCredentialStore());
     }
 };

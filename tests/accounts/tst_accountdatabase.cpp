@@ -6,25 +6,23 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
-
 #include <sqlite3.h>
-
 #include <sys/stat.h>
 #include <thread>
 
-namespace {
+static const QString freshTable
+    = QStringLiteral("CREATE TABLE account (pid INTEGER, authentication_secret TEXT, authentication_token "
+                     "TEXT, author_identity TEXT, "
+                     "author_type TEXT, enabled INTEGER DEFAULT 0, full_name TEXT, page_identifier TEXT, "
+                     "registered INTEGER DEFAULT 0, "
+                     "service_identifier TEXT, user_identifier TEXT, user_name TEXT, PRIMARY KEY (pid))");
 
-const QString freshTable = QStringLiteral(
-    "CREATE TABLE account (pid INTEGER, authentication_secret TEXT, authentication_token TEXT, author_identity TEXT, "
-    "author_type TEXT, enabled INTEGER DEFAULT 0, full_name TEXT, page_identifier TEXT, registered INTEGER DEFAULT 0, "
-    "service_identifier TEXT, user_identifier TEXT, user_name TEXT, PRIMARY KEY (pid))");
-
-const QStringList freshColumns{"pid", "authentication_secret", "authentication_token", "author_identity",
-                               "author_type", "enabled", "full_name", "page_identifier", "registered",
-                               "service_identifier", "user_identifier", "user_name"};
+static const QStringList freshColumns {"pid", "authentication_secret", "authentication_token",
+    "author_identity", "author_type", "enabled", "full_name", "page_identifier", "registered",
+    "service_identifier", "user_identifier", "user_name"};
 
 // Builds a file with the raw library, as an older release left it.
-bool runRaw(const QString &path, const QString &sql)
+static bool runRaw(const QString &path, const QString &sql)
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
     sqlite3 *db = nullptr;
@@ -47,17 +45,17 @@ struct TULOColumn
     QString type;
 };
 
-QList<TULOColumn> columnsOf(TULOSQLiteDatabase &database)
+static QList<TULOColumn> columnsOf(TULOSQLiteDatabase &database)
 {
     QList<TULOColumn> columns;
-    database.enumerateRowsForSQL(QStringLiteral("PRAGMA table_info(account)"), {},
-                                 [&](const TULOSQLiteStatement &row, bool *) {
-                                     columns.append({row.columnValue(1).toString(), row.columnValue(2).toString()});
-                                 });
+    database.enumerateRowsForSQL(
+        QStringLiteral("PRAGMA table_info(account)"), {}, [&](const TULOSQLiteStatement &row, bool *) {
+            columns.append({row.columnValue(1).toString(), row.columnValue(2).toString()});
+        });
     return columns;
 }
 
-QStringList namesOf(const QList<TULOColumn> &columns)
+static QStringList namesOf(const QList<TULOColumn> &columns)
 {
     QStringList names;
     for (const TULOColumn &column : columns)
@@ -65,27 +63,27 @@ QStringList namesOf(const QList<TULOColumn> &columns)
     return names;
 }
 
-QString schemaOf(TULOSQLiteDatabase &database)
+static QString schemaOf(TULOSQLiteDatabase &database)
 {
     QString sql;
     database.enumerateRowsForSQL(QStringLiteral("SELECT sql FROM sqlite_schema WHERE name = 'account'"), {},
-                                 [&](const TULOSQLiteStatement &row, bool *) { sql = row.columnValue(0).toString(); });
+        [&](const TULOSQLiteStatement &row, bool *) { sql = row.columnValue(0).toString(); });
     return sql;
 }
 
-QByteArray readAll(const QString &path)
+static QByteArray readAll(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-int modeOf(const QString &path)
+static int modeOf(const QString &path)
 {
-    struct stat info {};
+    struct stat info
+    {
+    };
     return ::stat(QFile::encodeName(path).constData(), &info) == 0 ? int(info.st_mode & 07777) : -1;
 }
-
-} // namespace
 
 class TestAccountDatabase : public QObject
 {
@@ -105,7 +103,8 @@ private Q_SLOTS:
     void locationIsOwnerOnly()
     {
         const QString path = TULOAccountDatabase::databasePath();
-        QCOMPARE(path, m_data->filePath(QStringLiteral("Library/com.vantor.Quillon/SocialAccounts.sqlitedb")));
+        QCOMPARE(
+            path, m_data->filePath(QStringLiteral("Library/com.vantor.Quillon/SocialAccounts.sqlitedb")));
         TULOAccountDatabase database;
         QVERIFY(database.isOpen());
         QCOMPARE(database.path(), path);
@@ -126,30 +125,39 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("setup");
         QTest::addColumn<QStringList>("expectedColumns");
-        const QString v1 = QStringLiteral(
-            "CREATE TABLE account (pid INTEGER, author_identity TEXT, enabled INTEGER DEFAULT 0, full_name TEXT, "
-            "service_identifier TEXT, user_name TEXT, PRIMARY KEY (pid));");
+        const QString v1 = QStringLiteral("CREATE TABLE account (pid INTEGER, author_identity TEXT, enabled "
+                                          "INTEGER DEFAULT 0, full_name TEXT, "
+                                          "service_identifier TEXT, user_name TEXT, PRIMARY KEY (pid));");
         const QString v2 = v1 + QStringLiteral("ALTER TABLE account ADD COLUMN page_identifier TEXT;");
-        const QString v3 = v2 + QStringLiteral(
-            "ALTER TABLE account ADD COLUMN authentication_secret; ALTER TABLE account ADD COLUMN authentication_token;"
-            "ALTER TABLE account ADD COLUMN author_type TEXT; ALTER TABLE account ADD COLUMN registered INTEGER DEFAULT 0;");
-        const QStringList v1Columns{"pid", "author_identity", "enabled", "full_name", "service_identifier", "user_name"};
+        const QString v3 = v2
+            + QStringLiteral("ALTER TABLE account ADD COLUMN authentication_secret; ALTER TABLE account ADD "
+                             "COLUMN authentication_token;"
+                             "ALTER TABLE account ADD COLUMN author_type TEXT; ALTER TABLE account ADD "
+                             "COLUMN registered INTEGER DEFAULT 0;");
+        const QStringList v1Columns {
+            "pid", "author_identity", "enabled", "full_name", "service_identifier", "user_name"};
         const QStringList v3Columns = v1Columns
-            + QStringList{"page_identifier", "authentication_secret", "authentication_token", "author_type", "registered"};
-        QTest::newRow("version 1") << v1 + QStringLiteral("PRAGMA user_version = 1;") << v3Columns + QStringList{"user_identifier"};
-        QTest::newRow("version 2") << v2 + QStringLiteral("PRAGMA user_version = 2;") << v3Columns + QStringList{"user_identifier"};
-        QTest::newRow("version 3") << v3 + QStringLiteral("PRAGMA user_version = 3;") << v3Columns + QStringList{"user_identifier"};
+            + QStringList {"page_identifier", "authentication_secret", "authentication_token", "author_type",
+                "registered"};
+        QTest::newRow("version 1") << v1 + QStringLiteral("PRAGMA user_version = 1;")
+                                   << v3Columns + QStringList {"user_identifier"};
+        QTest::newRow("version 2") << v2 + QStringLiteral("PRAGMA user_version = 2;")
+                                   << v3Columns + QStringList {"user_identifier"};
+        QTest::newRow("version 3") << v3 + QStringLiteral("PRAGMA user_version = 3;")
+                                   << v3Columns + QStringList {"user_identifier"};
         QTest::newRow("version 1 that already has page_identifier")
-            << v2 + QStringLiteral("PRAGMA user_version = 1;") << v3Columns + QStringList{"user_identifier"};
+            << v2 + QStringLiteral("PRAGMA user_version = 1;") << v3Columns + QStringList {"user_identifier"};
     }
     void migration()
     {
         QFETCH(QString, setup);
         QFETCH(QStringList, expectedColumns);
         const QString path = TULOAccountDatabase::databasePath();
-        QVERIFY(runRaw(path, setup
-                                 + QStringLiteral("INSERT INTO account (pid, author_identity, full_name, service_identifier, user_name) "
-                                                  "VALUES (7, 'a1', 'Ann Artist', 'twitter', 'ann');")));
+        QVERIFY(runRaw(path,
+            setup
+                + QStringLiteral(
+                    "INSERT INTO account (pid, author_identity, full_name, service_identifier, user_name) "
+                    "VALUES (7, 'a1', 'Ann Artist', 'twitter', 'ann');")));
 
         TULOAccountDatabase database;
         QCOMPARE(database.userVersion(), std::optional<qint64>(4));
@@ -164,16 +172,18 @@ private Q_SLOTS:
 
         // The row is still there; added columns are NULL, registered took its default.
         QVariantList values;
-        QVERIFY(TULOAccountEntity::queryWithPredicate(&database, TULOSQLitePredicate())
-                    .enumeratePersistentIDsAndProperties(
-                        {"user_name", "full_name", "page_identifier", "authentication_token", "author_type", "registered",
-                         "user_identifier"},
-                        [&](qint64 pid, const QVariantList &row, bool *) { values = QVariantList{pid} + row; }));
-        QCOMPARE(values, (QVariantList{qlonglong(7), QStringLiteral("ann"), QStringLiteral("Ann Artist"), QVariant(),
-                                       QVariant(), QVariant(), qlonglong(0), QVariant()}));
+        QVERIFY(
+            TULOAccountEntity::queryWithPredicate(&database, TULOSQLitePredicate())
+                .enumeratePersistentIDsAndProperties(
+                    {"user_name", "full_name", "page_identifier", "authentication_token", "author_type",
+                        "registered", "user_identifier"},
+                    [&](qint64 pid, const QVariantList &row, bool *) { values = QVariantList {pid} + row; }));
+        QCOMPARE(values,
+            (QVariantList {qlonglong(7), QStringLiteral("ann"), QStringLiteral("Ann Artist"), QVariant(),
+                QVariant(), QVariant(), qlonglong(0), QVariant()}));
         // And the migrated table takes a full row.
-        QVERIFY(TULOAccountEntity::insertIntoDatabase(&database, {{"user_name", "bob"}, {"user_identifier", "42"},
-                                                                  {"authentication_secret", "s"}}));
+        QVERIFY(TULOAccountEntity::insertIntoDatabase(
+            &database, {{"user_name", "bob"}, {"user_identifier", "42"}, {"authentication_secret", "s"}}));
     }
 
     void currentVersionReopenedChangesNothing()
@@ -181,7 +191,8 @@ private Q_SLOTS:
         const QString path = TULOAccountDatabase::databasePath();
         {
             TULOAccountDatabase database;
-            QVERIFY(TULOAccountEntity::insertIntoDatabase(&database, {{"user_name", "ann"}, {"author_identity", "a1"}}));
+            QVERIFY(TULOAccountEntity::insertIntoDatabase(
+                &database, {{"user_name", "ann"}, {"author_identity", "a1"}}));
         }
         const QByteArray before = readAll(path);
         {
@@ -202,7 +213,8 @@ private Q_SLOTS:
     {
         QFETCH(int, version);
         const QString path = TULOAccountDatabase::databasePath();
-        const QString table = QStringLiteral("CREATE TABLE account (pid INTEGER, user_name TEXT, PRIMARY KEY (pid))");
+        const QString table
+            = QStringLiteral("CREATE TABLE account (pid INTEGER, user_name TEXT, PRIMARY KEY (pid))");
         QVERIFY(runRaw(path, table + QStringLiteral("; PRAGMA user_version = %1;").arg(version)));
         TULOAccountDatabase database;
         QCOMPARE(database.userVersion(), std::optional<qint64>(version));
@@ -224,7 +236,8 @@ private Q_SLOTS:
                 TULOAccountDatabase database;
                 database.performTransactionWithBlock([&] {
                     for (int i = 0; i < 100; ++i)
-                        TULOAccountEntity::insertIntoDatabase(&database, {{"user_name", QString(400, QLatin1Char('u'))}});
+                        TULOAccountEntity::insertIntoDatabase(
+                            &database, {{"user_name", QString(400, QLatin1Char('u'))}});
                     return true;
                 });
             }
@@ -255,7 +268,8 @@ private Q_SLOTS:
         // A fresh, current database took its place.
         QCOMPARE(database.userVersion(), std::optional<qint64>(4));
         QCOMPARE(schemaOf(database), freshTable);
-        QVERIFY(TULOAccountEntity::insertIntoDatabase(&database, {{"user_name", "ann"}, {"service_identifier", "twitter"}}));
+        QVERIFY(TULOAccountEntity::insertIntoDatabase(
+            &database, {{"user_name", "ann"}, {"service_identifier", "twitter"}}));
         QCOMPARE(all.countOfEntities(), std::optional<qint64>(1));
     }
 

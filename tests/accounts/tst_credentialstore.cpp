@@ -12,31 +12,28 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUuid>
-
 #include <sys/stat.h>
 #include <thread>
 
-namespace {
-
-int modeOf(const QString &path)
+static int modeOf(const QString &path)
 {
-    struct stat info {};
+    struct stat info
+    {
+    };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return -1;
     return int(info.st_mode & 07777);
 }
 
-QString uniqueAccount(const QString &stem)
+static QString uniqueAccount(const QString &stem)
 {
     return stem + QLatin1Char('-') + QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
-bool isCode(const TULOError &error, TULOCredentialStoreErrorCode code)
+static bool isCode(const TULOError &error, TULOCredentialStoreErrorCode code)
 {
     return error.is(QString::fromLatin1(TULOCredentialStoreErrorDomain), code);
 }
-
-} // namespace
 
 // Runs against the store the process picks. Without TULO_TEST_CREDENTIAL_BACKEND the session
 // bus is cut off and the owner-only file must take over. The Secret Service script test keeps
@@ -75,7 +72,8 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("data");
         QTest::addColumn<QByteArray>("replacement");
         QTest::newRow("ascii") << QByteArray("hunter2") << QByteArray("hunter3");
-        QTest::newRow("non-ASCII UTF-8") << QStringLiteral("p\u00e4ss \u0436 \U0001F511").toUtf8() << QByteArray("x");
+        QTest::newRow("non-ASCII UTF-8")
+            << QStringLiteral("p\u00e4ss \u0436 \U0001F511").toUtf8() << QByteArray("x");
         QTest::newRow("empty") << QByteArray("") << QByteArray("now set");
         QTest::newRow("bytes with NUL") << QByteArray("a\0b\0", 4) << QByteArray("\0", 1);
         QTest::newRow("long") << QByteArray(8192, 'k') << QByteArray(10, 'q');
@@ -135,21 +133,25 @@ private Q_SLOTS:
             // An outside reader of the Secret Service finds the item by the same two attributes.
             QProcess tool;
             tool.start(QStringLiteral("secret-tool"),
-                       {QStringLiteral("search"), QStringLiteral("user"), account, QStringLiteral("server"),
-                        QStringLiteral("twitter")});
+                {QStringLiteral("search"), QStringLiteral("user"), account, QStringLiteral("server"),
+                    QStringLiteral("twitter")});
             QVERIFY(tool.waitForFinished(30000));
             const QByteArray listing = tool.readAllStandardOutput() + tool.readAllStandardError();
             QVERIFY2(listing.contains("attribute.user = " + account.toUtf8()), listing.constData());
         } else {
-            const QString path = QDir(TULOCredentialStore::defaultFileStoreDirectory()).filePath(QStringLiteral("credentials.json"));
+            const QString path = QDir(TULOCredentialStore::defaultFileStoreDirectory())
+                                     .filePath(QStringLiteral("credentials.json"));
             QVERIFY(path.startsWith(m_folder.filePath(QStringLiteral("data/"))));
             QCOMPARE(modeOf(path), 0600);
             QCOMPARE(modeOf(TULOCredentialStore::defaultFileStoreDirectory()), 0700);
             QFile file(path);
             QVERIFY(file.open(QIODevice::ReadOnly));
             bool found = false;
-            for (const QJsonValue &item : QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("items")).toArray())
-                found = found || (item[QStringLiteral("account")] == account && item[QStringLiteral("service")] == QStringLiteral("twitter"));
+            for (const QJsonValue &item :
+                QJsonDocument::fromJson(file.readAll()).object().value(QStringLiteral("items")).toArray())
+                found = found
+                    || (item[QStringLiteral("account")] == account
+                        && item[QStringLiteral("service")] == QStringLiteral("twitter"));
             QVERIFY(found);
         }
         QVERIFY(store->deleteItem(account, QStringLiteral("twitter")));
@@ -168,7 +170,8 @@ private Q_SLOTS:
         worker.join();
         QVERIFY(added);
         QCOMPARE(seen, std::optional<QByteArray>("from a worker"));
-        QCOMPARE(store->findItem(account, QStringLiteral("twitter")), std::optional<QByteArray>("from a worker"));
+        QCOMPARE(
+            store->findItem(account, QStringLiteral("twitter")), std::optional<QByteArray>("from a worker"));
         QVERIFY(store->deleteItem(account, QStringLiteral("twitter")));
     }
 
@@ -186,7 +189,8 @@ private Q_SLOTS:
     {
         QFETCH(int, folderMode);
         QFETCH(int, fileMode);
-        const QString folder = m_folder.filePath(uniqueAccount(QStringLiteral("perm")) + QStringLiteral("/Credentials"));
+        const QString folder
+            = m_folder.filePath(uniqueAccount(QStringLiteral("perm")) + QStringLiteral("/Credentials"));
         if (folderMode >= 0) {
             QVERIFY(QDir().mkpath(folder));
             QVERIFY(::chmod(QFile::encodeName(folder).constData(), mode_t(folderMode)) == 0);
@@ -203,9 +207,10 @@ private Q_SLOTS:
         QVERIFY(store->addItem(QStringLiteral("ann"), QStringLiteral("twitter"), "pw"));
         QCOMPARE(modeOf(folder), 0700);
         QCOMPARE(modeOf(path), 0600);
-        QCOMPARE(QDir(folder).entryList(QDir::Files), (QStringList{QStringLiteral("credentials.json")}));
+        QCOMPARE(QDir(folder).entryList(QDir::Files), (QStringList {QStringLiteral("credentials.json")}));
         if (fileMode >= 0)
-            QCOMPARE(store->findItem(QStringLiteral("old"), QStringLiteral("twitter")), std::optional<QByteArray>("old"));
+            QCOMPARE(store->findItem(QStringLiteral("old"), QStringLiteral("twitter")),
+                std::optional<QByteArray>("old"));
     }
 
     void damagedFileIsSetAside_data()
@@ -213,8 +218,10 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("content");
         QTest::newRow("not JSON") << QByteArray("\x01\x02 garbage {");
         QTest::newRow("not an object") << QByteArray("[1, 2, 3]");
-        QTest::newRow("items of the wrong type") << QByteArray(R"({"items": [{"account": 7, "service": "twitter", "data": ""}]})");
-        QTest::newRow("data not base64") << QByteArray(R"({"items": [{"account": "a", "service": "twitter", "data": "@@@"}]})");
+        QTest::newRow("items of the wrong type")
+            << QByteArray(R"({"items": [{"account": 7, "service": "twitter", "data": ""}]})");
+        QTest::newRow("data not base64")
+            << QByteArray(R"({"items": [{"account": "a", "service": "twitter", "data": "@@@"}]})");
     }
     void damagedFileIsSetAside()
     {
@@ -236,7 +243,8 @@ private Q_SLOTS:
         QCOMPARE(aside.readAll(), content);
 
         QVERIFY(store.addItem(QStringLiteral("a"), QStringLiteral("twitter"), "fresh", &error));
-        QCOMPARE(store.findItem(QStringLiteral("a"), QStringLiteral("twitter")), std::optional<QByteArray>("fresh"));
+        QCOMPARE(store.findItem(QStringLiteral("a"), QStringLiteral("twitter")),
+            std::optional<QByteArray>("fresh"));
         QCOMPARE(store.setAsidePaths().size(), 1);
     }
 
@@ -248,7 +256,8 @@ private Q_SLOTS:
         const auto second = TULOCredentialStore::makeFileStore(folder);
         QVERIFY(first->addItem(QStringLiteral("ann"), QStringLiteral("twitter"), "one"));
         QVERIFY(second->addItem(QStringLiteral("bob"), QStringLiteral("twitter"), "two"));
-        QCOMPARE(first->findItem(QStringLiteral("bob"), QStringLiteral("twitter")), std::optional<QByteArray>("two"));
+        QCOMPARE(first->findItem(QStringLiteral("bob"), QStringLiteral("twitter")),
+            std::optional<QByteArray>("two"));
         QVERIFY(second->deleteItem(QStringLiteral("ann"), QStringLiteral("twitter")));
         QVERIFY(!first->findItem(QStringLiteral("ann"), QStringLiteral("twitter")));
     }

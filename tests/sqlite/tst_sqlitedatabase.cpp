@@ -6,39 +6,38 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
-
+#include <atomic>
 #include <sqlite3.h>
-
 #include <stdexcept>
 #include <sys/stat.h>
 #include <thread>
 
-namespace {
-
-int modeOf(const QString &path)
+static int modeOf(const QString &path)
 {
-    struct stat info {};
+    struct stat info
+    {
+    };
     if (::stat(QFile::encodeName(path).constData(), &info) != 0)
         return -1;
     return int(info.st_mode & 07777);
 }
 
-qint64 rowCount(TULOSQLiteDatabase &database, const QString &table)
+static qint64 rowCount(TULOSQLiteDatabase &database, const QString &table)
 {
     qint64 count = -1;
     database.enumerateRowsForSQL(QStringLiteral("SELECT count(*) FROM ") + table, {},
-                                 [&](const TULOSQLiteStatement &row, bool *) { count = row.columnInt64(0); });
+        [&](const TULOSQLiteStatement &row, bool *) { count = row.columnInt64(0); });
     return count;
 }
 
-QByteArray readAll(const QString &path)
+static QByteArray readAll(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // Child-process mode: hold the write lock of a file until told to let go on stdin.
-int holdLock(const QString &path)
+static int holdLock(const QString &path)
 {
     TULOSQLiteDatabase database(path);
     const bool ok = database.performTransactionWithBlock([&] {
@@ -56,8 +55,6 @@ int holdLock(const QString &path)
     return ok ? 0 : 1;
 }
 
-} // namespace
-
 class TestSQLiteDatabase : public QObject
 {
     Q_OBJECT
@@ -65,11 +62,15 @@ class TestSQLiteDatabase : public QObject
     QTemporaryDir m_folder;
     int m_fileNumber = 0;
 
-    QString freshPath() { return m_folder.filePath(QStringLiteral("db%1/test.sqlitedb").arg(++m_fileNumber)); }
+    QString freshPath()
+    {
+        return m_folder.filePath(QStringLiteral("db%1/test.sqlitedb").arg(++m_fileNumber));
+    }
 
     static void createTable(TULOSQLiteDatabase &database)
     {
-        QVERIFY(database.executeSQL(QStringLiteral("CREATE TABLE IF NOT EXISTS t (pid INTEGER PRIMARY KEY, v)")));
+        QVERIFY(
+            database.executeSQL(QStringLiteral("CREATE TABLE IF NOT EXISTS t (pid INTEGER PRIMARY KEY, v)")));
     }
 
 private Q_SLOTS:
@@ -87,7 +88,8 @@ private Q_SLOTS:
     {
         QFETCH(int, folderMode);
         QFETCH(int, fileMode);
-        const QString path = m_folder.filePath(QStringLiteral("perm%1/nested/deeper/x.sqlitedb").arg(++m_fileNumber));
+        const QString path
+            = m_folder.filePath(QStringLiteral("perm%1/nested/deeper/x.sqlitedb").arg(++m_fileNumber));
         const QString folder = QFileInfo(path).absolutePath();
         if (folderMode >= 0) {
             QVERIFY(QDir().mkpath(folder));
@@ -175,14 +177,15 @@ private Q_SLOTS:
             result = database.performTransactionWithBlock(
                 [&] {
                     for (const char *value : {"one", "two"}) {
-                        if (!database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"),
-                                                 {QString::fromLatin1(value)}))
+                        if (!database.executeSQL(
+                                QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QString::fromLatin1(value)}))
                             return false;
                     }
                     if (ending == QLatin1String("failed statement"))
                         return database.executeSQL(QStringLiteral("INSERT INTO missing (v) VALUES (1)"));
                     if (ending == QLatin1String("failed constraint"))
-                        return database.executeSQL(QStringLiteral("INSERT INTO t (pid, v) VALUES (1, 'dup')"), {});
+                        return database.executeSQL(
+                            QStringLiteral("INSERT INTO t (pid, v) VALUES (1, 'dup')"), {});
                     if (ending == QLatin1String("exception"))
                         throw std::runtime_error("block failed");
                     if (ending.startsWith(QLatin1String("inner"))) {
@@ -227,10 +230,12 @@ private Q_SLOTS:
         QTest::newRow("real") << QVariant(2.5) << QVariant(2.5);
         QTest::newRow("text outside the basic plane") << QVariant(QStringLiteral("caf\u00e9 \U0001F3B8"))
                                                       << QVariant(QStringLiteral("caf\u00e9 \U0001F3B8"));
-        QTest::newRow("empty text is not NULL") << QVariant(QStringLiteral("")) << QVariant(QStringLiteral(""));
+        QTest::newRow("empty text is not NULL")
+            << QVariant(QStringLiteral("")) << QVariant(QStringLiteral(""));
         QTest::newRow("null string is NULL") << QVariant(QString()) << QVariant();
         QTest::newRow("invalid variant is NULL") << QVariant() << QVariant();
-        QTest::newRow("blob with NUL bytes") << QVariant(QByteArray("a\0b\xff", 4)) << QVariant(QByteArray("a\0b\xff", 4));
+        QTest::newRow("blob with NUL bytes")
+            << QVariant(QByteArray("a\0b\xff", 4)) << QVariant(QByteArray("a\0b\xff", 4));
         QTest::newRow("empty blob") << QVariant(QByteArray("")) << QVariant(QByteArray(""));
         QTest::newRow("SQL in a value stays a value") << QVariant(QStringLiteral("x'); DROP TABLE t; --"))
                                                       << QVariant(QStringLiteral("x'); DROP TABLE t; --"));
@@ -246,7 +251,7 @@ private Q_SLOTS:
         QVERIFY(pid);
         QVariant stored(QStringLiteral("not read"));
         QVERIFY(database.enumerateRowsForSQL(QStringLiteral("SELECT v FROM t WHERE pid = ?"), {*pid},
-                                             [&](const TULOSQLiteStatement &row, bool *) { stored = row.columnValue(0); }));
+            [&](const TULOSQLiteStatement &row, bool *) { stored = row.columnValue(0); }));
         QCOMPARE(stored.typeId(), expected.typeId());
         QCOMPARE(stored, expected);
         QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(1));
@@ -257,8 +262,8 @@ private Q_SLOTS:
         TULOSQLiteDatabase database(freshPath());
         createTable(database);
         TULOError error;
-        QVERIFY(!database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QVariant::fromValue(QSize(1, 2))},
-                                     &error));
+        QVERIFY(!database.executeSQL(
+            QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QVariant::fromValue(QSize(1, 2))}, &error));
         QCOMPARE(error.code(), qint64(SQLITE_MISMATCH));
         QVERIFY(!database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {1, 2}, &error));
         QCOMPARE(error.code(), qint64(SQLITE_RANGE));
@@ -295,7 +300,8 @@ private Q_SLOTS:
             createTable(database);
             database.performTransactionWithBlock([&] {
                 for (int i = 0; i < 200; ++i)
-                    database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QString(300, QLatin1Char('x'))});
+                    database.executeSQL(
+                        QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QString(300, QLatin1Char('x'))});
                 return true;
             });
             database.close();
@@ -324,8 +330,9 @@ private Q_SLOTS:
         createTable(database);
         TULOError error;
         qint64 seen = 0;
-        const bool read = database.enumerateRowsForSQL(QStringLiteral("SELECT v FROM t"), {},
-                                                       [&](const TULOSQLiteStatement &, bool *) { ++seen; }, &error);
+        const bool read = database.enumerateRowsForSQL(
+            QStringLiteral("SELECT v FROM t"), {}, [&](const TULOSQLiteStatement &, bool *) { ++seen; },
+            &error);
         if (!read)
             QCOMPARE(error.code() & 0xff, qint64(SQLITE_CORRUPT));
 
@@ -340,6 +347,39 @@ private Q_SLOTS:
         QVERIFY(database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES ('after')"), {}));
         QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(1));
         QCOMPARE(modeOf(path), 0600);
+    }
+
+    void threadsSharingAConnectionTakeTurns()
+    {
+        // One thread's statements must never land inside another thread's open transaction.
+        TULOSQLiteDatabase database(freshPath());
+        createTable(database);
+        constexpr int threads = 4;
+        constexpr int transactionsPerThread = 40;
+        std::atomic<int> asAsked = 0;
+        std::atomic<int> unexpected = 0;
+        std::vector<std::thread> workers;
+        for (int t = 0; t < threads; ++t) {
+            workers.emplace_back([&, t] {
+                for (int i = 0; i < transactionsPerThread; ++i) {
+                    const bool keep = (i % 4) != 0;
+                    const bool ok = database.performTransactionWithBlock([&] {
+                        for (int row = 0; row < 2; ++row) {
+                            if (!database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {t}))
+                                return false;
+                        }
+                        return keep;
+                    });
+                    (ok == keep ? asAsked : unexpected)++;
+                }
+            });
+        }
+        for (std::thread &worker : workers)
+            worker.join();
+        QCOMPARE(unexpected.load(), 0); // no transaction ended other than its block asked
+        QCOMPARE(asAsked.load(), threads * transactionsPerThread);
+        const int kept = threads * transactionsPerThread * 3 / 4;
+        QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(kept * 2));
     }
 
     void secondProcessWaitsForTheLock()
@@ -363,7 +403,10 @@ private Q_SLOTS:
         TULOError error;
         std::thread writer([&] {
             committed = database.performTransactionWithBlock(
-                [&] { return database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES ('parent')"), {}); }, &error);
+                [&] {
+                    return database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES ('parent')"), {});
+                },
+                &error);
         });
         // Give the writer time to run into the lock, then let the child commit.
         QThread::msleep(300);

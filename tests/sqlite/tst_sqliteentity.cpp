@@ -3,7 +3,6 @@
 
 #include <QTemporaryDir>
 #include <QTest>
-
 #include <sqlite3.h>
 
 using TULOIDList = QList<qint64>;
@@ -21,7 +20,8 @@ class TestSQLiteEntity : public QObject
     void insertRow(const QString &name, const QVariantMap &values)
     {
         TULOError error;
-        const std::optional<qint64> pid = TULOSQLiteEntity::insertIntoDatabase(m_database.get(), m_table, values, &error);
+        const std::optional<qint64> pid
+            = TULOSQLiteEntity::insertIntoDatabase(m_database.get(), m_table, values, &error);
         QVERIFY2(pid, qPrintable(error.localizedDescription()));
         m_pids.insert(name, *pid);
     }
@@ -30,24 +30,31 @@ private Q_SLOTS:
     void init()
     {
         QVERIFY(m_folder.isValid());
-        m_database = std::make_unique<TULOSQLiteDatabase>(m_folder.filePath(QStringLiteral("entities.sqlitedb")));
+        m_database
+            = std::make_unique<TULOSQLiteDatabase>(m_folder.filePath(QStringLiteral("entities.sqlitedb")));
         QVERIFY(m_database->executeSQL(QStringLiteral(
-            "DROP TABLE IF EXISTS account; CREATE TABLE account (pid INTEGER PRIMARY KEY, author_identity TEXT, "
+            "DROP TABLE IF EXISTS account; CREATE TABLE account (pid INTEGER PRIMARY KEY, author_identity "
+            "TEXT, "
             "author_type TEXT, service_identifier TEXT, user_name TEXT, \"odd \"\"name\"\"\" TEXT)")));
         m_pids.clear();
         const QString author = QStringLiteral("author_identity");
         const QString type = QStringLiteral("author_type");
         const QString service = QStringLiteral("service_identifier");
         const QString user = QStringLiteral("user_name");
-        insertRow(QStringLiteral("a1-artist-twitter"), {{author, QStringLiteral("a1")}, {type, QStringLiteral("artist")},
-                                                        {service, QStringLiteral("twitter")}, {user, QStringLiteral("ann")}});
-        insertRow(QStringLiteral("a1-curator-twitter"), {{author, QStringLiteral("a1")}, {type, QStringLiteral("curator")},
-                                                         {service, QStringLiteral("twitter")}, {user, QStringLiteral("ann")}});
-        insertRow(QStringLiteral("a2-artist-twitter"), {{author, QStringLiteral("a2")}, {type, QStringLiteral("artist")},
-                                                        {service, QStringLiteral("twitter")}, {user, QStringLiteral("bob")}});
-        insertRow(QStringLiteral("a1-artist-other"), {{author, QStringLiteral("a1")}, {type, QStringLiteral("artist")},
-                                                      {service, QStringLiteral("other")}, {user, QStringLiteral("ann")}});
-        insertRow(QStringLiteral("no type"), {{author, QStringLiteral("a1")}, {service, QStringLiteral("twitter")}});
+        insertRow(QStringLiteral("a1-artist-twitter"),
+            {{author, QStringLiteral("a1")}, {type, QStringLiteral("artist")},
+                {service, QStringLiteral("twitter")}, {user, QStringLiteral("ann")}});
+        insertRow(QStringLiteral("a1-curator-twitter"),
+            {{author, QStringLiteral("a1")}, {type, QStringLiteral("curator")},
+                {service, QStringLiteral("twitter")}, {user, QStringLiteral("ann")}});
+        insertRow(QStringLiteral("a2-artist-twitter"),
+            {{author, QStringLiteral("a2")}, {type, QStringLiteral("artist")},
+                {service, QStringLiteral("twitter")}, {user, QStringLiteral("bob")}});
+        insertRow(QStringLiteral("a1-artist-other"),
+            {{author, QStringLiteral("a1")}, {type, QStringLiteral("artist")},
+                {service, QStringLiteral("other")}, {user, QStringLiteral("ann")}});
+        insertRow(QStringLiteral("no type"),
+            {{author, QStringLiteral("a1")}, {service, QStringLiteral("twitter")}});
     }
     void cleanup() { m_database.reset(); }
 
@@ -55,24 +62,24 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariantList>("conditions"); // column, value, column, value...
         QTest::addColumn<QStringList>("expected");
-        QTest::newRow("no condition matches all")
-            << QVariantList{}
-            << QStringList{"a1-artist-twitter", "a1-curator-twitter", "a2-artist-twitter", "a1-artist-other", "no type"};
-        QTest::newRow("author, type and service")
-            << QVariantList{"author_identity", "a1", "author_type", "artist", "service_identifier", "twitter"}
-            << QStringList{"a1-artist-twitter"};
-        QTest::newRow("same author, other type is another row")
-            << QVariantList{"author_identity", "a1", "author_type", "curator"} << QStringList{"a1-curator-twitter"};
-        QTest::newRow("user name narrows further")
-            << QVariantList{"author_identity", "a1", "author_type", "artist", "service_identifier", "twitter", "user_name",
-                            "someone else"}
-            << QStringList{};
-        QTest::newRow("null value matches NULL") << QVariantList{"author_type", QVariant()} << QStringList{"no type"};
+        QTest::newRow("no condition matches all") << QVariantList {}
+                                                  << QStringList {"a1-artist-twitter", "a1-curator-twitter",
+                                                         "a2-artist-twitter", "a1-artist-other", "no type"};
+        QTest::newRow("author, type and service") << QVariantList {"author_identity", "a1", "author_type",
+            "artist", "service_identifier", "twitter"}
+                                                  << QStringList {"a1-artist-twitter"};
+        QTest::newRow("same author, other type is another row") << QVariantList {
+            "author_identity", "a1", "author_type", "curator"} << QStringList {"a1-curator-twitter"};
+        QTest::newRow("user name narrows further") << QVariantList {"author_identity", "a1", "author_type",
+            "artist", "service_identifier", "twitter", "user_name", "someone else"}
+                                                   << QStringList {};
+        QTest::newRow("null value matches NULL")
+            << QVariantList {"author_type", QVariant()} << QStringList {"no type"};
         QTest::newRow("value text is not SQL")
-            << QVariantList{"author_identity", "a1' OR '1'='1"} << QStringList{};
-        QTest::newRow("quoted column name") << QVariantList{"odd \"name\"", QVariant()}
-                                            << QStringList{"a1-artist-twitter", "a1-curator-twitter", "a2-artist-twitter",
-                                                           "a1-artist-other", "no type"};
+            << QVariantList {"author_identity", "a1' OR '1'='1"} << QStringList {};
+        QTest::newRow("quoted column name") << QVariantList {"odd \"name\"", QVariant()}
+                                            << QStringList {"a1-artist-twitter", "a1-curator-twitter",
+                                                   "a2-artist-twitter", "a1-artist-other", "no type"};
     }
     void query()
     {
@@ -92,24 +99,28 @@ private Q_SLOTS:
 
         const std::optional<qint64> deleted = query.deleteAllEntities();
         QCOMPARE(deleted, std::optional<qint64>(expected.size()));
-        QCOMPARE(TULOSQLiteQuery(m_database.get(), m_table).countOfEntities(), std::optional<qint64>(5 - expected.size()));
+        QCOMPARE(TULOSQLiteQuery(m_database.get(), m_table).countOfEntities(),
+            std::optional<qint64>(5 - expected.size()));
     }
 
     void enumerationHandsColumnsInOrderAndStops()
     {
-        const TULOSQLiteQuery query(m_database.get(), m_table, TULOSQLitePredicate(QStringLiteral("user_name"), QStringLiteral("ann")));
+        const TULOSQLiteQuery query(m_database.get(), m_table,
+            TULOSQLitePredicate(QStringLiteral("user_name"), QStringLiteral("ann")));
         QList<QVariantList> rows;
         QVERIFY(query.enumeratePersistentIDsAndProperties(
             {QStringLiteral("author_type"), QStringLiteral("service_identifier")},
             [&](qint64 pid, const QVariantList &values, bool *stop) {
-                rows.append(QVariantList{pid} + values);
+                rows.append(QVariantList {pid} + values);
                 *stop = rows.size() == 2;
             }));
         QCOMPARE(rows.size(), 2);
-        QCOMPARE(rows.at(0), (QVariantList{m_pids.value(QStringLiteral("a1-artist-twitter")), QStringLiteral("artist"),
-                                           QStringLiteral("twitter")}));
-        QCOMPARE(rows.at(1), (QVariantList{m_pids.value(QStringLiteral("a1-curator-twitter")), QStringLiteral("curator"),
-                                           QStringLiteral("twitter")}));
+        QCOMPARE(rows.at(0),
+            (QVariantList {m_pids.value(QStringLiteral("a1-artist-twitter")), QStringLiteral("artist"),
+                QStringLiteral("twitter")}));
+        QCOMPARE(rows.at(1),
+            (QVariantList {m_pids.value(QStringLiteral("a1-curator-twitter")), QStringLiteral("curator"),
+                QStringLiteral("twitter")}));
     }
 
     void badColumnsFailAndChangeNothing_data()
@@ -127,9 +138,9 @@ private Q_SLOTS:
         bool ok = true;
         if (operation == QLatin1String("insert")) {
             ok = TULOSQLiteEntity::insertIntoDatabase(m_database.get(), m_table,
-                                                      {{QStringLiteral("user_name"), QStringLiteral("carl")},
-                                                       {QStringLiteral("password"), QStringLiteral("x")}},
-                                                      &error)
+                {{QStringLiteral("user_name"), QStringLiteral("carl")},
+                    {QStringLiteral("password"), QStringLiteral("x")}},
+                &error)
                      .has_value();
         } else if (operation == QLatin1String("query")) {
             ok = TULOSQLiteQuery(m_database.get(), m_table, TULOSQLitePredicate(QStringLiteral("nope"), 1))
@@ -139,7 +150,9 @@ private Q_SLOTS:
             ok = TULOSQLiteQuery(m_database.get(), m_table)
                      .enumeratePersistentIDsAndProperties({QStringLiteral("nope")}, {}, &error);
         } else {
-            ok = TULOSQLiteQuery(m_database.get(), QStringLiteral("missing")).countOfEntities(&error).has_value();
+            ok = TULOSQLiteQuery(m_database.get(), QStringLiteral("missing"))
+                     .countOfEntities(&error)
+                     .has_value();
         }
         QVERIFY(!ok);
         QCOMPARE(error.domain(), QString::fromLatin1(TULOSQLiteErrorDomain));
@@ -152,23 +165,25 @@ private Q_SLOTS:
         TULOSQLiteEntity entity(m_database.get(), m_table, m_pids.value(QStringLiteral("a2-artist-twitter")));
         QVERIFY(entity.existsInDatabase());
         QVERIFY(entity.setValuesForProperties({{QStringLiteral("user_name"), QStringLiteral("bobby")},
-                                               {QStringLiteral("author_type"), QVariant()}}));
+            {QStringLiteral("author_type"), QVariant()}}));
         const std::optional<QVariantMap> values
             = entity.valuesForProperties({QStringLiteral("user_name"), QStringLiteral("author_type")});
         QVERIFY(values);
         QCOMPARE(values->value(QStringLiteral("user_name")), QVariant(QStringLiteral("bobby")));
         QVERIFY(values->value(QStringLiteral("author_type")).isNull());
         // Only this row changed.
-        QCOMPARE(TULOSQLiteQuery(m_database.get(), m_table, TULOSQLitePredicate(QStringLiteral("user_name"), QStringLiteral("bobby")))
+        QCOMPARE(TULOSQLiteQuery(m_database.get(), m_table,
+                     TULOSQLitePredicate(QStringLiteral("user_name"), QStringLiteral("bobby")))
                      .countOfEntities(),
-                 std::optional<qint64>(1));
+            std::optional<qint64>(1));
 
         QVERIFY(entity.deleteFromDatabase());
         QVERIFY(!entity.existsInDatabase());
         TULOError error;
         QVERIFY(!entity.valuesForProperties({QStringLiteral("user_name")}, &error));
         QCOMPARE(error.code(), qint64(SQLITE_NOTFOUND));
-        QVERIFY(!entity.setValuesForProperties({{QStringLiteral("user_name"), QStringLiteral("ghost")}}, &error));
+        QVERIFY(
+            !entity.setValuesForProperties({{QStringLiteral("user_name"), QStringLiteral("ghost")}}, &error));
         QCOMPARE(TULOSQLiteQuery(m_database.get(), m_table).countOfEntities(), std::optional<qint64>(4));
     }
 
@@ -176,7 +191,8 @@ private Q_SLOTS:
     {
         std::optional<qint64> pid;
         QVERIFY(!m_database->performTransactionWithBlock([&] {
-            pid = TULOSQLiteEntity::insertIntoDatabase(m_database.get(), m_table, {{QStringLiteral("user_name"), QStringLiteral("dora")}});
+            pid = TULOSQLiteEntity::insertIntoDatabase(
+                m_database.get(), m_table, {{QStringLiteral("user_name"), QStringLiteral("dora")}});
             return false;
         }));
         QVERIFY(pid);

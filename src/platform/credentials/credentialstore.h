@@ -4,7 +4,6 @@
 
 #include <QByteArray>
 #include <QString>
-
 #include <memory>
 #include <optional>
 
@@ -42,14 +41,17 @@ public:
     virtual QString backendName() const = 0;
 
     // The item's data; nullopt with ItemNotFound when there is none, or with the failure.
-    virtual std::optional<QByteArray> findItem(const QString &account, const QString &service,
-                                               TULOError *error = nullptr) = 0;
+    virtual std::optional<QByteArray> findItem(
+        const QString &account, const QString &service, TULOError *error = nullptr)
+        = 0;
     // Adds a new item; DuplicateItem when one exists already.
-    virtual bool addItem(const QString &account, const QString &service, const QByteArray &data,
-                         TULOError *error = nullptr) = 0;
+    virtual bool addItem(
+        const QString &account, const QString &service, const QByteArray &data, TULOError *error = nullptr)
+        = 0;
     // Replaces an existing item's data; ItemNotFound when there is none.
-    virtual bool updateItem(const QString &account, const QString &service, const QByteArray &data,
-                            TULOError *error = nullptr) = 0;
+    virtual bool updateItem(
+        const QString &account, const QString &service, const QByteArray &data, TULOError *error = nullptr)
+        = 0;
     // ItemNotFound when there is none.
     virtual bool deleteItem(const QString &account, const QString &service, TULOError *error = nullptr) = 0;
 

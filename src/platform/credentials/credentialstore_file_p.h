@@ -17,10 +17,12 @@ public:
     QString filePath() const;
     QStringList setAsidePaths() const;
 
-    std::optional<QByteArray> findItem(const QString &account, const QString &service, TULOError *error = nullptr) override;
-    bool addItem(const QString &account, const QString &service, const QByteArray &data, TULOError *error = nullptr) override;
+    std::optional<QByteArray> findItem(
+        const QString &account, const QString &service, TULOError *error = nullptr) override;
+    bool addItem(const QString &account, const QString &service, const QByteArray &data,
+        TULOError *error = nullptr) override;
     bool updateItem(const QString &account, const QString &service, const QByteArray &data,
-                    TULOError *error = nullptr) override;
+        TULOError *error = nullptr) override;
     bool deleteItem(const QString &account, const QString &service, TULOError *error = nullptr) override;
 
 private:
@@ -33,7 +35,7 @@ private:
     enum class TULOChange { Add, Update, Delete };
 
     bool change(TULOChange kind, const QString &account, const QString &service, const QByteArray &data,
-                TULOError *error);
+        TULOError *error);
     bool prepareFolder(TULOError *error) const;
     std::optional<QList<TULOItem>> load(TULOError *error);
     bool save(const QList<TULOItem> &items, TULOError *error) const;

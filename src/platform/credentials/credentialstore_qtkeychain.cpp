@@ -1,24 +1,18 @@
 #include "platform/credentials/credentialstore_qtkeychain_p.h"
 
-#include <qt6keychain/keychain.h>
-
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
-
 #include <chrono>
 #include <future>
+#include <qt6keychain/keychain.h>
 
-namespace {
-
-const QString secretsService = QStringLiteral("org.freedesktop.secrets");
+static const QString TULOSecretsService = QStringLiteral("org.freedesktop.secrets");
 // A keyring that neither answers nor fails must not hang its caller for good. The job may still
 // run after a timeout, so it captures copies only.
-constexpr std::chrono::seconds jobTimeout(60);
-constexpr int probeTimeoutMilliseconds = 5000;
-
-} // namespace
+static constexpr std::chrono::seconds TULOJobTimeout(60);
+static constexpr int TULOProbeTimeoutMilliseconds = 5000;
 
 TULOCredentialStoreQtKeychain::TULOCredentialStoreQtKeychain()
 {
@@ -40,29 +34,28 @@ bool TULOCredentialStoreQtKeychain::isAvailable()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return false;
-    QDBusMessage readAlias = QDBusMessage::createMethodCall(secretsService, QStringLiteral("/org/freedesktop/secrets"),
-                                                            QStringLiteral("org.freedesktop.Secret.Service"),
-                                                            QStringLiteral("ReadAlias"));
+    QDBusMessage readAlias
+        = QDBusMessage::createMethodCall(TULOSecretsService, QStringLiteral("/org/freedesktop/secrets"),
+            QStringLiteral("org.freedesktop.Secret.Service"), QStringLiteral("ReadAlias"));
     readAlias << QStringLiteral("default");
-    const QDBusMessage aliasReply = bus.call(readAlias, QDBus::Block, probeTimeoutMilliseconds);
+    const QDBusMessage aliasReply = bus.call(readAlias, QDBus::Block, TULOProbeTimeoutMilliseconds);
     if (aliasReply.type() != QDBusMessage::ReplyMessage || aliasReply.arguments().isEmpty())
         return false;
     const QString collection = qvariant_cast<QDBusObjectPath>(aliasReply.arguments().constFirst()).path();
     if (collection.isEmpty() || collection == QLatin1String("/"))
         return false; // no default collection to keep items in
-    QDBusMessage getLocked = QDBusMessage::createMethodCall(secretsService, collection,
-                                                            QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                            QStringLiteral("Get"));
+    QDBusMessage getLocked = QDBusMessage::createMethodCall(TULOSecretsService, collection,
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     getLocked << QStringLiteral("org.freedesktop.Secret.Collection") << QStringLiteral("Locked");
-    const QDBusMessage lockedReply = bus.call(getLocked, QDBus::Block, probeTimeoutMilliseconds);
+    const QDBusMessage lockedReply = bus.call(getLocked, QDBus::Block, TULOProbeTimeoutMilliseconds);
     if (lockedReply.type() != QDBusMessage::ReplyMessage || lockedReply.arguments().isEmpty())
         return false;
     // A locked collection would need an unlock prompt, which a session without a display cannot show.
     return !qvariant_cast<QDBusVariant>(lockedReply.arguments().constFirst()).variant().toBool();
 }
 
-TULOCredentialStoreQtKeychain::TULOJobResult
-TULOCredentialStoreQtKeychain::run(const std::function<QKeychain::Job *()> &makeJob)
+TULOCredentialStoreQtKeychain::TULOJobResult TULOCredentialStoreQtKeychain::run(
+    const std::function<QKeychain::Job *()> &makeJob)
 {
     auto promise = std::make_shared<std::promise<TULOJobResult>>();
     std::future<TULOJobResult> future = promise->get_future();
@@ -85,7 +78,7 @@ TULOCredentialStoreQtKeychain::run(const std::function<QKeychain::Job *()> &make
             job->start();
         },
         Qt::QueuedConnection);
-    if (future.wait_for(jobTimeout) != std::future_status::ready) {
+    if (future.wait_for(TULOJobTimeout) != std::future_status::ready) {
         TULOJobResult timedOut;
         timedOut.error = QKeychain::OtherError;
         timedOut.message = QStringLiteral("The Secret Service did not answer.");
@@ -94,8 +87,8 @@ TULOCredentialStoreQtKeychain::run(const std::function<QKeychain::Job *()> &make
     return future.get();
 }
 
-std::optional<QByteArray> TULOCredentialStoreQtKeychain::findItem(const QString &account, const QString &service,
-                                                                  TULOError *error)
+std::optional<QByteArray> TULOCredentialStoreQtKeychain::findItem(
+    const QString &account, const QString &service, TULOError *error)
 {
     const TULOJobResult result = run([account, service] {
         auto *job = new QKeychain::ReadPasswordJob(service);
@@ -105,18 +98,20 @@ std::optional<QByteArray> TULOCredentialStoreQtKeychain::findItem(const QString 
     if (result.error == QKeychain::NoError)
         return result.data;
     if (result.error == QKeychain::EntryNotFound) {
-        TULOSetError(error, makeError(TULOCredentialStoreErrorItemNotFound,
-                                      QStringLiteral("There is no password for this account.")));
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorItemNotFound,
+                QStringLiteral("There is no password for this account.")));
     } else {
-        TULOSetError(error, makeError(result.error == QKeychain::NoBackendAvailable ? TULOCredentialStoreErrorUnavailable
-                                                                                     : TULOCredentialStoreErrorFailed,
-                                      result.message));
+        TULOSetError(error,
+            makeError(result.error == QKeychain::NoBackendAvailable ? TULOCredentialStoreErrorUnavailable
+                                                                    : TULOCredentialStoreErrorFailed,
+                result.message));
     }
     return std::nullopt;
 }
 
-bool TULOCredentialStoreQtKeychain::write(const QString &account, const QString &service, const QByteArray &data,
-                                          TULOError *error)
+bool TULOCredentialStoreQtKeychain::write(
+    const QString &account, const QString &service, const QByteArray &data, TULOError *error)
 {
     const TULOJobResult result = run([account, service, data] {
         auto *job = new QKeychain::WritePasswordJob(service);
@@ -130,31 +125,34 @@ bool TULOCredentialStoreQtKeychain::write(const QString &account, const QString 
     return false;
 }
 
-bool TULOCredentialStoreQtKeychain::addItem(const QString &account, const QString &service, const QByteArray &data,
-                                            TULOError *error)
+bool TULOCredentialStoreQtKeychain::addItem(
+    const QString &account, const QString &service, const QByteArray &data, TULOError *error)
 {
     TULOError lookupError;
     if (findItem(account, service, &lookupError)) {
-        TULOSetError(error, makeError(TULOCredentialStoreErrorDuplicateItem,
-                                      QStringLiteral("A password for this account is stored already.")));
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorDuplicateItem,
+                QStringLiteral("A password for this account is stored already.")));
         return false;
     }
-    if (!lookupError.is(QString::fromLatin1(TULOCredentialStoreErrorDomain), TULOCredentialStoreErrorItemNotFound)) {
+    if (!lookupError.is(
+            QString::fromLatin1(TULOCredentialStoreErrorDomain), TULOCredentialStoreErrorItemNotFound)) {
         TULOSetError(error, lookupError);
         return false;
     }
     return write(account, service, data, error);
 }
 
-bool TULOCredentialStoreQtKeychain::updateItem(const QString &account, const QString &service,
-                                               const QByteArray &data, TULOError *error)
+bool TULOCredentialStoreQtKeychain::updateItem(
+    const QString &account, const QString &service, const QByteArray &data, TULOError *error)
 {
     if (!findItem(account, service, error))
         return false;
     return write(account, service, data, error);
 }
 
-bool TULOCredentialStoreQtKeychain::deleteItem(const QString &account, const QString &service, TULOError *error)
+bool TULOCredentialStoreQtKeychain::deleteItem(
+    const QString &account, const QString &service, TULOError *error)
 {
     // Clearing an absent item succeeds quietly in the Secret Service; callers are told it was not there.
     if (!findItem(account, service, error))

@@ -3,7 +3,6 @@
 #include "platform/credentials/credentialstore.h"
 
 #include <QThread>
-
 #include <functional>
 
 namespace QKeychain {
@@ -22,10 +21,12 @@ public:
     static bool isAvailable();
 
     QString backendName() const override { return QStringLiteral("secret-service"); }
-    std::optional<QByteArray> findItem(const QString &account, const QString &service, TULOError *error = nullptr) override;
-    bool addItem(const QString &account, const QString &service, const QByteArray &data, TULOError *error = nullptr) override;
+    std::optional<QByteArray> findItem(
+        const QString &account, const QString &service, TULOError *error = nullptr) override;
+    bool addItem(const QString &account, const QString &service, const QByteArray &data,
+        TULOError *error = nullptr) override;
     bool updateItem(const QString &account, const QString &service, const QByteArray &data,
-                    TULOError *error = nullptr) override;
+        TULOError *error = nullptr) override;
     bool deleteItem(const QString &account, const QString &service, TULOError *error = nullptr) override;
 
 private:

@@ -4,45 +4,40 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-
-#include <sqlite3.h>
-
 #include <cstdio>
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 const int TULOSQLiteBusyTimeoutMilliseconds = 15000;
 
-namespace {
-
-bool isDamage(int resultCode)
+static bool TULOIsDamage(int resultCode)
 {
     const int primary = resultCode & 0xff;
     return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
 }
 
-bool isInMemory(const QString &path)
+static bool TULOIsInMemory(const QString &path)
 {
     return path.isEmpty() || path == QLatin1String(":memory:");
 }
 
-TULOError notOpenError(const TULOError &openError)
+static TULOError TULONotOpenError(const TULOError &openError)
 {
-    QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The database is not open.")}};
+    QVariantMap userInfo {
+        {QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The database is not open.")}};
     if (!openError.isNull())
         userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(openError));
     return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_CANTOPEN, userInfo);
 }
 
-TULOError fileError(const QString &description, const QString &path)
+static TULOError TULOFileError(const QString &description, const QString &path)
 {
     return TULOError(QString::fromLatin1(TULOFileErrorDomain), errno,
-                     {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
-                      {QString::fromLatin1(TULOFilePathErrorKey), path}});
+        {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
+            {QString::fromLatin1(TULOFilePathErrorKey), path}});
 }
-
-} // namespace
 
 // Serialises one public operation; damage found during it is repaired once the outermost ends.
 class TULOSQLiteDatabase::TULOOperationScope
@@ -109,8 +104,9 @@ bool TULOSQLiteDatabase::reopen(TULOError *error)
 {
     TULOOperationScope scope(this);
     if (m_transactionDepth > 0) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
-                                                       QStringLiteral("The database cannot reopen inside a transaction.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+                QStringLiteral("The database cannot reopen inside a transaction.")));
         return false;
     }
     closeConnection();
@@ -129,12 +125,13 @@ void TULOSQLiteDatabase::close()
 
 bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
 {
-    if (isInMemory(m_path))
+    if (TULOIsInMemory(m_path))
         return true;
     const QFileInfo info(m_path);
     const QString folder = info.absolutePath();
     if (!QDir().mkpath(folder)) {
-        TULOSetError(error, fileError(QStringLiteral("The folder of the database could not be created."), folder));
+        TULOSetError(
+            error, TULOFileError(QStringLiteral("The folder of the database could not be created."), folder));
         return false;
     }
     // Owner-only, also when an older version left the folder or file readable by others.
@@ -142,7 +139,7 @@ bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
     const QByteArray file = QFile::encodeName(info.absoluteFilePath());
     const int fd = ::open(file.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0) {
-        TULOSetError(error, fileError(QStringLiteral("The database file could not be created."), m_path));
+        TULOSetError(error, TULOFileError(QStringLiteral("The database file could not be created."), m_path));
         return false;
     }
     ::fchmod(fd, S_IRUSR | S_IWUSR);
@@ -155,13 +152,13 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
     closeConnection();
     for (int attempt = 0; attempt < 2; ++attempt) {
         if (!prepareLocation(error)) {
-            m_openError = fileError(QStringLiteral("The database file could not be created."), m_path);
+            m_openError = TULOFileError(QStringLiteral("The database file could not be created."), m_path);
             return false;
         }
         sqlite3 *connection = nullptr;
-        const QByteArray file = isInMemory(m_path) ? QByteArray(":memory:") : QFile::encodeName(m_path);
+        const QByteArray file = TULOIsInMemory(m_path) ? QByteArray(":memory:") : QFile::encodeName(m_path);
         int rc = sqlite3_open_v2(file.constData(), &connection,
-                                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
         if (rc == SQLITE_OK) {
             sqlite3_extended_result_codes(connection, 1);
             // A quoted identifier naming no column must fail, not turn into a string literal.
@@ -179,7 +176,7 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
         }
         const TULOError failure = TULOSQLiteMakeError(connection, rc);
         sqlite3_close_v2(connection);
-        if (attempt == 0 && isDamage(rc) && !isInMemory(m_path) && setAside())
+        if (attempt == 0 && TULOIsDamage(rc) && !TULOIsInMemory(m_path) && setAside())
             continue;
         m_openError = failure;
         TULOSetError(error, failure);
@@ -211,7 +208,7 @@ bool TULOSQLiteDatabase::setAside()
         const QString companion = m_path + QLatin1String(suffix);
         if (QFileInfo::exists(companion))
             std::rename(QFile::encodeName(companion).constData(),
-                        QFile::encodeName(target + QLatin1String(suffix)).constData());
+                QFile::encodeName(target + QLatin1String(suffix)).constData());
     }
     m_setAsidePaths.append(target);
     return true;
@@ -219,7 +216,7 @@ bool TULOSQLiteDatabase::setAside()
 
 void TULOSQLiteDatabase::noteResult(int resultCode)
 {
-    if (isDamage(resultCode))
+    if (TULOIsDamage(resultCode))
         m_recoveryPending = true;
 }
 
@@ -237,7 +234,7 @@ void TULOSQLiteDatabase::recover()
     for (int round = 0; round < 2 && m_recoveryPending; ++round) {
         m_recoveryPending = false;
         closeConnection();
-        if (!isInMemory(m_path))
+        if (!TULOIsInMemory(m_path))
             setAside();
         if (!openConnection(nullptr))
             break;
@@ -257,10 +254,11 @@ void TULOSQLiteDatabase::runSetupBlock()
     block(*this);
 }
 
-TULOSQLiteStatement TULOSQLiteDatabase::prepare(const QString &sql, const QVariantList &values, TULOError *error)
+TULOSQLiteStatement TULOSQLiteDatabase::prepare(
+    const QString &sql, const QVariantList &values, TULOError *error)
 {
     if (!m_connection) {
-        TULOSetError(error, notOpenError(m_openError));
+        TULOSetError(error, TULONotOpenError(m_openError));
         return TULOSQLiteStatement();
     }
     TULOSQLiteStatement statement(m_connection, sql, error);
@@ -300,8 +298,9 @@ std::optional<qint64> TULOSQLiteDatabase::userVersion(TULOError *error)
 bool TULOSQLiteDatabase::setUserVersion(qint64 version, TULOError *error)
 {
     if (version < std::numeric_limits<qint32>::min() || version > std::numeric_limits<qint32>::max()) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
-                                                       QStringLiteral("A user version must fit in 32 bits.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+                QStringLiteral("A user version must fit in 32 bits.")));
         return false;
     }
     // PRAGMA takes no bound parameters; a formatted integer cannot carry anything but a number.
@@ -312,7 +311,7 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
 {
     TULOOperationScope scope(this);
     if (!m_connection) {
-        TULOSetError(error, notOpenError(m_openError));
+        TULOSetError(error, TULONotOpenError(m_openError));
         return false;
     }
     const QByteArray text = sql.toUtf8();
@@ -322,7 +321,8 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
         sqlite3_stmt *raw = nullptr;
         const char *tail = nullptr;
         const int rc = sqlite3_prepare_v2(m_connection, next, int(end - next), &raw, &tail);
-        const QString statementText = QString::fromUtf8(next, tail ? int(tail - next) : int(end - next)).trimmed();
+        const QString statementText
+            = QString::fromUtf8(next, tail ? int(tail - next) : int(end - next)).trimmed();
         if (rc != SQLITE_OK) {
             const int code = sqlite3_extended_errcode(m_connection);
             noteResult(code);
@@ -333,8 +333,7 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
         if (!raw)
             continue; // whitespace or a comment
         int step;
-        while ((step = sqlite3_step(raw)) == SQLITE_ROW) {
-        }
+        while ((step = sqlite3_step(raw)) == SQLITE_ROW) { }
         if (step != SQLITE_DONE) {
             const int code = sqlite3_extended_errcode(m_connection);
             const TULOError failure = TULOSQLiteMakeError(m_connection, code, statementText);
@@ -353,8 +352,8 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, const QVariantList &valu
     return executeChangeSQL(sql, values, error).has_value();
 }
 
-std::optional<qint64> TULOSQLiteDatabase::executeInsertSQL(const QString &sql, const QVariantList &values,
-                                                           TULOError *error)
+std::optional<qint64> TULOSQLiteDatabase::executeInsertSQL(
+    const QString &sql, const QVariantList &values, TULOError *error)
 {
     TULOOperationScope scope(this);
     TULOSQLiteStatement statement = prepare(sql, values, error);
@@ -367,8 +366,8 @@ std::optional<qint64> TULOSQLiteDatabase::executeInsertSQL(const QString &sql, c
     return sqlite3_last_insert_rowid(m_connection);
 }
 
-std::optional<qint64> TULOSQLiteDatabase::executeChangeSQL(const QString &sql, const QVariantList &values,
-                                                           TULOError *error)
+std::optional<qint64> TULOSQLiteDatabase::executeChangeSQL(
+    const QString &sql, const QVariantList &values, TULOError *error)
 {
     TULOOperationScope scope(this);
     TULOSQLiteStatement statement = prepare(sql, values, error);
@@ -381,8 +380,8 @@ std::optional<qint64> TULOSQLiteDatabase::executeChangeSQL(const QString &sql, c
     return sqlite3_changes64(m_connection);
 }
 
-bool TULOSQLiteDatabase::enumerateRowsForSQL(const QString &sql, const QVariantList &values,
-                                             const TULORowBlock &block, TULOError *error)
+bool TULOSQLiteDatabase::enumerateRowsForSQL(
+    const QString &sql, const QVariantList &values, const TULORowBlock &block, TULOError *error)
 {
     TULOOperationScope scope(this);
     TULOSQLiteStatement statement = prepare(sql, values, error);
@@ -414,8 +413,8 @@ bool TULOSQLiteDatabase::performTransactionWithBlock(const std::function<bool()>
     const QString savepoint = QStringLiteral("tulo_savepoint_%1").arg(m_transactionDepth);
     // IMMEDIATE takes the write lock up front, so two writers wait for each other instead of
     // failing when both try to upgrade a read lock.
-    if (!runControlStatement(outermost ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT ") + savepoint,
-                             error))
+    if (!runControlStatement(
+            outermost ? QStringLiteral("BEGIN IMMEDIATE") : QStringLiteral("SAVEPOINT ") + savepoint, error))
         return false;
 
     const auto rollBack = [&] {
@@ -445,18 +444,19 @@ bool TULOSQLiteDatabase::performTransactionWithBlock(const std::function<bool()>
     if (commit) {
         TULOError commitError;
         if (m_connection && (!outermost || !sqlite3_get_autocommit(m_connection))
-            && runControlStatement(outermost ? QStringLiteral("COMMIT") : QStringLiteral("RELEASE ") + savepoint,
-                                   &commitError))
+            && runControlStatement(
+                outermost ? QStringLiteral("COMMIT") : QStringLiteral("RELEASE ") + savepoint, &commitError))
             return true;
         rollBack();
         if (commitError.isNull())
             commitError = TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
-                                                     QStringLiteral("The transaction ended before it could commit."));
+                QStringLiteral("The transaction ended before it could commit."));
         TULOSetError(error, commitError);
         return false;
     }
     rollBack();
-    TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
-                                                   QStringLiteral("The transaction was rolled back.")));
+    TULOSetError(error,
+        TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
+            QStringLiteral("The transaction was rolled back.")));
     return false;
 }

@@ -7,7 +7,6 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantList>
-
 #include <functional>
 #include <optional>
 
@@ -52,14 +51,14 @@ public:
     // Runs one statement with `values` bound to its parameters.
     bool executeSQL(const QString &sql, const QVariantList &values, TULOError *error = nullptr);
     // Runs one INSERT and answers the rowid of the new row.
-    std::optional<qint64> executeInsertSQL(const QString &sql, const QVariantList &values,
-                                           TULOError *error = nullptr);
+    std::optional<qint64> executeInsertSQL(
+        const QString &sql, const QVariantList &values, TULOError *error = nullptr);
     // Runs one UPDATE or DELETE and answers how many rows it changed.
-    std::optional<qint64> executeChangeSQL(const QString &sql, const QVariantList &values,
-                                           TULOError *error = nullptr);
+    std::optional<qint64> executeChangeSQL(
+        const QString &sql, const QVariantList &values, TULOError *error = nullptr);
     // Hands each result row to `block` until it sets *stop. The row is valid during the call only.
     bool enumerateRowsForSQL(const QString &sql, const QVariantList &values, const TULORowBlock &block,
-                             TULOError *error = nullptr);
+        TULOError *error = nullptr);
 
     // Runs `block` inside one transaction (a savepoint when nested). A true result commits; false,
     // an early return of false, or an exception rolls everything back. An exception is passed on

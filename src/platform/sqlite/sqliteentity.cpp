@@ -6,20 +6,16 @@
 
 const char *const TULOSQLiteEntityPersistentIDColumn = "pid";
 
-namespace {
-
-QString pidColumn()
+static QString TULOPidColumn()
 {
     return TULOSQLiteQuotedIdentifier(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn));
 }
 
-TULOError rowGoneError()
+static TULOError TULORowGoneError()
 {
     return TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_NOTFOUND,
-                                      QStringLiteral("The row is no longer in the database."));
+        QStringLiteral("The row is no longer in the database."));
 }
-
-} // namespace
 
 TULOSQLiteEntity::TULOSQLiteEntity(TULOSQLiteDatabase *database, const QString &table, qint64 persistentID)
     : m_database(database)
@@ -30,12 +26,13 @@ TULOSQLiteEntity::TULOSQLiteEntity(TULOSQLiteDatabase *database, const QString &
 
 TULOSQLiteEntity::~TULOSQLiteEntity() = default;
 
-std::optional<qint64> TULOSQLiteEntity::insertIntoDatabase(TULOSQLiteDatabase *database, const QString &table,
-                                                           const QVariantMap &values, TULOError *error)
+std::optional<qint64> TULOSQLiteEntity::insertIntoDatabase(
+    TULOSQLiteDatabase *database, const QString &table, const QVariantMap &values, TULOError *error)
 {
     if (!database) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
-                                                       QStringLiteral("No database to insert into.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+                QStringLiteral("No database to insert into.")));
         return std::nullopt;
     }
     QString sql = QStringLiteral("INSERT INTO ") + TULOSQLiteQuotedIdentifier(table);
@@ -57,16 +54,16 @@ std::optional<qint64> TULOSQLiteEntity::insertIntoDatabase(TULOSQLiteDatabase *d
 bool TULOSQLiteEntity::existsInDatabase(TULOError *error) const
 {
     const TULOSQLiteQuery query(m_database, m_table,
-                                TULOSQLitePredicate(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn), m_persistentID));
+        TULOSQLitePredicate(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn), m_persistentID));
     return query.countOfEntities(error).value_or(0) > 0;
 }
 
-std::optional<QVariantMap> TULOSQLiteEntity::valuesForProperties(const QStringList &properties,
-                                                                 TULOError *error) const
+std::optional<QVariantMap> TULOSQLiteEntity::valuesForProperties(
+    const QStringList &properties, TULOError *error) const
 {
     std::optional<QVariantMap> result;
     const TULOSQLiteQuery query(m_database, m_table,
-                                TULOSQLitePredicate(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn), m_persistentID));
+        TULOSQLitePredicate(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn), m_persistentID));
     const bool ok = query.enumeratePersistentIDsAndProperties(
         properties,
         [&](qint64, const QVariantList &values, bool *stop) {
@@ -78,7 +75,7 @@ std::optional<QVariantMap> TULOSQLiteEntity::valuesForProperties(const QStringLi
         },
         error);
     if (ok && !result)
-        TULOSetError(error, rowGoneError());
+        TULOSetError(error, TULORowGoneError());
     return ok ? result : std::nullopt;
 }
 
@@ -89,13 +86,14 @@ bool TULOSQLiteEntity::setValuesForProperties(const QVariantMap &values, TULOErr
     QStringList assignments;
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         assignments.append(TULOSQLiteQuotedIdentifier(it.key()) + QStringLiteral(" = ?"));
-    const QString sql = QStringLiteral("UPDATE ") + TULOSQLiteQuotedIdentifier(m_table) + QStringLiteral(" SET ")
-        + assignments.join(QStringLiteral(", ")) + QStringLiteral(" WHERE ") + pidColumn() + QStringLiteral(" = ?");
+    const QString sql = QStringLiteral("UPDATE ") + TULOSQLiteQuotedIdentifier(m_table)
+        + QStringLiteral(" SET ") + assignments.join(QStringLiteral(", ")) + QStringLiteral(" WHERE ")
+        + TULOPidColumn() + QStringLiteral(" = ?");
     QVariantList bound = values.values();
     bound.append(m_persistentID);
     const std::optional<qint64> changed = m_database->executeChangeSQL(sql, bound, error);
     if (changed && *changed == 0) {
-        TULOSetError(error, rowGoneError());
+        TULOSetError(error, TULORowGoneError());
         return false;
     }
     return changed.has_value();
@@ -104,11 +102,12 @@ bool TULOSQLiteEntity::setValuesForProperties(const QVariantMap &values, TULOErr
 bool TULOSQLiteEntity::deleteFromDatabase(TULOError *error)
 {
     const TULOSQLiteQuery query(m_database, m_table,
-                                TULOSQLitePredicate(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn), m_persistentID));
+        TULOSQLitePredicate(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn), m_persistentID));
     return query.deleteAllEntities(error).has_value();
 }
 
 bool TULOSQLiteEntity::operator==(const TULOSQLiteEntity &other) const
 {
-    return m_database == other.m_database && m_table == other.m_table && m_persistentID == other.m_persistentID;
+    return m_database == other.m_database && m_table == other.m_table
+        && m_persistentID == other.m_persistentID;
 }

@@ -6,7 +6,6 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
-
 #include <optional>
 
 class TULOSQLiteDatabase;
@@ -29,11 +28,12 @@ public:
 
     // Inserts a row with the given column values and answers its persistent id.
     static std::optional<qint64> insertIntoDatabase(TULOSQLiteDatabase *database, const QString &table,
-                                                    const QVariantMap &values, TULOError *error = nullptr);
+        const QVariantMap &values, TULOError *error = nullptr);
 
     bool existsInDatabase(TULOError *error = nullptr) const;
     // The row's values for `properties`; nullopt when the row is gone or the read fails.
-    std::optional<QVariantMap> valuesForProperties(const QStringList &properties, TULOError *error = nullptr) const;
+    std::optional<QVariantMap> valuesForProperties(
+        const QStringList &properties, TULOError *error = nullptr) const;
     bool setValuesForProperties(const QVariantMap &values, TULOError *error = nullptr);
     bool deleteFromDatabase(TULOError *error = nullptr);
 

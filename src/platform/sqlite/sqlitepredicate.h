@@ -4,7 +4,6 @@
 #include <QString>
 #include <QVariant>
 #include <QVariantList>
-
 #include <utility>
 
 // A conjunction of "column equals value" conditions; no condition matches every row. A null

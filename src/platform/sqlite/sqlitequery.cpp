@@ -3,23 +3,24 @@
 #include "platform/sqlite/sqlitedatabase.h"
 #include "platform/sqlite/sqliteentity.h"
 
-TULOSQLiteQuery::TULOSQLiteQuery(TULOSQLiteDatabase *database, const QString &table,
-                                 const TULOSQLitePredicate &predicate)
+TULOSQLiteQuery::TULOSQLiteQuery(
+    TULOSQLiteDatabase *database, const QString &table, const TULOSQLitePredicate &predicate)
     : m_database(database)
     , m_table(table)
     , m_predicate(predicate)
 {
 }
 
-bool TULOSQLiteQuery::enumeratePersistentIDsAndProperties(const QStringList &properties,
-                                                          const TULOEnumerationBlock &block, TULOError *error) const
+bool TULOSQLiteQuery::enumeratePersistentIDsAndProperties(
+    const QStringList &properties, const TULOEnumerationBlock &block, TULOError *error) const
 {
     const QString pid = TULOSQLiteQuotedIdentifier(QString::fromLatin1(TULOSQLiteEntityPersistentIDColumn));
     QString columns = pid;
     for (const QString &property : properties)
         columns += QStringLiteral(", ") + TULOSQLiteQuotedIdentifier(property);
     const QString sql = QStringLiteral("SELECT ") + columns + QStringLiteral(" FROM ")
-        + TULOSQLiteQuotedIdentifier(m_table) + m_predicate.whereClause() + QStringLiteral(" ORDER BY ") + pid;
+        + TULOSQLiteQuotedIdentifier(m_table) + m_predicate.whereClause() + QStringLiteral(" ORDER BY ")
+        + pid;
     return m_database->enumerateRowsForSQL(
         sql, m_predicate.values(),
         [&](const TULOSQLiteStatement &row, bool *stop) {
@@ -58,6 +59,7 @@ std::optional<qint64> TULOSQLiteQuery::countOfEntities(TULOError *error) const
 
 std::optional<qint64> TULOSQLiteQuery::deleteAllEntities(TULOError *error) const
 {
-    const QString sql = QStringLiteral("DELETE FROM ") + TULOSQLiteQuotedIdentifier(m_table) + m_predicate.whereClause();
+    const QString sql
+        = QStringLiteral("DELETE FROM ") + TULOSQLiteQuotedIdentifier(m_table) + m_predicate.whereClause();
     return m_database->executeChangeSQL(sql, m_predicate.values(), error);
 }

@@ -7,7 +7,6 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantList>
-
 #include <functional>
 #include <optional>
 
@@ -18,10 +17,11 @@ class TULOSQLiteDatabase;
 class TULOSQLiteQuery
 {
 public:
-    using TULOEnumerationBlock = std::function<void(qint64 persistentID, const QVariantList &values, bool *stop)>;
+    using TULOEnumerationBlock
+        = std::function<void(qint64 persistentID, const QVariantList &values, bool *stop)>;
 
     TULOSQLiteQuery(TULOSQLiteDatabase *database, const QString &table,
-                    const TULOSQLitePredicate &predicate = TULOSQLitePredicate());
+        const TULOSQLitePredicate &predicate = TULOSQLitePredicate());
 
     TULOSQLiteDatabase *database() const { return m_database; }
     QString table() const { return m_table; }
@@ -29,8 +29,8 @@ public:
 
     // Hands each matching row's persistent id and the values of `properties` (in that order)
     // to `block` until it sets *stop.
-    bool enumeratePersistentIDsAndProperties(const QStringList &properties, const TULOEnumerationBlock &block,
-                                             TULOError *error = nullptr) const;
+    bool enumeratePersistentIDsAndProperties(
+        const QStringList &properties, const TULOEnumerationBlock &block, TULOError *error = nullptr) const;
     std::optional<QList<qint64>> persistentIDs(TULOError *error = nullptr) const;
     std::optional<qint64> countOfEntities(TULOError *error = nullptr) const;
     // Deletes every matching row; answers how many went.

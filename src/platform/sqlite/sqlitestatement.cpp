@@ -1,8 +1,7 @@
 #include "platform/sqlite/sqlitestatement.h"
 
-#include <sqlite3.h>
-
 #include <limits>
+#include <sqlite3.h>
 #include <utility>
 
 const char *const TULOSQLiteErrorDomain = "TULOSQLiteErrorDomain";
@@ -16,7 +15,7 @@ TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString
         message = QString::fromUtf8(sqlite3_errmsg(connection));
     else
         message = QString::fromUtf8(sqlite3_errstr(resultCode));
-    QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), message}};
+    QVariantMap userInfo {{QString::fromLatin1(TULOLocalizedDescriptionKey), message}};
     if (!sql.isEmpty())
         userInfo.insert(QString::fromLatin1(TULOSQLiteStatementErrorKey), sql);
     return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), resultCode, userInfo);
@@ -28,12 +27,14 @@ TULOSQLiteStatement::TULOSQLiteStatement(sqlite3 *connection, const QString &sql
 {
     if (!connection) {
         m_lastResultCode = SQLITE_MISUSE;
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
-                                                       QStringLiteral("The database is not open.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+                QStringLiteral("The database is not open.")));
         return;
     }
     const QByteArray text = sql.toUtf8();
-    m_lastResultCode = sqlite3_prepare_v2(connection, text.constData(), int(text.size()), &m_statement, nullptr);
+    m_lastResultCode
+        = sqlite3_prepare_v2(connection, text.constData(), int(text.size()), &m_statement, nullptr);
     if (m_lastResultCode != SQLITE_OK) {
         m_lastResultCode = sqlite3_extended_errcode(connection);
         TULOSetError(error, TULOSQLiteMakeError(connection, m_lastResultCode, sql));
@@ -73,8 +74,9 @@ TULOSQLiteStatement &TULOSQLiteStatement::operator=(TULOSQLiteStatement &&other)
 bool TULOSQLiteStatement::bindValue(int index, const QVariant &value, TULOError *error)
 {
     if (!m_statement) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
-                                                       QStringLiteral("The statement is not prepared.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+                QStringLiteral("The statement is not prepared.")));
         return false;
     }
     int rc = SQLITE_OK;
@@ -101,9 +103,9 @@ bool TULOSQLiteStatement::bindValue(int index, const QVariant &value, TULOError 
         case QMetaType::ULongLong: {
             bool fits = value.toULongLong() <= quint64(std::numeric_limits<qint64>::max());
             if (!fits) {
-                TULOSetError(error, TULOError::withDescription(
-                                        QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
-                                        QStringLiteral("An unsigned value is too large for an SQLite integer.")));
+                TULOSetError(error,
+                    TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+                        QStringLiteral("An unsigned value is too large for an SQLite integer.")));
                 m_lastResultCode = SQLITE_RANGE;
                 return false;
             }
@@ -116,22 +118,22 @@ bool TULOSQLiteStatement::bindValue(int index, const QVariant &value, TULOError 
             break;
         case QMetaType::QByteArray: {
             const QByteArray bytes = value.toByteArray();
-            rc = sqlite3_bind_blob64(m_statement, index, bytes.constData(), sqlite3_uint64(bytes.size()),
-                                     SQLITE_TRANSIENT);
+            rc = sqlite3_bind_blob64(
+                m_statement, index, bytes.constData(), sqlite3_uint64(bytes.size()), SQLITE_TRANSIENT);
             break;
         }
         default: {
             if (value.typeId() != QMetaType::QString && !value.canConvert<QString>()) {
-                TULOSetError(error, TULOError::withDescription(
-                                        QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISMATCH,
-                                        QStringLiteral("A value of type %1 cannot be stored in SQLite.")
-                                            .arg(QString::fromLatin1(value.typeName()))));
+                TULOSetError(error,
+                    TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISMATCH,
+                        QStringLiteral("A value of type %1 cannot be stored in SQLite.")
+                            .arg(QString::fromLatin1(value.typeName()))));
                 m_lastResultCode = SQLITE_MISMATCH;
                 return false;
             }
             const QByteArray text = value.toString().toUtf8();
             rc = sqlite3_bind_text64(m_statement, index, text.constData(), sqlite3_uint64(text.size()),
-                                     SQLITE_TRANSIENT, SQLITE_UTF8);
+                SQLITE_TRANSIENT, SQLITE_UTF8);
             break;
         }
         }
@@ -148,11 +150,11 @@ bool TULOSQLiteStatement::bindValues(const QVariantList &values, TULOError *erro
 {
     if (m_statement && values.size() != sqlite3_bind_parameter_count(m_statement)) {
         m_lastResultCode = SQLITE_RANGE;
-        TULOSetError(error, TULOError::withDescription(
-                                QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
-                                QStringLiteral("The statement takes %1 values, %2 were given.")
-                                    .arg(sqlite3_bind_parameter_count(m_statement))
-                                    .arg(values.size())));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+                QStringLiteral("The statement takes %1 values, %2 were given.")
+                    .arg(sqlite3_bind_parameter_count(m_statement))
+                    .arg(values.size())));
         return false;
     }
     for (int i = 0; i < values.size(); ++i) {
@@ -167,8 +169,9 @@ TULOSQLiteStatement::TULOStepResult TULOSQLiteStatement::step(TULOError *error)
     if (!m_statement) {
         if (m_lastResultCode == SQLITE_DONE)
             return TULOStepResult::Done;
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
-                                                       QStringLiteral("The statement is not prepared.")));
+        TULOSetError(error,
+            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+                QStringLiteral("The statement is not prepared.")));
         return TULOStepResult::Error;
     }
     const int rc = sqlite3_step(m_statement);
