@@ -4,8 +4,8 @@
 #include "platform/library/medialibraryindex_p.h"
 
 #include <QCryptographicHash>
-#include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
@@ -14,6 +14,8 @@
 #include <QStandardPaths>
 
 #include <mutex>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -184,27 +186,35 @@ bool TULOMediaLibrary::reload(TULOError *error)
     QStringList folders{m_musicFolder};
     while (!folders.isEmpty()) {
         const QString folder = folders.takeLast();
-        const QDir dir(folder);
         const QFileInfo folderInfo(folder);
         if (!folderInfo.isReadable() || !folderInfo.isExecutable()) {
             unreadableFolders.append(folder);
             continue;
         }
-        const QFileInfoList entries =
-            dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
-        for (const QFileInfo &entry : entries) {
-            if (entry.isDir()) {
-                if (!entry.isSymLink())
-                    folders.append(entry.absoluteFilePath());
+        // Plain stat() per entry: a warm open is mostly this loop, and QDateTime's local-time
+        // conversions would cost more than the system calls.
+        QDirIterator it(folder, QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            const QByteArray encoded = QFile::encodeName(path);
+            struct stat info;
+            if (::lstat(encoded.constData(), &info) != 0)
+                continue;
+            if (S_ISDIR(info.st_mode)) {
+                folders.append(path);
                 continue;
             }
-            const quint64 mediaType = mediaTypeForSuffix(entry.suffix().toLower());
+            if (!S_ISREG(info.st_mode))
+                continue; // symbolic links are not followed, so a loop cannot trap the scan
+            const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
+            if (dot < 0 || dot < path.lastIndexOf(QLatin1Char('/')))
+                continue;
+            const quint64 mediaType = mediaTypeForSuffix(path.mid(dot + 1).toLower());
             if (!mediaType)
                 continue;
             ++statistics.filesSeen;
-            const QString path = entry.absoluteFilePath();
-            const qint64 size = entry.size();
-            const qint64 modified = entry.lastModified().toMSecsSinceEpoch();
+            const qint64 size = info.st_size;
+            const qint64 modified = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
             const auto hit = cached.constFind(path);
             if (hit != cached.constEnd() && hit->size == size && hit->modified == modified) {
                 rows.append(*hit);
