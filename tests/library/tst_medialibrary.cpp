@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -248,6 +249,26 @@ private Q_SLOTS:
         TULOMediaLibrary reopened(music(), index());
         QVERIFY(reopened.reload());
         QVERIFY(reopened.items().isEmpty());
+    }
+
+    void defaultFolders()
+    {
+        // Never the user's real folders: both defaults are pointed into the test's folder.
+        const QString cacheHome = m_dir.filePath(QStringLiteral("cache-home"));
+        qputenv("XDG_CACHE_HOME", QFile::encodeName(cacheHome));
+        qputenv("QUILLON_MUSIC_DIR", QFile::encodeName(music()));
+        write(QStringLiteral("x.flac"), fullTrack());
+        {
+            TULOMediaLibrary library;
+            QCOMPARE(library.musicFolder(), music());
+            QVERIFY(library.indexPath().startsWith(cacheHome + QLatin1Char('/')));
+            QVERIFY(library.reload());
+            QCOMPARE(library.items().size(), 1);
+        }
+        QVERIFY(QFile::exists(TULOMediaLibrary::defaultIndexPath()));
+        qunsetenv("QUILLON_MUSIC_DIR");
+        QCOMPARE(TULOMediaLibrary::defaultMusicFolder(), QStandardPaths::writableLocation(QStandardPaths::MusicLocation));
+        qunsetenv("XDG_CACHE_HOME");
     }
 
     void albumsGroupTracks()

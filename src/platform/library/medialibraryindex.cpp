@@ -50,9 +50,15 @@ TULOMediaLibraryIndex::TULOMediaLibraryIndex(const QString &path)
     : m_database(std::make_unique<TULOSQLiteDatabase>(path))
 {
     m_database->setSetupBlock([](TULOSQLiteDatabase &database) {
-        // An index of another version is rebuilt from the files rather than migrated.
+        // The index is a cache that can be rebuilt from the files: no need to wait for the disk
+        // on every commit.
+        database.executeSQL(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL"));
+        // An index of another version is rebuilt from the files rather than migrated. The version
+        // is written only when it changes, so that a warm open never writes.
         const std::optional<qint64> version = database.userVersion();
-        if (version && *version != kSchemaVersion && *version != 0)
+        if (version == kSchemaVersion)
+            return;
+        if (version && *version != 0)
             database.executeSQL(QStringLiteral("DROP TABLE IF EXISTS media_files"));
         if (database.executeSQL(QString::fromLatin1(kCreateSQL)))
             database.setUserVersion(kSchemaVersion);
