@@ -60,7 +60,8 @@ private Q_SLOTS:
     {
         QVERIFY(m_dir.isValid());
         m_song = QUrl::fromLocalFile(m_dir.filePath(QStringLiteral("song.wav")));
-        QVERIFY(TULOTestWriteWav(m_song.toLocalFile(), TULOTestSineSamples(1.0, 330, 0.3)));
+        // Long enough for two of the once-a-second updates before the end.
+        QVERIFY(TULOTestWriteWav(m_song.toLocalFile(), TULOTestSineSamples(2.5, 330, 0.3)));
         m_longSong = QUrl::fromLocalFile(m_dir.filePath(QStringLiteral("long.wav")));
         QVERIFY(TULOTestWriteWav(m_longSong.toLocalFile(), TULOTestSineSamples(5.0, 330, 0.3)));
     }
