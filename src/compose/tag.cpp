@@ -1,5 +1,10 @@
 #include "compose/tag.h"
 
+#include "platform/records/lookupitemartwork.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
 namespace {
 
 QString stringValue(const QVariantMap &dictionary, const QString &key)
@@ -18,8 +23,32 @@ TULOTag::TULOTag(const QVariantMap &tagDictionary)
     if (!m_name.isNull())
         m_tagString = QStringLiteral("@") + QString(m_name).remove(QLatin1Char(' '));
     const QString imageURL = stringValue(tagDictionary, QStringLiteral("imageUrl"));
-    if (!imageURL.isNull())
+    if (!imageURL.isNull()) {
         m_thumbnailImageURL = QUrl(imageURL);
+        return;
+    }
+    const QVariant images = tagDictionary.value(QStringLiteral("images"));
+    if (images.typeId() != QMetaType::QVariantList)
+        return;
+    const QVariant first = images.toList().value(0);
+    if (first.typeId() != QMetaType::QVariantMap)
+        return;
+    const TULOLookupItemArtwork artwork(first.toMap());
+    // A 32-point thumbnail in the main screen's pixels.
+    const QScreen *screen = qGuiApp ? QGuiApplication::primaryScreen() : nullptr;
+    const auto side = quint64(32 * (screen ? screen->devicePixelRatio() : 1.0));
+    m_thumbnailImageURL = artwork.URLWithHeight(side, side);
+}
+
+TULOTag::TULOTag(const TULOPostArtist &artist)
+    : m_identifier(artist.identifier())
+    , m_name(artist.name())
+{
+}
+
+TULOPostArtist TULOTag::artistRepresentation() const
+{
+    return TULOPostArtist(m_identifier, m_name);
 }
 
 std::optional<TULOTag> TULOExistingTagForString(const QList<TULOTag> &matchedTags, const QString &string)

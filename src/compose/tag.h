@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/records/postartist.h"
+
 #include <QList>
 #include <QMetaType>
 #include <QString>
@@ -16,6 +18,11 @@ public:
     TULOTag() = default;
     // From one element of a lookup reply; values of an unexpected type leave their field nil.
     explicit TULOTag(const QVariantMap &tagDictionary);
+    // An artist's identifier and name; the other fields stay nil.
+    explicit TULOTag(const TULOPostArtist &artist);
+
+    // A new artist record with this tag's identifier and name, to credit an artist.
+    TULOPostArtist artistRepresentation() const;
 
     QString entityType() const { return m_entityType; }
     void setEntityType(const QString &value) { m_entityType = value; }

@@ -1,6 +1,7 @@
 #include <compose/tag.h>
 #include <compose/tagdataconsumer.h>
 
+#include <QGuiApplication>
 #include <QTest>
 
 class TestTag : public QObject
@@ -25,6 +26,18 @@ private Q_SLOTS:
             << QVariantMap{{"entityType", "album"}, {"id", "9"}} << "album" << "9" << QString() << QString() << QUrl();
         QTest::newRow("wrong types stay nil")
             << QVariantMap{{"entityType", 5}, {"id", 123}, {"title", QVariantList{"x"}}, {"imageUrl", 1}}
+            << QString() << QString() << QString() << QString() << QUrl();
+        QTest::newRow("thumbnail from the first image when imageUrl is not a string")
+            << QVariantMap{{"id", "1"}, {"imageUrl", 17},
+                           {"images", QVariantList{QVariantMap{{"url", "http://127.0.0.1/a/{w}x{h}.{f}"}},
+                                                   QVariantMap{{"url", "http://127.0.0.1/b/{w}x{h}.{f}"}}}}}
+            << QString() << "1" << QString() << QString() << QUrl("http://127.0.0.1/a/64x64.jpg");
+        QTest::newRow("imageUrl string wins over images")
+            << QVariantMap{{"imageUrl", "http://127.0.0.1/x.png"},
+                           {"images", QVariantList{QVariantMap{{"url", "http://127.0.0.1/a/{w}x{h}.{f}"}}}}}
+            << QString() << QString() << QString() << QString() << QUrl("http://127.0.0.1/x.png");
+        QTest::newRow("images whose first element is not a dictionary")
+            << QVariantMap{{"images", QVariantList{"http://127.0.0.1/a.jpg"}}}
             << QString() << QString() << QString() << QString() << QUrl();
         QTest::newRow("empty title is not nil")
             << QVariantMap{{"title", ""}} << QString() << QString() << "" << "@" << QUrl();
@@ -120,6 +133,17 @@ private Q_SLOTS:
         QCOMPARE(found, identifiers);
     }
 
+    void artistRoundTrip()
+    {
+        const TULOTag tag(TULOPostArtist(QStringLiteral("42"), QStringLiteral("Ann Lee")));
+        QCOMPARE(tag.identifier(), QStringLiteral("42"));
+        QCOMPARE(tag.name(), QStringLiteral("Ann Lee"));
+        QVERIFY(tag.entityType().isNull());
+        QVERIFY(tag.tagString().isNull());
+        QVERIFY(tag.thumbnailImageURL().isEmpty());
+        QCOMPARE(tag.artistRepresentation(), TULOPostArtist(QStringLiteral("42"), QStringLiteral("Ann Lee")));
+    }
+
     void copiesAreIndependent()
     {
         TULOTag original(QVariantMap{{"title", "Ann"}});
@@ -130,5 +154,12 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTag)
+// A screen of scale 2, so the thumbnail size shows the screen's scale at work.
+int main(int argc, char **argv)
+{
+    qputenv("QT_SCALE_FACTOR", "2");
+    QGuiApplication app(argc, argv);
+    TestTag test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_tag.moc"
