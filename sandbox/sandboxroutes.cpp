@@ -167,7 +167,7 @@ void TULOSandboxStorePrivate::handleProfile(const httplib::Request &request, htt
                            QJsonObject{{QStringLiteral("id"), identifier},
                                        {QStringLiteral("name"), account->displayName},
                                        {QStringLiteral("type"), account->profileType},
-                                       {QStringLiteral("profileImageUrl"),
+                                       {QStringLiteral("imageUrl"),
                                         base() + QStringLiteral("/artwork/%1/240x240.png").arg(identifier)}}}});
 }
 

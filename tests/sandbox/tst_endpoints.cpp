@@ -200,7 +200,7 @@ private Q_SLOTS:
         const QJsonObject profile = TULOSandboxFetch(url(QStringLiteral("/account/profile")), token).json().value(QStringLiteral("profile")).toObject();
         QCOMPARE(profile.value(QStringLiteral("id")).toString(), QStringLiteral("9002"));
         QCOMPARE(profile.value(QStringLiteral("type")).toString(), QStringLiteral("artist"));
-        const TULOSandboxExchange image = TULOSandboxFetch(QUrl(profile.value(QStringLiteral("profileImageUrl")).toString()));
+        const TULOSandboxExchange image = TULOSandboxFetch(QUrl(profile.value(QStringLiteral("imageUrl")).toString()));
         QCOMPARE(image.status, 200);
         QVERIFY(!QImage::fromData(image.body).isNull());
     }
