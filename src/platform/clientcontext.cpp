@@ -1,0 +1,216 @@
+#include "platform/clientcontext.h"
+
+#include "platform/operationqueue.h"
+#include "platform/semaphore.h"
+#include "platform/store/storeerror.h"
+#include "platform/store/urlloadoperation.h"
+
+#include <QSharedData>
+
+#include <mutex>
+#include <vector>
+
+const char *const TULOClientConfigurationLocaleKey = "locale";
+const char *const TULOClientConfigurationStorefrontSuffixKey = "storefrontSuffix";
+
+class TULOClientContextPrivate : public QSharedData
+{
+public:
+    mutable std::mutex mutex;
+    QUrl bagURL;
+    QVariantMap configuration;
+    int requestTimeout = TULOClientContext::DefaultRequestTimeout;
+    std::optional<TULOUrlBag> bag;
+    bool loading = false;
+    std::vector<TULOClientContext::URLBagCompletion> waiting;
+};
+
+namespace {
+
+TULOOperationQueue *bagQueue()
+{
+    static TULOOperationQueue queue(QStringLiteral("com.vantor.Quillon.urlBag"));
+    return &queue;
+}
+
+std::mutex defaultMutex;
+TULOClientContext &defaultStorage()
+{
+    static TULOClientContext context;
+    return context;
+}
+
+} // namespace
+
+TULOClientContext::TULOClientContext() = default;
+
+TULOClientContext::TULOClientContext(const QUrl &bagURL)
+    : d(new TULOClientContextPrivate)
+{
+    d->bagURL = bagURL;
+}
+
+TULOClientContext::TULOClientContext(const TULOClientContext &other) = default;
+TULOClientContext &TULOClientContext::operator=(const TULOClientContext &other) = default;
+TULOClientContext::~TULOClientContext() = default;
+
+bool TULOClientContext::isNull() const
+{
+    return !d;
+}
+
+QUrl TULOClientContext::bagURL() const
+{
+    return d ? d->bagURL : QUrl();
+}
+
+QVariant TULOClientContext::valueForConfigurationKey(const QString &key) const
+{
+    if (!d)
+        return QVariant();
+    std::lock_guard lock(d->mutex);
+    return d->configuration.value(key);
+}
+
+void TULOClientContext::setValueForConfigurationKey(const QVariant &value, const QString &key)
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    if (value.isValid())
+        d->configuration.insert(key, value);
+    else
+        d->configuration.remove(key);
+}
+
+QString TULOClientContext::locale() const
+{
+    const QVariant value = valueForConfigurationKey(QString::fromLatin1(TULOClientConfigurationLocaleKey));
+    return value.typeId() == QMetaType::QString ? value.toString() : QString();
+}
+
+QString TULOClientContext::storefrontSuffix() const
+{
+    const QVariant value = valueForConfigurationKey(QString::fromLatin1(TULOClientConfigurationStorefrontSuffixKey));
+    return value.typeId() == QMetaType::QString ? value.toString() : QString();
+}
+
+int TULOClientContext::requestTimeout() const
+{
+    if (!d)
+        return DefaultRequestTimeout;
+    std::lock_guard lock(d->mutex);
+    return d->requestTimeout;
+}
+
+void TULOClientContext::setRequestTimeout(int milliseconds)
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    d->requestTimeout = milliseconds > 0 ? milliseconds : DefaultRequestTimeout;
+}
+
+void TULOClientContext::loadURLBag(URLBagCompletion completion) const
+{
+    if (!d) {
+        if (completion)
+            completion(std::nullopt, TULOStoreError(TULOStoreErrorRequestFailed, QUrl(),
+                                                    {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                                      QStringLiteral("No store is configured.")}}));
+        return;
+    }
+    std::optional<TULOUrlBag> ready;
+    {
+        std::lock_guard lock(d->mutex);
+        if (d->bag) {
+            ready = d->bag;
+        } else {
+            d->waiting.push_back(std::move(completion));
+            if (d->loading)
+                return;
+            d->loading = true;
+        }
+    }
+    if (ready) {
+        if (completion)
+            completion(ready, TULOError());
+        return;
+    }
+
+    auto load = std::make_shared<TULOUrlLoadOperation>(d->bagURL);
+    load->setName(QStringLiteral("com.vantor.Quillon.urlBag.load"));
+    load->setClientContext(*this);
+    const QExplicitlySharedDataPointer<TULOClientContextPrivate> shared = d;
+    const QUrl source = d->bagURL;
+    TULOUrlLoadOperation *loader = load.get();
+    load->setOutputBlock([shared, source, loader](const QVariant &output, const TULOError &loadError) {
+        std::optional<TULOUrlBag> bag;
+        TULOError error = loadError;
+        const int status = loader->response().httpStatus;
+        if (error.isNull() && (status < 200 || status > 299))
+            error = TULOStoreError(TULOStoreErrorRequestFailed, source,
+                                   {{QString::fromLatin1(TULOStoreHTTPStatusKey), status},
+                                    {QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                     QStringLiteral("The store's URL bag is not available (status %1).").arg(status)}});
+        if (error.isNull())
+            bag = TULOUrlBag::withData(output.toByteArray(), source, &error);
+        std::vector<URLBagCompletion> waiting;
+        {
+            std::lock_guard lock(shared->mutex);
+            if (bag)
+                shared->bag = bag;
+            shared->loading = false;
+            waiting.swap(shared->waiting);
+        }
+        for (const URLBagCompletion &completion : waiting) {
+            if (completion)
+                completion(bag, bag ? TULOError() : error);
+        }
+    });
+    bagQueue()->addOperation(load);
+}
+
+std::optional<TULOUrlBag> TULOClientContext::loadURLBagAndWait(TULOError *error) const
+{
+    TULOSemaphore done;
+    std::optional<TULOUrlBag> result;
+    TULOError failure;
+    loadURLBag([&](const std::optional<TULOUrlBag> &bag, const TULOError &loadError) {
+        result = bag;
+        failure = loadError;
+        done.signal();
+    });
+    done.wait();
+    if (!result)
+        TULOSetError(error, failure);
+    return result;
+}
+
+std::optional<TULOUrlBag> TULOClientContext::loadedURLBag() const
+{
+    if (!d)
+        return std::nullopt;
+    std::lock_guard lock(d->mutex);
+    return d->bag;
+}
+
+void TULOClientContext::invalidateURLBag()
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    d->bag.reset();
+}
+
+TULOClientContext TULOClientContext::defaultContext()
+{
+    std::lock_guard lock(defaultMutex);
+    return defaultStorage();
+}
+
+void TULOClientContext::setDefaultContext(const TULOClientContext &context)
+{
+    std::lock_guard lock(defaultMutex);
+    defaultStorage() = context;
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/error.h"
+#include "platform/store/urlbag.h"
+
+#include <QExplicitlySharedDataPointer>
+#include <QUrl>
+#include <QVariant>
+
+#include <functional>
+#include <optional>
+
+// Configuration keys of a client context.
+extern const char *const TULOClientConfigurationLocaleKey;            // e.g. "en_GB"
+extern const char *const TULOClientConfigurationStorefrontSuffixKey;  // e.g. "143441-1,32"
+
+class TULOClientContextPrivate;
+
+// What the framework knows about the store it talks to: the bag's address, a few
+// configuration values, the request timeout, and the URL bag once loaded. Copies share the
+// loaded bag. A default-constructed context is null ("no context").
+class TULOClientContext
+{
+public:
+    using URLBagCompletion = std::function<void(const std::optional<TULOUrlBag> &bag, const TULOError &error)>;
+
+    static constexpr int DefaultRequestTimeout = 30000; // milliseconds
+
+    TULOClientContext();
+    explicit TULOClientContext(const QUrl &bagURL);
+    TULOClientContext(const TULOClientContext &other);
+    TULOClientContext &operator=(const TULOClientContext &other);
+    ~TULOClientContext();
+
+    bool isNull() const;
+    QUrl bagURL() const;
+
+    QVariant valueForConfigurationKey(const QString &key) const;
+    void setValueForConfigurationKey(const QVariant &value, const QString &key);
+    QString locale() const;
+    QString storefrontSuffix() const;
+
+    // Every request made for this context gives up after this many milliseconds.
+    int requestTimeout() const;
+    void setRequestTimeout(int milliseconds);
+
+    // Loads the bag unless it is loaded already; `completion` runs once, on a worker thread
+    // (or at once on the calling thread when the bag is already there). Concurrent calls share
+    // one request. A failed load is not kept: the next call tries again.
+    void loadURLBag(URLBagCompletion completion) const;
+    // Blocks until the bag is there or has failed. Never call it on the main thread.
+    std::optional<TULOUrlBag> loadURLBagAndWait(TULOError *error = nullptr) const;
+    std::optional<TULOUrlBag> loadedURLBag() const;
+    void invalidateURLBag();
+
+    // The application's context; null until the host (or the demo) sets one.
+    static TULOClientContext defaultContext();
+    static void setDefaultContext(const TULOClientContext &context);
+
+    bool operator==(const TULOClientContext &other) const { return d == other.d; }
+
+private:
+    QExplicitlySharedDataPointer<TULOClientContextPrivate> d;
+};
+
+Q_DECLARE_METATYPE(TULOClientContext)
