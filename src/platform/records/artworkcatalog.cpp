@@ -1,0 +1,167 @@
+#include "platform/records/artworkcatalog.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QImageReader>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QRunnable>
+#include <QThreadPool>
+
+namespace {
+
+thread_local bool tArtworkThread = false;
+
+QThreadPool *artworkPool()
+{
+    // A pool of its own, so that a caller blocking a global-pool thread never starves renders.
+    static QThreadPool *pool = [] {
+        auto *p = new QThreadPool;
+        p->setMaxThreadCount(2);
+        p->setExpiryTimeout(5000);
+        return p;
+    }();
+    return pool;
+}
+
+class StaticImageSource : public TULOArtworkDataSource
+{
+public:
+    explicit StaticImageSource(const QImage &image) : m_image(image) {}
+    QImage loadImage(const QString &, TULOError *error) const override
+    {
+        if (m_image.isNull())
+            TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1,
+                                                           QStringLiteral("The artwork image is empty.")));
+        return m_image;
+    }
+    QImage m_image;
+};
+
+QImage readImageFile(const QString &path, TULOError *error)
+{
+    QImageReader reader(path);
+    reader.setAutoTransform(true);
+    QImage image = reader.read();
+    if (image.isNull()) {
+        const bool missing = !QFile::exists(path);
+        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), missing ? 4 : 259,
+                                      {{QString::fromLatin1(TULOFilePathErrorKey), path},
+                                       {QString::fromLatin1(TULOLocalizedDescriptionKey), reader.errorString()}}));
+    }
+    return image;
+}
+
+class FileSource : public TULOArtworkDataSource
+{
+public:
+    QImage loadImage(const QString &token, TULOError *error) const override { return readImageFile(token, error); }
+};
+
+class URLSource : public TULOArtworkDataSource
+{
+public:
+    QImage loadImage(const QString &token, TULOError *error) const override
+    {
+        const QUrl url(token);
+        if (url.isLocalFile())
+            return readImageFile(url.toLocalFile(), error);
+        // A private manager and loop: this runs on a worker thread without an event loop.
+        QNetworkAccessManager manager;
+        QNetworkRequest request(url);
+        request.setTransferTimeout(30000);
+        QNetworkReply *reply = manager.get(request);
+        QEventLoop loop;
+        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        loop.exec();
+        QImage image;
+        if (reply->error() != QNetworkReply::NoError) {
+            TULOSetError(error, TULOError(QString::fromLatin1(TULONetworkErrorDomain), reply->error(),
+                                          {{QString::fromLatin1(TULOURLErrorKey), url},
+                                           {QString::fromLatin1(TULOLocalizedDescriptionKey), reply->errorString()}}));
+        } else if (!image.loadFromData(reply->readAll())) {
+            TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULONetworkErrorDomain), -1,
+                                                           QStringLiteral("The artwork at %1 is not an image.")
+                                                               .arg(url.toDisplayString())));
+        }
+        delete reply;
+        return image;
+    }
+};
+
+} // namespace
+
+TULOArtworkDataSource::~TULOArtworkDataSource() = default;
+
+TULOArtworkCatalog::TULOArtworkCatalog(std::shared_ptr<const TULOArtworkDataSource> dataSource, const QString &token)
+    : m_dataSource(std::move(dataSource)), m_token(token)
+{
+}
+
+TULOArtworkCatalog TULOArtworkCatalog::withImage(const QImage &image)
+{
+    return TULOArtworkCatalog(std::make_shared<StaticImageSource>(image), QString());
+}
+
+TULOArtworkCatalog TULOArtworkCatalog::withFile(const QString &path)
+{
+    static const auto source = std::make_shared<FileSource>();
+    return TULOArtworkCatalog(source, path);
+}
+
+TULOArtworkCatalog TULOArtworkCatalog::withURL(const QUrl &url)
+{
+    static const auto source = std::make_shared<URLSource>();
+    return TULOArtworkCatalog(source, url.toString(QUrl::FullyEncoded));
+}
+
+QImage TULOArtworkCatalog::staticImage() const
+{
+    const auto *source = dynamic_cast<const StaticImageSource *>(m_dataSource.get());
+    return source ? source->m_image : QImage();
+}
+
+QImage TULOArtworkCatalog::imageWithSize(const QSizeF &fittingSize, double scale, TULOError *error) const
+{
+    if (!m_dataSource) {
+        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1,
+                                                       QStringLiteral("There is no artwork.")));
+        return QImage();
+    }
+    if (scale <= 0)
+        scale = 1.0;
+    QImage image = m_dataSource->loadImage(m_token, error);
+    if (image.isNull())
+        return image;
+    if (fittingSize.isValid() && !fittingSize.isEmpty()) {
+        const QSize pixels = (fittingSize * scale).toSize();
+        if (pixels != image.size())
+            image = image.scaled(pixels, Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    }
+    image.setDevicePixelRatio(scale);
+    return image;
+}
+
+void TULOArtworkCatalog::requestImage(Completion completion) const
+{
+    const TULOArtworkCatalog catalog = *this;
+    artworkPool()->start(QRunnable::create([catalog, completion = std::move(completion)] {
+        tArtworkThread = true;
+        TULOError error;
+        const QImage image = catalog.imageWithSize(catalog.fittingSize(), catalog.destinationScale(), &error);
+        if (completion)
+            completion(image, image.isNull() ? error : TULOError());
+    }));
+}
+
+bool TULOArtworkCatalog::isArtworkThread()
+{
+    return tArtworkThread;
+}
+
+bool TULOArtworkCatalog::operator==(const TULOArtworkCatalog &other) const
+{
+    return m_dataSource == other.m_dataSource && m_token == other.m_token;
+}
