@@ -6,14 +6,14 @@
 
 #include <cmath>
 
-TULODurationFormatter::TULODurationFormatter(const TULOClientContext *context)
+TULODurationFormatter::TULODurationFormatter(const TULOClientContext &context)
     : m_format(TULOLocalization::defaultLocalization()->localizedStringForKey(
           QStringLiteral("AUDIO_PICKER_VOICE_MEMO_DURATION_FORMAT_%@_%@_%@"),
           QLatin1String(TULOStringsTablePostComposition), context))
 {
     // Digits follow the same locale as the texts.
-    const QString localeName = context ? context->localeName() : QString();
-    if (!localeName.isNull())
+    const QString localeName = context.locale().trimmed();
+    if (!localeName.isEmpty())
         m_locale = QLocale(localeName);
     m_locale.setNumberOptions(QLocale::OmitGroupSeparator);
 }

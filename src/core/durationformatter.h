@@ -11,7 +11,7 @@ class TULOClientContext;
 class TULODurationFormatter
 {
 public:
-    explicit TULODurationFormatter(const TULOClientContext *context);
+    explicit TULODurationFormatter(const TULOClientContext &context);
 
     // Rounds up to whole seconds. Negative, not-a-number and infinite durations read as zero.
     QString stringFromDuration(double seconds) const;

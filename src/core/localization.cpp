@@ -19,22 +19,22 @@ std::shared_ptr<TULOLocalizedStringDictionary> TULOLocalization::dictionaryForLo
 }
 
 QString TULOLocalization::localizedStringForKey(const QString &key, const QString &table,
-                                                const TULOClientContext *context) const
+                                                const TULOClientContext &context) const
 {
     if (key.isEmpty())
         return QStringLiteral("");
-    const QString localeName = context ? context->localeName() : QString();
-    if (localeName.isNull()) {
+    const QString localeName = context.locale().trimmed();
+    if (localeName.isEmpty()) {
         const QString text = TULOLocalizedStringDictionary::systemDictionary()->stringForKey(key, table);
         return text.isNull() ? key : text;
     }
     const QString text = dictionaryForLocale(localeName)->stringForKey(key, table);
     if (!text.isNull())
         return text;
-    return context->localizedStringForKey(key, table);
+    return context.localizedStringForKey(key, table);
 }
 
-QString TULOLocalization::localizedStringForCategoryName(const QString &name, const TULOClientContext *context) const
+QString TULOLocalization::localizedStringForCategoryName(const QString &name, const TULOClientContext &context) const
 {
     const QString key = QStringLiteral("CATEGORY_") + name;
     const QString text = localizedStringForKey(key, QLatin1String(TULOStringsTablePostComposition), context);

@@ -21,20 +21,12 @@ public:
     // The one shared instance; made on first use, from any thread.
     static TULOLocalization *defaultLocalization();
 
-    QString localizedStringForKey(const QString &key, const QString &table, const TULOClientContext *context) const;
-    QString localizedStringForKey(const QString &key, const QString &table,
-                                  const std::shared_ptr<TULOClientContext> &context) const
-    {
-        return localizedStringForKey(key, table, context.get());
-    }
+    // A null `context` is no context.
+    QString localizedStringForKey(const QString &key, const QString &table, const TULOClientContext &context) const;
 
     // The shown name of an audio category: the text of "CATEGORY_<name>" in "PostComposition",
     // or `name` itself when there is none.
-    QString localizedStringForCategoryName(const QString &name, const TULOClientContext *context) const;
-    QString localizedStringForCategoryName(const QString &name, const std::shared_ptr<TULOClientContext> &context) const
-    {
-        return localizedStringForCategoryName(name, context.get());
-    }
+    QString localizedStringForCategoryName(const QString &name, const TULOClientContext &context) const;
 
     TULOLocalization(const TULOLocalization &) = delete;
     TULOLocalization &operator=(const TULOLocalization &) = delete;

@@ -1,69 +1,127 @@
 #include "platform/clientcontext.h"
 
+#include "platform/operationqueue.h"
+#include "platform/semaphore.h"
+#include "platform/store/storeerror.h"
+#include "platform/store/urlloadoperation.h"
+
 #include <QCoreApplication>
+#include <QSharedData>
+
+#include <mutex>
+#include <vector>
 
 const char *const TULOClientConfigurationLocaleKey = "locale";
 const char *const TULOClientConfigurationStorefrontSuffixKey = "storefrontSuffix";
 
-TULOClientContext::TULOClientContext() = default;
-
-TULOClientContext::TULOClientContext(const QVariantMap &configuration)
-    : m_configuration(configuration)
+class TULOClientContextPrivate : public QSharedData
 {
+public:
+    mutable std::mutex mutex;
+    QUrl bagURL;
+    QVariantMap configuration;
+    int requestTimeout = TULOClientContext::DefaultRequestTimeout;
+    std::optional<TULOUrlBag> bag;
+    bool loading = false;
+    std::vector<TULOClientContext::URLBagCompletion> waiting;
+    TULOClientContext::LocalizedStringHandler localizedStrings;
+};
+
+namespace {
+
+TULOOperationQueue *bagQueue()
+{
+    static TULOOperationQueue queue(QStringLiteral("com.vantor.Quillon.urlBag"));
+    return &queue;
 }
 
+std::mutex defaultMutex;
+TULOClientContext &defaultStorage()
+{
+    static TULOClientContext context;
+    return context;
+}
+
+} // namespace
+
+TULOClientContext::TULOClientContext() = default;
+
+TULOClientContext::TULOClientContext(const QUrl &bagURL)
+    : d(new TULOClientContextPrivate)
+{
+    d->bagURL = bagURL;
+}
+
+TULOClientContext::TULOClientContext(const QVariantMap &configuration)
+    : d(new TULOClientContextPrivate)
+{
+    d->configuration = configuration;
+}
+
+TULOClientContext::TULOClientContext(const TULOClientContext &other) = default;
+TULOClientContext &TULOClientContext::operator=(const TULOClientContext &other) = default;
 TULOClientContext::~TULOClientContext() = default;
+
+bool TULOClientContext::isNull() const
+{
+    return !d;
+}
+
+QUrl TULOClientContext::bagURL() const
+{
+    return d ? d->bagURL : QUrl();
+}
 
 QVariantMap TULOClientContext::configuration() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_configuration;
-}
-
-void TULOClientContext::setConfiguration(const QVariantMap &configuration)
-{
-    std::lock_guard lock(m_mutex);
-    m_configuration = configuration;
+    if (!d)
+        return {};
+    std::lock_guard lock(d->mutex);
+    return d->configuration;
 }
 
 QVariant TULOClientContext::valueForConfigurationKey(const QString &key) const
 {
-    std::lock_guard lock(m_mutex);
-    return m_configuration.value(key);
+    if (!d)
+        return QVariant();
+    std::lock_guard lock(d->mutex);
+    return d->configuration.value(key);
 }
 
 void TULOClientContext::setValueForConfigurationKey(const QVariant &value, const QString &key)
 {
-    std::lock_guard lock(m_mutex);
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
     if (value.isValid())
-        m_configuration.insert(key, value);
+        d->configuration.insert(key, value);
     else
-        m_configuration.remove(key);
+        d->configuration.remove(key);
 }
 
-static QString stringValue(const QVariant &value)
+QString TULOClientContext::locale() const
 {
-    // Only text counts: a number or a list under the key is a host mistake, not a locale.
-    if (value.typeId() != QMetaType::QString)
-        return QString();
-    const QString text = value.toString().trimmed();
-    return text.isEmpty() ? QString() : text;
-}
-
-QString TULOClientContext::localeName() const
-{
-    return stringValue(valueForConfigurationKey(QLatin1String(TULOClientConfigurationLocaleKey)));
+    const QVariant value = valueForConfigurationKey(QString::fromLatin1(TULOClientConfigurationLocaleKey));
+    return value.typeId() == QMetaType::QString ? value.toString() : QString();
 }
 
 QString TULOClientContext::storefrontSuffix() const
 {
-    return stringValue(valueForConfigurationKey(QLatin1String(TULOClientConfigurationStorefrontSuffixKey)));
+    const QVariant value = valueForConfigurationKey(QString::fromLatin1(TULOClientConfigurationStorefrontSuffixKey));
+    return value.typeId() == QMetaType::QString ? value.toString() : QString();
 }
 
 QString TULOClientContext::localizedStringForKey(const QString &key, const QString &table) const
 {
-    if (key.isEmpty())
+    if (!d || key.isEmpty())
         return key;
+    LocalizedStringHandler handler;
+    {
+        std::lock_guard lock(d->mutex);
+        handler = d->localizedStrings;
+    }
+    if (handler)
+        return handler(key, table);
     const QByteArray keyBytes = key.toUtf8();
     const QByteArray tableBytes = table.toUtf8();
     const QString inTable = QCoreApplication::translate(tableBytes.constData(), keyBytes.constData());
@@ -71,4 +129,132 @@ QString TULOClientContext::localizedStringForKey(const QString &key, const QStri
         return inTable;
     const QString byID = qtTrId(keyBytes.constData());
     return byID.isEmpty() ? key : byID;
+}
+
+void TULOClientContext::setLocalizedStringHandler(LocalizedStringHandler handler)
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    d->localizedStrings = std::move(handler);
+}
+
+int TULOClientContext::requestTimeout() const
+{
+    if (!d)
+        return DefaultRequestTimeout;
+    std::lock_guard lock(d->mutex);
+    return d->requestTimeout;
+}
+
+void TULOClientContext::setRequestTimeout(int milliseconds)
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    d->requestTimeout = milliseconds > 0 ? milliseconds : DefaultRequestTimeout;
+}
+
+void TULOClientContext::loadURLBag(URLBagCompletion completion) const
+{
+    if (!d) {
+        if (completion)
+            completion(std::nullopt, TULOStoreError(TULOStoreErrorRequestFailed, QUrl(),
+                                                    {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                                      QStringLiteral("No store is configured.")}}));
+        return;
+    }
+    std::optional<TULOUrlBag> ready;
+    {
+        std::lock_guard lock(d->mutex);
+        if (d->bag) {
+            ready = d->bag;
+        } else {
+            d->waiting.push_back(std::move(completion));
+            if (d->loading)
+                return;
+            d->loading = true;
+        }
+    }
+    if (ready) {
+        if (completion)
+            completion(ready, TULOError());
+        return;
+    }
+
+    auto load = std::make_shared<TULOUrlLoadOperation>(d->bagURL);
+    load->setName(QStringLiteral("com.vantor.Quillon.urlBag.load"));
+    load->setClientContext(*this);
+    const QExplicitlySharedDataPointer<TULOClientContextPrivate> shared = d;
+    const QUrl source = d->bagURL;
+    TULOUrlLoadOperation *loader = load.get();
+    load->setOutputBlock([shared, source, loader](const QVariant &output, const TULOError &loadError) {
+        std::optional<TULOUrlBag> bag;
+        TULOError error = loadError;
+        const int status = loader->response().httpStatus;
+        if (error.isNull() && (status < 200 || status > 299))
+            error = TULOStoreError(TULOStoreErrorRequestFailed, source,
+                                   {{QString::fromLatin1(TULOStoreHTTPStatusKey), status},
+                                    {QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                     QStringLiteral("The store's URL bag is not available (status %1).").arg(status)}});
+        if (error.isNull())
+            bag = TULOUrlBag::withData(output.toByteArray(), source, &error);
+        std::vector<URLBagCompletion> waiting;
+        {
+            std::lock_guard lock(shared->mutex);
+            if (bag)
+                shared->bag = bag;
+            shared->loading = false;
+            waiting.swap(shared->waiting);
+        }
+        for (const URLBagCompletion &completion : waiting) {
+            if (completion)
+                completion(bag, bag ? TULOError() : error);
+        }
+    });
+    bagQueue()->addOperation(load);
+}
+
+std::optional<TULOUrlBag> TULOClientContext::loadURLBagAndWait(TULOError *error) const
+{
+    TULOSemaphore done;
+    std::optional<TULOUrlBag> result;
+    TULOError failure;
+    loadURLBag([&](const std::optional<TULOUrlBag> &bag, const TULOError &loadError) {
+        result = bag;
+        failure = loadError;
+        done.signal();
+    });
+    done.wait();
+    if (!result)
+        TULOSetError(error, failure);
+    return result;
+}
+
+std::optional<TULOUrlBag> TULOClientContext::loadedURLBag() const
+{
+    if (!d)
+        return std::nullopt;
+    std::lock_guard lock(d->mutex);
+    return d->bag;
+}
+
+void TULOClientContext::invalidateURLBag()
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    d->bag.reset();
+}
+
+TULOClientContext TULOClientContext::defaultContext()
+{
+    std::lock_guard lock(defaultMutex);
+    return defaultStorage();
+}
+
+void TULOClientContext::setDefaultContext(const TULOClientContext &context)
+{
+    std::lock_guard lock(defaultMutex);
+    defaultStorage() = context;
 }

@@ -1,46 +1,79 @@
 #pragma once
 
-#include <QString>
-#include <QVariant>
-#include <QVariantMap>
+#include "platform/error.h"
+#include "platform/store/urlbag.h"
 
-#include <mutex>
+#include <QExplicitlySharedDataPointer>
+#include <QUrl>
+#include <QVariant>
+
+#include <functional>
+#include <optional>
 
 // Configuration keys of a client context.
-extern const char *const TULOClientConfigurationLocaleKey;            // "locale": a locale name such as "de_DE"
-extern const char *const TULOClientConfigurationStorefrontSuffixKey; // "storefrontSuffix"
+extern const char *const TULOClientConfigurationLocaleKey;            // e.g. "en_GB"
+extern const char *const TULOClientConfigurationStorefrontSuffixKey;  // e.g. "143441-1,32"
 
-// What the host tells the framework about itself: configuration values (its locale, the
-// storefront suffix of its store requests) and its own localised texts, which the framework
-// falls back to when its tables lack a key. Shared by std::shared_ptr and compared by
-// identity; safe to read from any thread. A host overrides localizedStringForKey() to offer
-// its own texts.
+class TULOClientContextPrivate;
+
+// What the framework knows about the store it talks to: the bag's address, a few
+// configuration values, the request timeout, and the URL bag once loaded. Copies share the
+// loaded bag. A default-constructed context is null ("no context").
 class TULOClientContext
 {
 public:
-    TULOClientContext();
-    explicit TULOClientContext(const QVariantMap &configuration);
-    virtual ~TULOClientContext();
+    using URLBagCompletion = std::function<void(const std::optional<TULOUrlBag> &bag, const TULOError &error)>;
 
-    TULOClientContext(const TULOClientContext &) = delete;
-    TULOClientContext &operator=(const TULOClientContext &) = delete;
+    static constexpr int DefaultRequestTimeout = 30000; // milliseconds
+
+    TULOClientContext();
+    explicit TULOClientContext(const QUrl &bagURL);
+    // A context with configuration values and no store (no bag to load), as a host that only
+    // wants localised texts makes one.
+    explicit TULOClientContext(const QVariantMap &configuration);
+    TULOClientContext(const TULOClientContext &other);
+    TULOClientContext &operator=(const TULOClientContext &other);
+    ~TULOClientContext();
+
+    bool isNull() const;
+    QUrl bagURL() const;
 
     QVariantMap configuration() const;
-    void setConfiguration(const QVariantMap &configuration);
-    // An invalid QVariant when the key is absent.
     QVariant valueForConfigurationKey(const QString &key) const;
-    // An invalid `value` removes the key.
     void setValueForConfigurationKey(const QVariant &value, const QString &key);
-
-    // The locale key's value when it is a non-empty string, else a null string.
-    QString localeName() const;
+    QString locale() const;
     QString storefrontSuffix() const;
 
-    // The host's text for `key` in `table`. The default asks the application's installed
-    // translators (context `table`, then ID-based) and answers `key` itself when none has it.
-    virtual QString localizedStringForKey(const QString &key, const QString &table) const;
+    // The host's own text for `key` in `table`, which the framework's localisation falls back
+    // to when its tables lack the key. Unless the host set a handler, the application's
+    // installed translators are asked (context `table`, then by ID); when none has the text,
+    // and on a null context, the answer is `key` itself.
+    QString localizedStringForKey(const QString &key, const QString &table) const;
+    using LocalizedStringHandler = std::function<QString(const QString &key, const QString &table)>;
+    // Lets the host answer with texts of its own; shared by the copies of this context.
+    void setLocalizedStringHandler(LocalizedStringHandler handler);
+
+    // Every request made for this context gives up after this many milliseconds.
+    int requestTimeout() const;
+    void setRequestTimeout(int milliseconds);
+
+    // Loads the bag unless it is loaded already; `completion` runs once, on a worker thread
+    // (or at once on the calling thread when the bag is already there). Concurrent calls share
+    // one request. A failed load is not kept: the next call tries again.
+    void loadURLBag(URLBagCompletion completion) const;
+    // Blocks until the bag is there or has failed. Never call it on the main thread.
+    std::optional<TULOUrlBag> loadURLBagAndWait(TULOError *error = nullptr) const;
+    std::optional<TULOUrlBag> loadedURLBag() const;
+    void invalidateURLBag();
+
+    // The application's context; null until the host (or the demo) sets one.
+    static TULOClientContext defaultContext();
+    static void setDefaultContext(const TULOClientContext &context);
+
+    bool operator==(const TULOClientContext &other) const { return d == other.d; }
 
 private:
-    mutable std::mutex m_mutex;
-    QVariantMap m_configuration;
+    QExplicitlySharedDataPointer<TULOClientContextPrivate> d;
 };
+
+Q_DECLARE_METATYPE(TULOClientContext)

@@ -19,6 +19,11 @@ public:
     bool isEmpty() const override { return false; }
 };
 
+TULOClientContext makeContext()
+{
+    return TULOClientContext(QUrl(QStringLiteral("http://127.0.0.1:9/bag")));
+}
+
 } // namespace
 
 class TestClientContext : public QObject
@@ -26,63 +31,67 @@ class TestClientContext : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void configurationValues_data()
+    void localeValue_data()
     {
         QTest::addColumn<QVariant>("locale");
-        QTest::addColumn<QString>("expectedLocale");
+        QTest::addColumn<QString>("expected");
         QTest::newRow("locale name") << QVariant(QStringLiteral("de_DE")) << QStringLiteral("de_DE");
-        QTest::newRow("padded") << QVariant(QStringLiteral(" en ")) << QStringLiteral("en");
-        QTest::newRow("empty") << QVariant(QString()) << QString();
         QTest::newRow("absent") << QVariant() << QString();
         QTest::newRow("wrong type") << QVariant(49) << QString();
         QTest::newRow("list") << QVariant(QStringList{QStringLiteral("de")}) << QString();
     }
-    void configurationValues()
+    void localeValue()
     {
         QFETCH(QVariant, locale);
-        QFETCH(QString, expectedLocale);
-        TULOClientContext context;
+        QFETCH(QString, expected);
+        TULOClientContext context = makeContext();
         context.setValueForConfigurationKey(locale, QLatin1String(TULOClientConfigurationLocaleKey));
-        QCOMPARE(context.localeName(), expectedLocale);
-        QCOMPARE(context.localeName().isNull(), expectedLocale.isNull());
+        QCOMPARE(context.locale(), expected);
     }
 
-    void settingAndRemovingValues()
+    void configurationOnlyContext()
     {
-        TULOClientContext context({{QLatin1String(TULOClientConfigurationStorefrontSuffixKey), QStringLiteral("-1,29")}});
+        TULOClientContext context({{QLatin1String(TULOClientConfigurationLocaleKey), QStringLiteral("de")},
+                                   {QLatin1String(TULOClientConfigurationStorefrontSuffixKey), QStringLiteral("-1,29")}});
+        QVERIFY(!context.isNull());
+        QVERIFY(context.bagURL().isEmpty());
+        QCOMPARE(context.locale(), QStringLiteral("de"));
         QCOMPARE(context.storefrontSuffix(), QStringLiteral("-1,29"));
         context.setValueForConfigurationKey(QVariant(), QLatin1String(TULOClientConfigurationStorefrontSuffixKey));
-        QVERIFY(context.storefrontSuffix().isNull());
-        QVERIFY(context.configuration().isEmpty());
+        QCOMPARE(context.configuration().keys(), QStringList{QLatin1String(TULOClientConfigurationLocaleKey)});
     }
 
     void hostTextsComeFromTheApplicationsTranslators()
     {
-        const TULOClientContext context;
-        QCOMPARE(context.localizedStringForKey(QStringLiteral("HOST_ONLY_KEY"), QStringLiteral("PostComposition")),
-                 QStringLiteral("HOST_ONLY_KEY"));
+        const TULOClientContext context = makeContext();
+        const QString table = QStringLiteral("PostComposition");
+        QCOMPARE(context.localizedStringForKey(QStringLiteral("HOST_ONLY_KEY"), table), QStringLiteral("HOST_ONLY_KEY"));
         TULOHostTranslator translator;
         QCoreApplication::installTranslator(&translator);
-        QCOMPARE(context.localizedStringForKey(QStringLiteral("HOST_ONLY_KEY"), QStringLiteral("PostComposition")),
-                 QStringLiteral("From the host"));
+        QCOMPARE(context.localizedStringForKey(QStringLiteral("HOST_ONLY_KEY"), table), QStringLiteral("From the host"));
         QCOMPARE(context.localizedStringForKey(QStringLiteral("HOST_ONLY_KEY"), QStringLiteral("OtherTable")),
                  QStringLiteral("HOST_ONLY_KEY"));
         QCoreApplication::removeTranslator(&translator);
     }
 
-    void hostMayOverrideTheFallback()
+    void hostHandlerIsSharedByCopies()
     {
-        class Host : public TULOClientContext
-        {
-        public:
-            QString localizedStringForKey(const QString &key, const QString &table) const override
-            {
-                return table + QLatin1Char(':') + key;
-            }
-        };
-        const Host host;
-        const TULOClientContext &context = host;
-        QCOMPARE(context.localizedStringForKey(QStringLiteral("K"), QStringLiteral("T")), QStringLiteral("T:K"));
+        TULOClientContext context = makeContext();
+        const TULOClientContext copy = context;
+        context.setLocalizedStringHandler([](const QString &key, const QString &table) { return table + QLatin1Char(':') + key; });
+        QCOMPARE(copy.localizedStringForKey(QStringLiteral("K"), QStringLiteral("T")), QStringLiteral("T:K"));
+        context.setLocalizedStringHandler(nullptr);
+        QCOMPARE(copy.localizedStringForKey(QStringLiteral("K"), QStringLiteral("T")), QStringLiteral("K"));
+    }
+
+    void nullContextAnswersTheKey()
+    {
+        TULOClientContext none;
+        QVERIFY(none.isNull());
+        none.setLocalizedStringHandler([](const QString &, const QString &) { return QStringLiteral("never"); });
+        QCOMPARE(none.localizedStringForKey(QStringLiteral("COMPOSE_TITLE"), QStringLiteral("PostComposition")),
+                 QStringLiteral("COMPOSE_TITLE"));
+        QVERIFY(none.locale().isNull());
     }
 };
 

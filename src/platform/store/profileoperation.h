@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/records/authorprofile.h"
+#include "platform/store/signedstoreoperation_p.h"
+
+// The profile of the signed-in account.
+class TULOProfileOperation : public TULOSignedStoreOperation
+{
+public:
+    using OutputBlock = std::function<void(const std::optional<TULOAuthorProfile> &profile, const TULOError &error)>;
+
+    explicit TULOProfileOperation(const TULOClientContext &context,
+                                  TULOStoreAccountStore *accounts = TULOStoreAccountStore::defaultStore());
+
+    void setOutputBlock(OutputBlock block);
+
+protected:
+    void main() override;
+
+private:
+    std::mutex m_mutex;
+    OutputBlock m_outputBlock;
+};

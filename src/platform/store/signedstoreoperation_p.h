@@ -1,0 +1,20 @@
+#pragma once
+
+#include "platform/store/complexstoreoperation.h"
+#include "platform/store/storeaccount.h"
+
+// Shared by the operations that make one signed GET of a bag endpoint.
+class TULOSignedStoreOperation : public TULOComplexStoreOperation
+{
+public:
+    TULOSignedStoreOperation(const TULOClientContext &context, TULOStoreAccountStore *accounts);
+
+protected:
+    // The decoded reply of a signed GET of the bag's `bagKey`, or nullopt with the error. A
+    // missing session, or one the store no longer accepts, is TULOErrorDomain code 2, so the
+    // caller signs in again.
+    std::optional<QVariantMap> signedReply(const QString &bagKey, TULOError *error);
+
+private:
+    TULOStoreAccountStore *m_accounts;
+};

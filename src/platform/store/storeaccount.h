@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+// A signed-in store account. The token is the session's; it is kept by the account store's
+// token keeper (the credential store), never in preferences.
+class TULOStoreAccount
+{
+public:
+    qint64 identifier() const { return m_identifier; }
+    void setIdentifier(qint64 identifier) { m_identifier = identifier; }
+    // Identifier as a decimal string, as author identifiers are compared.
+    QString identifierString() const { return m_identifier ? QString::number(m_identifier) : QString(); }
+    QString accountName() const { return m_accountName; }
+    void setAccountName(const QString &name) { m_accountName = name; }
+    QString displayName() const { return m_displayName; }
+    void setDisplayName(const QString &name) { m_displayName = name; }
+    QString token() const { return m_token; }
+    void setToken(const QString &token) { m_token = token; }
+    bool isAuthenticated() const { return !m_token.isEmpty(); }
+
+    bool operator==(const TULOStoreAccount &other) const = default;
+
+private:
+    qint64 m_identifier = 0;
+    QString m_accountName;
+    QString m_displayName;
+    QString m_token;
+};
+
+// Where session tokens live between runs: a secure credential store. The default keeper
+// keeps them in memory for the life of the process.
+class TULOStoreTokenKeeper
+{
+public:
+    virtual ~TULOStoreTokenKeeper() = default;
+    virtual QString tokenForAccount(const QString &accountName) = 0;
+    virtual bool setTokenForAccount(const QString &token, const QString &accountName) = 0; // empty removes
+};
+
+// The accounts the application is signed in with; one is active. Thread-safe.
+class TULOStoreAccountStore
+{
+public:
+    static TULOStoreAccountStore *defaultStore();
+
+    std::optional<TULOStoreAccount> activeAccount() const;
+    // Makes `account` active and hands its token to the keeper.
+    void setActiveAccount(const TULOStoreAccount &account);
+    // Forgets the active account's token (after the store refused it) but keeps the account,
+    // so signing in again can offer its name.
+    void invalidateToken();
+    void signOut();
+
+    // The keeper takes ownership; null restores the in-memory keeper.
+    void setTokenKeeper(std::unique_ptr<TULOStoreTokenKeeper> keeper);
+    TULOStoreTokenKeeper *tokenKeeper() const;
+
+private:
+    TULOStoreAccountStore();
+    mutable std::mutex m_mutex;
+    std::optional<TULOStoreAccount> m_active;
+    std::unique_ptr<TULOStoreTokenKeeper> m_keeper;
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/error.h"
+
+#include <QNetworkReply>
+#include <QUrl>
+
+// Codes of TULOStoreErrorDomain (docs/store-protocol.md).
+enum TULOStoreErrorCode : qint64 {
+    TULOStoreErrorRequestFailed = 100,
+    TULOStoreErrorTimedOut = 121,
+    TULOStoreErrorBagValueMissing = 124,
+    TULOStoreErrorItemNotFound = 301,
+    TULOStoreErrorUserCancelled = 16,
+    TULOStoreErrorAccountCreationRefused = 17,
+};
+
+// User-info keys of store errors.
+extern const char *const TULOStoreHTTPStatusKey;    // int
+extern const char *const TULOStoreServerErrorCodeKey; // the reply's "errorCode"
+
+// A store error with the URL and, when given, the underlying transport error.
+TULOError TULOStoreError(qint64 code, const QUrl &url = QUrl(), const QVariantMap &extraUserInfo = {});
+// The transport error as the network domain sees it.
+TULOError TULONetworkError(QNetworkReply::NetworkError error, const QString &description, const QUrl &url);
