@@ -179,8 +179,14 @@ void TULOPresentationWindow::placePopover()
     if (content.isEmpty())
         content = m_controller->view()->sizeHint().expandedTo(m_controller->view()->minimumSizeHint());
     content += QSize(0, TULOPopoverRadius);
-    const QRect rect = popoverGeometry(anchor, content, m_controller->popoverPermittedArrowDirections(),
-                                       availableScreenRect(source), &m_arrowDirection);
+    // Stay inside the presenter's window when the popover fits there, else inside the screen.
+    QRect bounds = availableScreenRect(source);
+    QWidget *host = source->window();
+    const QRect hostRect(host->mapToGlobal(QPoint(0, 0)), host->size());
+    if (hostRect.width() >= content.width() + TULOArrowSize && hostRect.height() >= content.height() + TULOArrowSize)
+        bounds = hostRect.intersected(bounds);
+    const QRect rect = popoverGeometry(anchor, content, m_controller->popoverPermittedArrowDirections(), bounds,
+                                       &m_arrowDirection);
     int left = 0, top = 0, right = 0, bottom = 0;
     switch (m_arrowDirection) {
     case TULOPopoverArrowDirectionUp: top = TULOArrowSize; break;
