@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QString>
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+class TULOOperationQueue;
+
+// A unit of work that a TULOOperationQueue runs on one of its threads.
+//
+// Subclass and override main(), or wrap a function with fromFunction(). An operation runs
+// once: it is pending, then executing, then finished. It starts only when every operation it
+// depends on has finished (on any queue). Cancelling does not interrupt a running main(); a
+// long main() polls isCancelled(). An operation cancelled before it starts finishes without
+// running main().
+//
+// Asynchronous operations answer true from isAsynchronous(): their main() only starts the
+// work, and the operation stays executing until the work calls finish() from any thread.
+class TULOOperation : public std::enable_shared_from_this<TULOOperation>
+{
+public:
+    TULOOperation();
+    virtual ~TULOOperation();
+
+    TULOOperation(const TULOOperation &) = delete;
+    TULOOperation &operator=(const TULOOperation &) = delete;
+
+    static std::shared_ptr<TULOOperation> fromFunction(std::function<void()> work);
+
+    QString name() const;
+    void setName(const QString &name);
+
+    // `operation` must finish before this one starts. Add dependencies before the operation
+    // is added to a queue. Cycles are the caller's fault and keep both operations waiting.
+    void addDependency(const std::shared_ptr<TULOOperation> &operation);
+    void removeDependency(const std::shared_ptr<TULOOperation> &operation);
+    std::vector<std::shared_ptr<TULOOperation>> dependencies() const;
+
+    void cancel();
+    bool isCancelled() const;
+    bool isExecuting() const;
+    bool isFinished() const;
+    // True when every dependency has finished.
+    bool isReady() const;
+    virtual bool isAsynchronous() const { return false; }
+
+    // Runs on the thread that finishes the operation, after it is finished and before anyone
+    // waiting for it (waitUntilFinished, dependants, the queue) is released.
+    void setCompletionCallback(std::function<void()> callback);
+
+    // Runs the operation on the calling thread now: main() (unless cancelled), then finish()
+    // for a synchronous operation. Does nothing if it has already started. Queues call this.
+    void start();
+
+    // Blocks the calling thread until the operation has finished. Never call it for an
+    // operation that waits on the calling thread (for example from its own main()).
+    void waitUntilFinished();
+
+protected:
+    // The work. The default does nothing.
+    virtual void main();
+
+    // Marks the operation finished. Synchronous operations are finished by start(); an
+    // asynchronous operation calls it once its work has ended (also when it was cancelled).
+    // Later calls do nothing.
+    void finish();
+
+private:
+    friend class TULOOperationQueue;
+    friend class TULOOperationQueuePrivate;
+
+    enum class State { Pending, Executing, Finished };
+
+    // Calls `listener` once the operation has settled (finished and completion callback run);
+    // at once if it already has.
+    void whenSettled(std::function<void()> listener);
+    bool isSettled() const;
+    // Claims the operation for a queue, which `wakeQueue` tells about a cancellation; false if
+    // it already belongs to a queue or has started.
+    bool claimForQueue(std::function<void()> wakeQueue);
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_settledCondition;
+    QString m_name;
+    std::vector<std::shared_ptr<TULOOperation>> m_dependencies;
+    std::vector<std::function<void()>> m_listeners;
+    std::function<void()> m_completion;
+    std::function<void()> m_wakeQueue;
+    State m_state = State::Pending;
+    bool m_cancelled = false;
+    bool m_settled = false;
+    bool m_queued = false;
+};
