@@ -197,6 +197,31 @@ private Q_SLOTS:
         root->dismissViewController(false);
     }
 
+    void alertDialogCentredOverWindow()
+    {
+        TULOWindow window;
+        auto *root = new TULOViewController(&window);
+        window.setRootViewController(root);
+        window.resize(420, 640);
+        window.show();
+        auto *alert = new TULOAlertController(QStringLiteral("Delete Account?"),
+                                              QStringLiteral("Posts will no longer be shared to Twitter."),
+                                              TULOAlertControllerStyleAlert);
+        alert->addAction(new TULOAlertAction(QStringLiteral("Cancel"), TULOAlertActionStyleCancel));
+        alert->addAction(new TULOAlertAction(QStringLiteral("Delete"), TULOAlertActionStyleDestructive));
+        root->presentViewController(alert, false);
+        const QImage image = TULOSaveScreenshot(root, QSize(420, 640), QStringLiteral("ui"), QStringLiteral("alert"));
+        QCOMPARE(image.size(), QSize(420, 640));
+        QWidget *dialog = alert->view()->window();
+        const QPoint offset = dialog->mapToGlobal(QPoint()) - window.mapToGlobal(QPoint());
+        const QRect inWindow(offset, dialog->size());
+        QVERIFY(qAbs(inWindow.center().x() - 210) <= 1);
+        QVERIFY(qAbs(inWindow.center().y() - 320) <= 1);
+        // Cancel comes first, on the left, as the two buttons share a row.
+        QVERIFY(alert->buttonForAction(alert->actions().at(0))->x() < alert->buttonForAction(alert->actions().at(1))->x());
+        root->dismissViewController(false);
+    }
+
     void renderingNothing()
     {
         QVERIFY(TULORenderViewController(nullptr, QSize(10, 10)).isNull());

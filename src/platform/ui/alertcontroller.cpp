@@ -312,6 +312,15 @@ bool TULOAlertController::triggerAction(TULOAlertAction *action)
     return true;
 }
 
+QSize TULOAlertController::preferredContentSize() const
+{
+    const QSize own = TULOViewController::preferredContentSize();
+    if (!own.isEmpty())
+        return own;
+    QWidget *root = const_cast<TULOAlertController *>(this)->view();
+    return root->sizeHint().expandedTo(root->minimumSizeHint()).expandedTo(root->minimumSize());
+}
+
 bool TULOAlertController::performCancelAction()
 {
     if (m_actionChosen)

@@ -75,13 +75,16 @@ void TULOPresentationWindow::showPresentation()
             else
                 size = sizeHint();
         }
-        resize(size);
-        if (m_host && m_host->isVisible()) {
-            const QRect hostRect(m_host->mapToGlobal(QPoint(0, 0)), m_host->size());
-            move(hostRect.center() - QPoint(width() / 2, height() / 2));
-        }
+        if (layout())
+            layout()->activate();
+        resize(size.expandedTo(minimumSizeHint()).expandedTo(minimumSize()));
     }
     show();
+    if (!m_popover && m_host && m_host->isVisible()) {
+        // Centre the client area (the frame may add margins) once the real size is known.
+        const QRect hostRect(m_host->mapToGlobal(QPoint(0, 0)), m_host->size());
+        move(pos() + hostRect.center() - QRect(mapToGlobal(QPoint(0, 0)), this->size()).center());
+    }
 }
 
 void TULOPresentationWindow::setRevealProgress(double progress)
