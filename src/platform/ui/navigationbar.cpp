@@ -3,7 +3,7 @@
 #include "platform/ui/activityindicatorview.h"
 #include "platform/ui/barbuttonitem.h"
 #include "platform/ui/navigationitem.h"
-#include "platform/ui/networkactivity.h"
+#include "platform/ui/networkactivityindicator.h"
 
 #include <QCoreApplication>
 #include <QLabel>

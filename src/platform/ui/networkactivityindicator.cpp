@@ -1,4 +1,4 @@
-#include "platform/ui/networkactivity.h"
+#include "platform/ui/networkactivityindicator.h"
 
 #include "platform/notificationcenter.h"
 
