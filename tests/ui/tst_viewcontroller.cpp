@@ -7,6 +7,7 @@
 
 #include <QDialog>
 #include <QPointer>
+#include <QRegularExpression>
 #include <QTest>
 
 // Appearance order, presentation and dismissal of controllers in a real (offscreen) window.
@@ -222,6 +223,66 @@ private Q_SLOTS:
                                           "B.didDisappear", "B.transitionEnded"}));
         QTest::qWait(50);
         QCOMPARE(completions, 1);
+    }
+
+    void dismissWithNothingPresented()
+    {
+        Screen screen;
+        int completions = 0;
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("nothing to dismiss"));
+        screen.a->dismissViewController(true, [&] { ++completions; });
+        QCOMPARE(completions, 1);
+        QVERIFY(screen.log.size() == 2); // A's first appearance only
+    }
+
+    void dismissWhileDismissing()
+    {
+        Screen screen;
+        TULOAppearanceRecorder *d = screen.make(QStringLiteral("D"));
+        d->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+        screen.a->presentViewController(d, false);
+        QStringList completions;
+        screen.a->dismissViewController(true, [&] { completions.append(QStringLiteral("first")); });
+        QVERIFY(d->isBeingDismissed());
+        // The second request joins the dismissal under way instead of starting another.
+        d->dismissViewController(true, [&] {
+            completions.append(screen.a->presentedViewController() ? QStringLiteral("second, still presented")
+                                                                    : QStringLiteral("second"));
+        });
+        QTRY_COMPARE(completions, QStringList({"first", "second"}));
+        QCOMPARE(screen.log.count(QStringLiteral("D.didDisappear")), 1);
+    }
+
+    void transitionCoordinator_data()
+    {
+        QTest::addColumn<bool>("animated");
+        QTest::addColumn<bool>("cutShort");
+        QTest::newRow("immediate") << false << false;
+        QTest::newRow("animated") << true << false;
+        QTest::newRow("animated, finished early") << true << true;
+    }
+
+    void transitionCoordinator()
+    {
+        QFETCH(bool, animated);
+        QFETCH(bool, cutShort);
+        QPointer<TULOTransitionCoordinator> coordinator = new TULOTransitionCoordinator(animated);
+        QList<double> progress;
+        QStringList order;
+        QVERIFY(coordinator->animateAlongsideTransition([&](double p) { progress.append(p); },
+                                                        [&] { order.append(QStringLiteral("completion")); }));
+        coordinator->start([](double) {}, [&] { order.append(QStringLiteral("finish")); });
+        if (cutShort)
+            coordinator->finishNow();
+        QTRY_COMPARE(order, QStringList({"finish", "completion"}));
+        QVERIFY(!progress.isEmpty());
+        QCOMPARE(progress.last(), 1.0);
+        QVERIFY(std::is_sorted(progress.begin(), progress.end()));
+        // Once ended, nothing more can be registered, and the coordinator goes away.
+        if (coordinator)
+            QVERIFY(!coordinator->animateAlongsideTransition({}, [&] { order.append(QStringLiteral("late")); }));
+        QTRY_VERIFY(coordinator.isNull());
+        QCOMPARE(order.size(), 2);
     }
 
     void ownershipAfterDismissal_data()

@@ -124,7 +124,9 @@ void TULOAlertController::loadView()
     auto *root = new QWidget;
     root->setAccessibleName(title());
     auto *layout = new QVBoxLayout(root);
-    layout->setContentsMargins(16, 16, 16, 12);
+    // A sheet without a title starts with its first action.
+    const bool bare = title().isEmpty() && m_message.isEmpty();
+    layout->setContentsMargins(16, bare ? 4 : 16, 16, bare ? 4 : 12);
     layout->setSpacing(8);
 
     m_titleLabel = new QLabel(title());
@@ -308,6 +310,15 @@ bool TULOAlertController::triggerAction(TULOAlertAction *action)
     else
         run();
     return true;
+}
+
+QSize TULOAlertController::preferredContentSize() const
+{
+    const QSize own = TULOViewController::preferredContentSize();
+    if (!own.isEmpty())
+        return own;
+    QWidget *root = const_cast<TULOAlertController *>(this)->view();
+    return root->sizeHint().expandedTo(root->minimumSizeHint()).expandedTo(root->minimumSize());
 }
 
 bool TULOAlertController::performCancelAction()

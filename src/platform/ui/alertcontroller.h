@@ -51,6 +51,9 @@ public:
     bool triggerAction(TULOAlertAction *action);
     QPushButton *buttonForAction(TULOAlertAction *action) const;
 
+    // Alerts and sheets are as large as their content, unless told otherwise.
+    QSize preferredContentSize() const override;
+
     bool performCancelAction() override;
     bool performDefaultAction() override;
 

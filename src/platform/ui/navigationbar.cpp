@@ -1,7 +1,9 @@
 #include "platform/ui/navigationbar.h"
 
+#include "platform/ui/activityindicatorview.h"
 #include "platform/ui/barbuttonitem.h"
 #include "platform/ui/navigationitem.h"
+#include "platform/ui/networkactivityindicator.h"
 
 #include <QCoreApplication>
 #include <QLabel>
@@ -27,7 +29,18 @@ TULONavigationBar::TULONavigationBar(QWidget *parent)
     , m_backButton(new QPushButton(this))
     , m_leftButton(new QPushButton(this))
     , m_rightButton(new QPushButton(this))
+    , m_activity(new TULOActivityIndicatorView(TULOActivityIndicatorViewStyleMedium, this))
 {
+    TULONetworkActivityIndicator *network = TULONetworkActivityIndicator::shared();
+    connect(network, &TULONetworkActivityIndicator::activeChanged, this, [this](bool active) {
+        if (active)
+            m_activity->startAnimating();
+        else
+            m_activity->stopAnimating();
+        layoutContents();
+    });
+    if (network->isActive())
+        m_activity->startAnimating();
     setAccessibleName(QCoreApplication::translate("TULONavigationBar", "Navigation bar"));
     setAutoFillBackground(false);
     QFont titleFont = m_title->font();
@@ -188,6 +201,8 @@ void TULONavigationBar::layoutContents()
     if (x + titleWidth > rightEdge)
         x = qMax(leftEdge, rightEdge - titleWidth);
     m_title->setGeometry(x, 0, qMin(titleWidth, qMax(available, rightEdge - x)), h);
+    const QSize spinner = m_activity->sizeHint();
+    m_activity->setGeometry(m_title->geometry().right() + 8, (h - spinner.height()) / 2, spinner.width(), spinner.height());
 }
 
 void TULONavigationBar::paintEvent(QPaintEvent *event)

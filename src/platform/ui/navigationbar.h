@@ -6,6 +6,7 @@
 
 class QLabel;
 class QPushButton;
+class TULOActivityIndicatorView;
 #include "platform/ui/barbuttonitem.h"
 class TULONavigationItem;
 
@@ -28,6 +29,8 @@ public:
     QPushButton *backButton() const { return m_backButton; }
     QPushButton *leftButton() const { return m_leftButton; }
     QPushButton *rightButton() const { return m_rightButton; }
+    // Spins next to the title while the application talks to the network.
+    TULOActivityIndicatorView *activityIndicator() const { return m_activity; }
 
     // The back button's title for a stack whose item below the top is `item`.
     static QString backTitleForItem(const TULONavigationItem *item);
@@ -54,6 +57,7 @@ private:
     QPushButton *m_backButton;
     QPushButton *m_leftButton;
     QPushButton *m_rightButton;
+    TULOActivityIndicatorView *m_activity;
     QPointer<TULOBarButtonItem> m_leftItem;
     QPointer<TULOBarButtonItem> m_rightItem;
 };

@@ -75,13 +75,16 @@ void TULOPresentationWindow::showPresentation()
             else
                 size = sizeHint();
         }
-        resize(size);
-        if (m_host && m_host->isVisible()) {
-            const QRect hostRect(m_host->mapToGlobal(QPoint(0, 0)), m_host->size());
-            move(hostRect.center() - QPoint(width() / 2, height() / 2));
-        }
+        if (layout())
+            layout()->activate();
+        resize(size.expandedTo(minimumSizeHint()).expandedTo(minimumSize()));
     }
     show();
+    if (!m_popover && m_host && m_host->isVisible()) {
+        // Centre the client area (the frame may add margins) once the real size is known.
+        const QRect hostRect(m_host->mapToGlobal(QPoint(0, 0)), m_host->size());
+        move(pos() + hostRect.center() - QRect(mapToGlobal(QPoint(0, 0)), this->size()).center());
+    }
 }
 
 void TULOPresentationWindow::setRevealProgress(double progress)
@@ -179,8 +182,14 @@ void TULOPresentationWindow::placePopover()
     if (content.isEmpty())
         content = m_controller->view()->sizeHint().expandedTo(m_controller->view()->minimumSizeHint());
     content += QSize(0, TULOPopoverRadius);
-    const QRect rect = popoverGeometry(anchor, content, m_controller->popoverPermittedArrowDirections(),
-                                       availableScreenRect(source), &m_arrowDirection);
+    // Stay inside the presenter's window when the popover fits there, else inside the screen.
+    QRect bounds = availableScreenRect(source);
+    QWidget *host = source->window();
+    const QRect hostRect(host->mapToGlobal(QPoint(0, 0)), host->size());
+    if (hostRect.width() >= content.width() + TULOArrowSize && hostRect.height() >= content.height() + TULOArrowSize)
+        bounds = hostRect.intersected(bounds);
+    const QRect rect = popoverGeometry(anchor, content, m_controller->popoverPermittedArrowDirections(), bounds,
+                                       &m_arrowDirection);
     int left = 0, top = 0, right = 0, bottom = 0;
     switch (m_arrowDirection) {
     case TULOPopoverArrowDirectionUp: top = TULOArrowSize; break;

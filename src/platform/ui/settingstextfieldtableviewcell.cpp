@@ -10,17 +10,16 @@ TULOSettingsTextFieldTableViewCell::TULOSettingsTextFieldTableViewCell(QWidget *
     , m_textField(new QLineEdit(this))
 {
     setSelectionStyle(TULOTableViewCellSelectionStyleNone);
-    textLabel()->hide();
+    hideTitleColumn();
     m_label->setTextFormat(Qt::PlainText);
     m_label->setBuddy(m_textField);
     m_textField->setFrame(false);
     m_textField->setFocusPolicy(Qt::StrongFocus);
     m_textField->setAttribute(Qt::WA_MacShowFocusRect, false);
-    // The title column is not used; label and field fill the row.
+    // Label and field fill the row.
     trailingLayout()->addWidget(m_label);
     trailingLayout()->addWidget(m_textField, 1);
     trailingLayout()->setSpacing(12);
-    textLabel()->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
 }
 
 void TULOSettingsTextFieldTableViewCell::setLabelText(const QString &text)

@@ -107,7 +107,10 @@ private:
                 if (!row || !row->isVisible())
                     continue;
                 const int y = row->geometry().bottom();
-                painter.drawLine(QPointF(TULOTableViewCell::TULOHorizontalMargin, y), QPointF(width(), y));
+                // Inset to where the row's text begins (past an image, if any).
+                const int inset = row->layout() ? row->layout()->contentsMargins().left()
+                                                : int(TULOTableViewCell::TULOHorizontalMargin);
+                painter.drawLine(QPointF(inset, y), QPointF(width(), y));
             }
         }
 

@@ -49,6 +49,14 @@ TULOTableViewCell::TULOTableViewCell(QWidget *parent)
 
 TULOTableViewCell::~TULOTableViewCell() = default;
 
+void TULOTableViewCell::hideTitleColumn()
+{
+    m_textLabel->hide();
+    m_detailTextLabel->hide();
+    m_layout->setStretch(0, 0);
+    m_layout->setStretch(1, 1);
+}
+
 void TULOTableViewCell::setText(const QString &text)
 {
     m_textLabel->setText(text);

@@ -82,6 +82,8 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
     void changeEvent(QEvent *event) override;
     virtual void updateAccessibility();
+    // For cells that lay out their own label: the title column takes no room.
+    void hideTitleColumn();
 
 private:
     void updateMargins();

@@ -244,14 +244,24 @@ void TULOViewController::dismissViewController(bool animated, Completion complet
             return;
         }
     }
+    // Nothing is presented: the requested state already holds, so the caller's follow-up runs.
     qCWarning(lcTULOViewController, "%s has nothing to dismiss", metaObject()->className());
+    if (completion)
+        completion();
 }
 
 void TULOViewController::dismissPresented(bool animated, Completion completion)
 {
     TULOViewController *controller = m_presented;
-    if (!controller || controller->m_beingDismissed)
+    if (!controller)
         return;
+    if (controller->m_beingDismissed) {
+        // Already on its way out: the caller's completion runs when that dismissal ends.
+        TULOTransitionCoordinator *running = controller->m_transitionCoordinator;
+        if (completion && !(running && running->animateAlongsideTransition({}, completion)))
+            completion();
+        return;
+    }
     // Whatever the presented controller presents goes first, without animation.
     if (controller->m_presented)
         controller->dismissPresented(false, {});

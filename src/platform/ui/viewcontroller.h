@@ -95,7 +95,7 @@ public:
     TULOModalPresentationStyle modalPresentationStyle() const { return m_modalPresentationStyle; }
     void setModalPresentationStyle(TULOModalPresentationStyle style) { m_modalPresentationStyle = style; }
     // Size of a form sheet or popover; an empty size lets the view's size hint decide.
-    QSize preferredContentSize() const { return m_preferredContentSize; }
+    virtual QSize preferredContentSize() const { return m_preferredContentSize; }
     void setPreferredContentSize(const QSize &size) { m_preferredContentSize = size; }
 
     // Popover anchor: the rectangle `sourceRect` in `sourceView`'s coordinates.
