@@ -61,7 +61,7 @@ TagLib::PropertyMap properties(const TULOTestTrack &track)
     put("STOREARTISTID", id(track.storeArtistID));
     put("STOREALBUMARTISTID", id(track.storeAlbumArtistID));
     put("STOREALBUMID", id(track.storeAlbumID));
-    put("ITUNESADVISORY", track.advisory);
+    put("CONTENTADVISORY", track.advisory);
     return map;
 }
 

@@ -22,7 +22,7 @@ const char *const TULOMediaTagStoreItemID = "STOREITEMID";
 const char *const TULOMediaTagStoreArtistID = "STOREARTISTID";
 const char *const TULOMediaTagStoreAlbumArtistID = "STOREALBUMARTISTID";
 const char *const TULOMediaTagStoreAlbumID = "STOREALBUMID";
-const char *const TULOMediaTagAdvisory = "ITUNESADVISORY";
+const char *const TULOMediaTagAdvisory = "CONTENTADVISORY";
 
 namespace {
 
