@@ -5,6 +5,7 @@
 #include "platform/store/storeerror.h"
 #include "platform/store/urlloadoperation.h"
 
+#include <QCoreApplication>
 #include <QSharedData>
 
 #include <mutex>
@@ -23,6 +24,7 @@ public:
     std::optional<TULOUrlBag> bag;
     bool loading = false;
     std::vector<TULOClientContext::URLBagCompletion> waiting;
+    TULOClientContext::LocalizedStringHandler localizedStrings;
 };
 
 namespace {
@@ -93,6 +95,34 @@ QString TULOClientContext::storefrontSuffix() const
 {
     const QVariant value = valueForConfigurationKey(QString::fromLatin1(TULOClientConfigurationStorefrontSuffixKey));
     return value.typeId() == QMetaType::QString ? value.toString() : QString();
+}
+
+QString TULOClientContext::localizedStringForKey(const QString &key, const QString &table) const
+{
+    if (!d || key.isEmpty())
+        return key;
+    LocalizedStringHandler handler;
+    {
+        std::lock_guard lock(d->mutex);
+        handler = d->localizedStrings;
+    }
+    if (handler)
+        return handler(key, table);
+    const QByteArray keyBytes = key.toUtf8();
+    const QByteArray tableBytes = table.toUtf8();
+    const QString inTable = QCoreApplication::translate(tableBytes.constData(), keyBytes.constData());
+    if (inTable != key)
+        return inTable;
+    const QString byID = qtTrId(keyBytes.constData());
+    return byID.isEmpty() ? key : byID;
+}
+
+void TULOClientContext::setLocalizedStringHandler(LocalizedStringHandler handler)
+{
+    if (!d)
+        return;
+    std::lock_guard lock(d->mutex);
+    d->localizedStrings = std::move(handler);
 }
 
 int TULOClientContext::requestTimeout() const

@@ -40,6 +40,15 @@ public:
     QString locale() const;
     QString storefrontSuffix() const;
 
+    // The host's own text for `key` in `table`, which the framework's localisation falls back
+    // to when its tables lack the key. Unless the host set a handler, the application's
+    // installed translators are asked (context `table`, then by ID); when none has the text,
+    // and on a null context, the answer is `key` itself.
+    QString localizedStringForKey(const QString &key, const QString &table) const;
+    using LocalizedStringHandler = std::function<QString(const QString &key, const QString &table)>;
+    // Lets the host answer with texts of its own; shared by the copies of this context.
+    void setLocalizedStringHandler(LocalizedStringHandler handler);
+
     // Every request made for this context gives up after this many milliseconds.
     int requestTimeout() const;
     void setRequestTimeout(int milliseconds);

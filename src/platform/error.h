@@ -10,6 +10,10 @@ extern const char *const TULOErrorDomain;
 extern const char *const TULOStoreErrorDomain;
 extern const char *const TULOFileErrorDomain;
 extern const char *const TULONetworkErrorDomain;
+// Errors of the social services and of the system account store, passed on as they come.
+extern const char *const TULOFacebookErrorDomain;
+extern const char *const TULOTwitterErrorDomain;
+extern const char *const TULOSystemAccountStoreErrorDomain;
 
 // User-info keys.
 extern const char *const TULOLocalizedDescriptionKey;

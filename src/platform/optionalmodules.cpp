@@ -1,0 +1,99 @@
+#include "platform/optionalmodules.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFileInfo>
+#include <QLoggingCategory>
+
+#include <dlfcn.h>
+
+Q_LOGGING_CATEGORY(lcQuillonModules, "quillon.modules", QtWarningMsg)
+
+#ifndef QUILLON_MODULE_INSTALL_DIR
+#define QUILLON_MODULE_INSTALL_DIR ""
+#endif
+
+namespace {
+
+void *open(TULOOptionalModules::Module module)
+{
+    const QString name = TULOOptionalModules::fileName(module);
+    for (const QString &folder : TULOOptionalModules::searchPaths()) {
+        const QString path = QDir(folder).filePath(name);
+        if (!QFileInfo::exists(path))
+            continue;
+        // RTLD_LAZY: a symbol the system lacks only matters once it is called.
+        void *handle = dlopen(QFile::encodeName(path).constData(), RTLD_LAZY | RTLD_LOCAL);
+        if (handle)
+            return handle;
+        qCWarning(lcQuillonModules) << "cannot load" << path << ":" << dlerror();
+    }
+    qCInfo(lcQuillonModules) << name << "is not installed; its feature is absent";
+    return nullptr;
+}
+
+} // namespace
+
+void *TULOOptionalModules::handle(Module module)
+{
+    // Function-local statics: made once, under the compiler's thread-safe guard.
+    switch (module) {
+    case PhotoLibrary: {
+        static void *const photoLibrary = open(PhotoLibrary);
+        return photoLibrary;
+    }
+    case CameraCapture: {
+        static void *const cameraCapture = open(CameraCapture);
+        return cameraCapture;
+    }
+    case VoiceMemos: {
+        static void *const voiceMemos = open(VoiceMemos);
+        return voiceMemos;
+    }
+    }
+    return nullptr;
+}
+
+QString TULOOptionalModules::fileName(Module module)
+{
+    switch (module) {
+    case PhotoLibrary:
+        return QStringLiteral("libquillon-photolibrary.so");
+    case CameraCapture:
+        return QStringLiteral("libquillon-cameracapture.so");
+    case VoiceMemos:
+        return QStringLiteral("libquillon-voicememos.so");
+    }
+    return QString();
+}
+
+QStringList TULOOptionalModules::searchPaths()
+{
+    const QByteArray override = qgetenv("QUILLON_MODULE_PATH");
+    if (!override.isNull())
+        return QFile::decodeName(override).split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    QStringList paths;
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<const void *>(&TULOOptionalModules::searchPaths), &info) && info.dli_fname)
+        paths << QFileInfo(QFile::decodeName(info.dli_fname)).absoluteDir().filePath(QStringLiteral("quillon/modules"));
+    const QString installed = QString::fromUtf8(QUILLON_MODULE_INSTALL_DIR);
+    if (!installed.isEmpty() && !paths.contains(installed))
+        paths << installed;
+    return paths;
+}
+
+const QMetaObject *TULOOptionalModules::classNamed(const char *name, void *handle)
+{
+    if (!name || !handle)
+        return nullptr;
+    using Lookup = const QMetaObject *(*)(const char *);
+    const auto lookup = reinterpret_cast<Lookup>(symbolNamed("TULOModuleClassNamed", handle));
+    return lookup ? lookup(name) : nullptr;
+}
+
+void *TULOOptionalModules::symbolNamed(const char *symbol, void *handle)
+{
+    if (!symbol || !handle)
+        return nullptr;
+    return dlsym(handle, symbol);
+}

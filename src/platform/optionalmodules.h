@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+struct QMetaObject;
+
+// The optional modules: shared libraries that carry features a system may lack (photo
+// library, camera capture, voice memos). Each is opened once, with lazy binding; a module
+// whose file is missing or does not load yields a null handle, so its feature is absent
+// instead of failing.
+//
+// A module exports, with C linkage, `const QMetaObject *TULOModuleClassNamed(const char *)`
+// answering its QObject classes by name.
+class TULOOptionalModules
+{
+public:
+    enum Module { PhotoLibrary, CameraCapture, VoiceMemos };
+
+    // Opened on first use, thread-safely; the same handle afterwards.
+    static void *handle(Module module);
+    // The module's file name, such as "libquillon-photolibrary.so".
+    static QString fileName(Module module);
+    // Folders searched, in order: those in QUILLON_MODULE_PATH (colon-separated) when it is
+    // set, else "quillon/modules" beside the Quillon library, then the installed location.
+    static QStringList searchPaths();
+
+    static const QMetaObject *classNamed(const char *name, void *handle);
+    static void *symbolNamed(const char *symbol, void *handle);
+};

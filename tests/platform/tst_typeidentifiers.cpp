@@ -1,0 +1,104 @@
+#include "platform/typeidentifiers.h"
+
+#include <QTest>
+
+class TestTypeIdentifiers : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void typeForFilenameExtension_data()
+    {
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("jpg") << QStringLiteral("jpg") << QStringLiteral("image/jpeg");
+        QTest::newRow("upper case JPG") << QStringLiteral("JPG") << QStringLiteral("image/jpeg");
+        QTest::newRow("with a dot") << QStringLiteral(".png") << QStringLiteral("image/png");
+        QTest::newRow("caf, missing from the system database") << QStringLiteral("caf") << QStringLiteral("audio/x-caf");
+        QTest::newRow("m4a") << QStringLiteral("m4a") << QStringLiteral("audio/mp4");
+        QTest::newRow("mov") << QStringLiteral("mov") << QStringLiteral("video/quicktime");
+        QTest::newRow("unknown") << QStringLiteral("qzqzqz") << QString();
+        QTest::newRow("empty") << QString() << QString();
+        QTest::newRow("path separator") << QStringLiteral("x/jpg") << QString();
+    }
+    void typeForFilenameExtension()
+    {
+        QFETCH(QString, extension);
+        QFETCH(QString, expected);
+        const QString type = TULOTypeIdentifiers::typeForFilenameExtension(extension);
+        QCOMPARE(type, expected);
+        QCOMPARE(type.isNull(), expected.isNull());
+    }
+
+    void preferredExtensionRoundTrips_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("extension");
+        QTest::newRow("jpeg") << QStringLiteral("image/jpeg") << QStringLiteral("jpg");
+        QTest::newRow("png") << QStringLiteral("image/png") << QStringLiteral("png");
+        QTest::newRow("caf") << QStringLiteral("audio/x-caf") << QStringLiteral("caf");
+        QTest::newRow("alias of mp3") << QStringLiteral("audio/mp3") << QStringLiteral("mp3");
+        QTest::newRow("unknown type") << QStringLiteral("application/x-quillon-nothing") << QString();
+        QTest::newRow("null type") << QString() << QString();
+    }
+    void preferredExtensionRoundTrips()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, extension);
+        QCOMPARE(TULOTypeIdentifiers::preferredFilenameExtension(type), extension);
+        if (!extension.isNull())
+            QVERIFY(TULOTypeIdentifiers::typeConformsTo(TULOTypeIdentifiers::typeForFilenameExtension(extension), type));
+    }
+
+    void conformance_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("parent");
+        QTest::addColumn<bool>("conforms");
+        QTest::newRow("itself") << QStringLiteral("image/png") << QStringLiteral("image/png") << true;
+        QTest::newRow("alias of the parent") << QStringLiteral("image/jpeg") << QStringLiteral("image/pjpeg") << true;
+        QTest::newRow("inherited") << QStringLiteral("image/svg+xml") << QStringLiteral("application/xml") << true;
+        QTest::newRow("inherited twice") << QStringLiteral("image/svg+xml") << QStringLiteral("text/plain") << true;
+        QTest::newRow("jpeg is not png") << QStringLiteral("image/jpeg") << QStringLiteral("image/png") << false;
+        QTest::newRow("kind wildcard") << QStringLiteral("image/heif") << QStringLiteral("image/*") << true;
+        QTest::newRow("other kind") << QStringLiteral("video/mp4") << QStringLiteral("audio/*") << false;
+        QTest::newRow("caf is audio") << QStringLiteral("audio/x-caf") << QStringLiteral("audio/*") << true;
+        QTest::newRow("unknown type") << QStringLiteral("foo/bar") << QStringLiteral("foo/*") << false;
+        QTest::newRow("null type") << QString() << QStringLiteral("image/png") << false;
+        QTest::newRow("unknown parent") << QStringLiteral("image/png") << QStringLiteral("foo/bar") << false;
+    }
+    void conformance()
+    {
+        QFETCH(QString, type);
+        QFETCH(QString, parent);
+        QFETCH(bool, conforms);
+        QCOMPARE(TULOTypeIdentifiers::typeConformsTo(type, parent), conforms);
+    }
+
+    void attachmentType_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<int>("attachmentType");
+        QTest::newRow("jpeg") << QStringLiteral("image/jpeg") << 2;
+        QTest::newRow("heif") << QStringLiteral("image/heif") << 2;
+        QTest::newRow("quicktime") << QStringLiteral("video/quicktime") << 4;
+        QTest::newRow("mp4 video") << QStringLiteral("video/mp4") << 4;
+        QTest::newRow("caf sound bite") << QStringLiteral("audio/x-caf") << 3;
+        QTest::newRow("caf in capitals") << QStringLiteral("AUDIO/X-CAF") << 3;
+        QTest::newRow("m4a song") << QStringLiteral("audio/mp4") << 1;
+        QTest::newRow("mp3 by alias") << QStringLiteral("audio/mp3") << 1;
+        QTest::newRow("wave") << QStringLiteral("audio/x-wav") << 1;
+        QTest::newRow("pdf") << QStringLiteral("application/pdf") << 0;
+        QTest::newRow("unknown") << QStringLiteral("x/y") << 0;
+        QTest::newRow("null") << QString() << 0;
+    }
+    void attachmentType()
+    {
+        QFETCH(QString, type);
+        QFETCH(int, attachmentType);
+        QCOMPARE(TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(type), attachmentType);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTypeIdentifiers)
+#include "tst_typeidentifiers.moc"
