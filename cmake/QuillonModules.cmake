@@ -3,7 +3,7 @@
 # Every module sees the same third-party libraries; the Qt ones are public in the library's interface.
 add_library(quillon_deps INTERFACE)
 target_link_libraries(quillon_deps INTERFACE
-    Qt6::Core Qt6::Gui Qt6::Widgets Qt6::Network Qt6::Concurrent Qt6::Multimedia
+    Qt6::Core Qt6::Gui Qt6::Widgets Qt6::Network Qt6::Concurrent Qt6::DBus Qt6::Multimedia
     Qt6::MultimediaWidgets Qt6::Sensors Qt6::NetworkAuth Qt6::WebEngineCore Qt6::WebEngineWidgets
     Qt6::Svg Qt6Keychain::Qt6Keychain
     PkgConfig::EXIV2 PkgConfig::FFMPEG PkgConfig::SNDFILE PkgConfig::TAGLIB PkgConfig::SQLITE3

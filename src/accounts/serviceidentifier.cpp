@@ -1,0 +1,4 @@
+#include "accounts/serviceidentifier.h"
+
+const char *const TULOServiceIdentifierFacebook = "facebook";
+const char *const TULOServiceIdentifierTwitter = "twitter";

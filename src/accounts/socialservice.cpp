@@ -1,0 +1,6 @@
+#include "accounts/socialservice.h"
+
+TULOSocialService::TULOSocialService(const QVariantMap &serviceDictionary)
+{
+    Q_UNUSED(serviceDictionary)
+}

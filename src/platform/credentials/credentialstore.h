@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/error.h"
+
+#include <QByteArray>
+#include <QString>
+#include <memory>
+#include <optional>
+
+// Errors of the credential store.
+extern const char *const TULOCredentialStoreErrorDomain;
+enum TULOCredentialStoreErrorCode : qint64 {
+    TULOCredentialStoreErrorItemNotFound = 1,
+    TULOCredentialStoreErrorDuplicateItem = 2,
+    TULOCredentialStoreErrorUnavailable = 3,
+    TULOCredentialStoreErrorFailed = 4,
+};
+
+// The secure store for passwords: generic items addressed by (account, service) holding bytes.
+// Items stay on this machine (never synced) and are readable once the user's session has
+// unlocked the store. Item data never reaches a log or an error message.
+//
+// Two backends behave alike: the Secret Service (through QtKeychain) when a session bus and an
+// unlocked default collection answer, otherwise an owner-only file (0600 in a 0700 folder of
+// the user's data directory). Calls block their thread; all are safe from any thread.
+class TULOCredentialStore
+{
+public:
+    virtual ~TULOCredentialStore();
+
+    // The process-wide store; the backend is chosen on first use.
+    static TULOCredentialStore *sharedStore();
+    // Whether a session bus answers with an unlocked default Secret Service collection.
+    static bool isSecretServiceAvailable();
+    static std::unique_ptr<TULOCredentialStore> makeSecretServiceStore();
+    static std::unique_ptr<TULOCredentialStore> makeFileStore(const QString &directory);
+    // "<data>/com.vantor.Quillon/Credentials" in the user's data directory.
+    static QString defaultFileStoreDirectory();
+
+    // "secret-service" or "file".
+    virtual QString backendName() const = 0;
+
+    // The item's data; nullopt with ItemNotFound when there is none, or with the failure.
+    virtual std::optional<QByteArray> findItem(
+        const QString &account, const QString &service, TULOError *error = nullptr)
+        = 0;
+    // Adds a new item; DuplicateItem when one exists already.
+    virtual bool addItem(
+        const QString &account, const QString &service, const QByteArray &data, TULOError *error = nullptr)
+        = 0;
+    // Replaces an existing item's data; ItemNotFound when there is none.
+    virtual bool updateItem(
+        const QString &account, const QString &service, const QByteArray &data, TULOError *error = nullptr)
+        = 0;
+    // ItemNotFound when there is none.
+    virtual bool deleteItem(const QString &account, const QString &service, TULOError *error = nullptr) = 0;
+
+protected:
+    static TULOError makeError(TULOCredentialStoreErrorCode code, const QString &description);
+};

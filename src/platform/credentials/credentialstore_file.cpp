@@ -1,0 +1,232 @@
+#include "platform/credentials/credentialstore_file_p.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLockFile>
+#include <QTemporaryFile>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static const QString TULOCredentialFileName = QStringLiteral("credentials.json");
+static const QString TULOCredentialLockName = QStringLiteral("credentials.lock");
+static constexpr int TULOLockTimeoutMilliseconds = 15000;
+
+TULOCredentialStoreFile::TULOCredentialStoreFile(const QString &directory)
+    : m_directory(directory)
+{
+}
+
+QString TULOCredentialStoreFile::filePath() const
+{
+    return QDir(m_directory).filePath(TULOCredentialFileName);
+}
+
+QStringList TULOCredentialStoreFile::setAsidePaths() const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_setAsidePaths;
+}
+
+bool TULOCredentialStoreFile::prepareFolder(TULOError *error) const
+{
+    if (!QDir().mkpath(m_directory)) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorUnavailable,
+                QStringLiteral("The credential folder %1 could not be created.").arg(m_directory)));
+        return false;
+    }
+    // Owner-only, also when the folder was made by someone less careful.
+    if (::chmod(QFile::encodeName(m_directory).constData(), S_IRWXU) != 0) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorUnavailable,
+                QStringLiteral("The credential folder %1 cannot be made private.").arg(m_directory)));
+        return false;
+    }
+    return true;
+}
+
+std::optional<QList<TULOCredentialStoreFile::TULOItem>> TULOCredentialStoreFile::load(TULOError *error)
+{
+    QList<TULOItem> items;
+    QFile file(filePath());
+    if (!file.exists())
+        return items;
+    if (!file.open(QIODevice::ReadOnly)) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorUnavailable,
+                QStringLiteral("The credential file cannot be read: %1").arg(file.errorString())));
+        return std::nullopt;
+    }
+    ::fchmod(file.handle(), S_IRUSR | S_IWUSR);
+    const QByteArray bytes = file.readAll();
+    file.close();
+
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &parseError);
+    bool valid = parseError.error == QJsonParseError::NoError && document.isObject()
+        && document.object().value(QStringLiteral("items")).isArray();
+    if (valid) {
+        for (const QJsonValue &value : document.object().value(QStringLiteral("items")).toArray()) {
+            const QJsonObject object = value.toObject();
+            const QJsonValue account = object.value(QStringLiteral("account"));
+            const QJsonValue service = object.value(QStringLiteral("service"));
+            const QJsonValue data = object.value(QStringLiteral("data"));
+            if (!account.isString() || !service.isString() || !data.isString()) {
+                valid = false;
+                break;
+            }
+            const auto decoded = QByteArray::fromBase64Encoding(
+                data.toString().toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+            if (!decoded) {
+                valid = false;
+                break;
+            }
+            items.append({account.toString(), service.toString(), *decoded});
+        }
+    }
+    if (valid)
+        return items;
+
+    // Kept for recovery by hand; the store carries on empty so the user can sign in again.
+    const QString base = filePath() + QStringLiteral(".corrupt-")
+        + QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd'T'HHmmss'Z'"));
+    QString target = base;
+    for (int n = 1; QFileInfo::exists(target); ++n)
+        target = base + QLatin1Char('-') + QString::number(n);
+    if (std::rename(QFile::encodeName(filePath()).constData(), QFile::encodeName(target).constData()) != 0) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorFailed,
+                QStringLiteral("The credential file is damaged and cannot be moved aside.")));
+        return std::nullopt;
+    }
+    m_setAsidePaths.append(target);
+    return QList<TULOItem>();
+}
+
+bool TULOCredentialStoreFile::save(const QList<TULOItem> &items, TULOError *error) const
+{
+    QJsonArray array;
+    for (const TULOItem &item : items) {
+        array.append(
+            QJsonObject {{QStringLiteral("account"), item.account}, {QStringLiteral("service"), item.service},
+                {QStringLiteral("data"), QString::fromLatin1(item.data.toBase64())}});
+    }
+    const QByteArray bytes = QJsonDocument(QJsonObject {{QStringLiteral("items"), array}}).toJson();
+
+    // QTemporaryFile creates its file 0600; renaming it over the old file replaces it at once.
+    QTemporaryFile temporary(QDir(m_directory).filePath(QStringLiteral("credentials.XXXXXX")));
+    const auto fail = [&](const QString &what) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorFailed,
+                QStringLiteral("The credential file cannot be written: %1").arg(what)));
+        return false;
+    };
+    if (!temporary.open())
+        return fail(temporary.errorString());
+    if (temporary.write(bytes) != bytes.size() || !temporary.flush())
+        return fail(temporary.errorString());
+    if (::fsync(temporary.handle()) != 0)
+        return fail(QStringLiteral("the disk did not take the data"));
+    ::fchmod(temporary.handle(), S_IRUSR | S_IWUSR);
+    if (std::rename(
+            QFile::encodeName(temporary.fileName()).constData(), QFile::encodeName(filePath()).constData())
+        != 0)
+        return fail(QStringLiteral("it could not replace the old file"));
+    temporary.setAutoRemove(false);
+    return true;
+}
+
+std::optional<QByteArray> TULOCredentialStoreFile::findItem(
+    const QString &account, const QString &service, TULOError *error)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!prepareFolder(error))
+        return std::nullopt;
+    QLockFile lock(QDir(m_directory).filePath(TULOCredentialLockName));
+    if (!lock.tryLock(TULOLockTimeoutMilliseconds)) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorUnavailable,
+                QStringLiteral("Another program holds the credential file.")));
+        return std::nullopt;
+    }
+    const std::optional<QList<TULOItem>> items = load(error);
+    if (!items)
+        return std::nullopt;
+    for (const TULOItem &item : *items) {
+        if (item.account == account && item.service == service)
+            return item.data;
+    }
+    TULOSetError(error,
+        makeError(
+            TULOCredentialStoreErrorItemNotFound, QStringLiteral("There is no password for this account.")));
+    return std::nullopt;
+}
+
+bool TULOCredentialStoreFile::change(
+    TULOChange kind, const QString &account, const QString &service, const QByteArray &data, TULOError *error)
+{
+    QMutexLocker locker(&m_mutex);
+    if (!prepareFolder(error))
+        return false;
+    QLockFile lock(QDir(m_directory).filePath(TULOCredentialLockName));
+    if (!lock.tryLock(TULOLockTimeoutMilliseconds)) {
+        TULOSetError(error,
+            makeError(TULOCredentialStoreErrorUnavailable,
+                QStringLiteral("Another program holds the credential file.")));
+        return false;
+    }
+    std::optional<QList<TULOItem>> items = load(error);
+    if (!items)
+        return false;
+    const auto found = std::find_if(items->begin(), items->end(),
+        [&](const TULOItem &item) { return item.account == account && item.service == service; });
+    const bool exists = found != items->end();
+    switch (kind) {
+    case TULOChange::Add:
+        if (exists) {
+            TULOSetError(error,
+                makeError(TULOCredentialStoreErrorDuplicateItem,
+                    QStringLiteral("A password for this account is stored already.")));
+            return false;
+        }
+        items->append({account, service, data});
+        break;
+    case TULOChange::Update:
+    case TULOChange::Delete:
+        if (!exists) {
+            TULOSetError(error,
+                makeError(TULOCredentialStoreErrorItemNotFound,
+                    QStringLiteral("There is no password for this account.")));
+            return false;
+        }
+        if (kind == TULOChange::Update)
+            found->data = data;
+        else
+            items->erase(found);
+        break;
+    }
+    return save(*items, error);
+}
+
+bool TULOCredentialStoreFile::addItem(
+    const QString &account, const QString &service, const QByteArray &data, TULOError *error)
+{
+    return change(TULOChange::Add, account, service, data, error);
+}
+
+bool TULOCredentialStoreFile::updateItem(
+    const QString &account, const QString &service, const QByteArray &data, TULOError *error)
+{
+    return change(TULOChange::Update, account, service, data, error);
+}
+
+bool TULOCredentialStoreFile::deleteItem(const QString &account, const QString &service, TULOError *error)
+{
+    return change(TULOChange::Delete, account, service, {}, error);
+}

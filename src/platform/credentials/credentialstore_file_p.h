@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/credentials/credentialstore.h"
+
+#include <QList>
+#include <QMutex>
+#include <QStringList>
+
+// Items in one JSON file, 0600 in a 0700 folder, replaced atomically on each change. A lock
+// file serialises processes; a file that does not parse is moved aside, never deleted.
+class TULOCredentialStoreFile : public TULOCredentialStore
+{
+public:
+    explicit TULOCredentialStoreFile(const QString &directory);
+
+    QString backendName() const override { return QStringLiteral("file"); }
+    QString filePath() const;
+    QStringList setAsidePaths() const;
+
+    std::optional<QByteArray> findItem(
+        const QString &account, const QString &service, TULOError *error = nullptr) override;
+    bool addItem(const QString &account, const QString &service, const QByteArray &data,
+        TULOError *error = nullptr) override;
+    bool updateItem(const QString &account, const QString &service, const QByteArray &data,
+        TULOError *error = nullptr) override;
+    bool deleteItem(const QString &account, const QString &service, TULOError *error = nullptr) override;
+
+private:
+    struct TULOItem
+    {
+        QString account;
+        QString service;
+        QByteArray data;
+    };
+    enum class TULOChange { Add, Update, Delete };
+
+    bool change(TULOChange kind, const QString &account, const QString &service, const QByteArray &data,
+        TULOError *error);
+    bool prepareFolder(TULOError *error) const;
+    std::optional<QList<TULOItem>> load(TULOError *error);
+    bool save(const QList<TULOItem> &items, TULOError *error) const;
+
+    const QString m_directory;
+    mutable QMutex m_mutex;
+    QStringList m_setAsidePaths;
+};
