@@ -1,7 +1,13 @@
 #include "storetestsupport.h"
 
+#include "platform/credentials/credentialstore.h"
+#include "platform/preferences.h"
 #include "platform/store/authenticaterequest.h"
+#include "platform/store/credentialstoretokenkeeper.h"
 #include "platform/store/storeerror.h"
+
+#include <QFile>
+#include <QTemporaryDir>
 
 #include <atomic>
 
@@ -11,7 +17,26 @@ class TestAuthentication : public QObject
 
 private:
     TULOSandboxStore m_store;
+    QTemporaryDir m_credentials;
     std::atomic<int> m_prompts{0};
+
+    void useCredentialFolder()
+    {
+        TULOStoreAccountStore::defaultStore()->setTokenKeeper(
+            std::make_unique<TULOCredentialStoreTokenKeeper>(TULOCredentialStore::makeFileStore(m_credentials.path())));
+    }
+    std::optional<QByteArray> keptToken(const QString &accountName, TULOError *error = nullptr)
+    {
+        return TULOCredentialStore::makeFileStore(m_credentials.path())
+            ->findItem(accountName.toCaseFolded(), QString::fromLatin1(TULOStoreSessionCredentialService), error);
+    }
+    TULOStoreAccount signInDemo()
+    {
+        auto *result = authenticate(promptingContext(credentials(TULOSandboxStore::demoAccountName(), TULOSandboxStore::demoPassword())),
+                                    TULOStoreAccountStore::defaultStore());
+        [&] { QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait); }();
+        return result->value().value_or(TULOStoreAccount());
+    }
 
     TULOAuthenticationContext promptingContext(const std::optional<TULOAuthenticationPromptReply> &answer)
     {
@@ -43,11 +68,64 @@ private:
     }
 
 private Q_SLOTS:
-    void initTestCase() { QVERIFY(m_store.start()); }
+    void initTestCase()
+    {
+        QVERIFY(m_store.start());
+        QVERIFY(m_credentials.isValid());
+        useCredentialFolder();
+    }
     void init()
     {
         m_prompts = 0;
+        useCredentialFolder();
         TULOStoreAccountStore::defaultStore()->signOut();
+    }
+
+    void tokenLivesInTheCredentialStoreOnly()
+    {
+        const TULOStoreAccount account = signInDemo();
+        QVERIFY(account.isAuthenticated());
+        QCOMPARE(keptToken(account.accountName()), std::optional<QByteArray>(account.token().toUtf8()));
+        QFile preferences(TULOPreferences::frameworkPreferences().fileName());
+        if (preferences.open(QIODevice::ReadOnly))
+            QVERIFY(!preferences.readAll().contains(account.token().toUtf8()));
+
+        TULOStoreAccountStore::defaultStore()->signOut();
+        TULOError error;
+        QVERIFY(!keptToken(account.accountName(), &error));
+        QCOMPARE(error.code(), qint64(TULOCredentialStoreErrorItemNotFound));
+    }
+
+    void tokenSurvivesANewKeeperAndIsReused()
+    {
+        const TULOStoreAccount account = signInDemo();
+        QVERIFY(account.isAuthenticated());
+        // As after a restart: a keeper of its own over the same credential folder.
+        useCredentialFolder();
+        QCOMPARE(TULOStoreAccountStore::defaultStore()->activeAccount()->token(), account.token());
+        const int checks = m_store.requestCount(QStringLiteral("/account/session"));
+        auto *again = authenticate(promptingContext(std::nullopt), TULOStoreAccountStore::defaultStore());
+        QTRY_COMPARE_WITH_TIMEOUT(again->calls(), 1, TULOStoreTestWait);
+        QVERIFY2(again->value(), qPrintable(again->error().localizedDescription()));
+        QCOMPARE(again->value()->token(), account.token());
+        QCOMPARE(m_store.requestCount(QStringLiteral("/account/session")), checks + 1);
+        QCOMPARE(m_prompts.load(), 1);
+    }
+
+    void refusedTokenIsRemovedFromTheCredentialStore()
+    {
+        TULOStoreAccount stale;
+        stale.setIdentifier(9001);
+        stale.setAccountName(TULOSandboxStore::demoAccountName());
+        stale.setToken(QStringLiteral("feedfacefeedface"));
+        TULOStoreAccountStore::defaultStore()->setActiveAccount(stale);
+        QCOMPARE(keptToken(stale.accountName()), std::optional<QByteArray>(stale.token().toUtf8()));
+        auto *result = authenticate(promptingContext(std::nullopt), TULOStoreAccountStore::defaultStore());
+        QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
+        QVERIFY(!result->value());
+        QCOMPARE(result->error().code(), qint64(TULOStoreErrorUserCancelled));
+        QVERIFY(!keptToken(stale.accountName()));
+        QCOMPARE(TULOStoreAccountStore::defaultStore()->activeAccount()->accountName(), stale.accountName());
     }
 
     void signIn_data()

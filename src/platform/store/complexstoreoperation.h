@@ -27,6 +27,8 @@ protected:
     void runChildOperation(const std::shared_ptr<TULOUrlLoadOperation> &child);
 
     static bool isSuccessStatus(int status) { return status >= 200 && status <= 299; }
+
+public:
     // The store error for a reply that did not succeed: the child's own error, or 100
     // carrying the status and the store's "errorCode" and "message".
     static TULOError errorForResponse(const TULOUrlLoadOperation &child);

@@ -1,38 +1,11 @@
 #include "platform/store/storeaccount.h"
 
-#include <QHash>
+#include "platform/store/credentialstoretokenkeeper.h"
 
 #include <memory>
 
-namespace {
-
-class MemoryTokenKeeper : public TULOStoreTokenKeeper
-{
-public:
-    QString tokenForAccount(const QString &accountName) override
-    {
-        std::lock_guard lock(m_mutex);
-        return m_tokens.value(accountName.toCaseFolded());
-    }
-    bool setTokenForAccount(const QString &token, const QString &accountName) override
-    {
-        std::lock_guard lock(m_mutex);
-        if (token.isEmpty())
-            m_tokens.remove(accountName.toCaseFolded());
-        else
-            m_tokens.insert(accountName.toCaseFolded(), token);
-        return true;
-    }
-
-private:
-    std::mutex m_mutex;
-    QHash<QString, QString> m_tokens;
-};
-
-} // namespace
-
 TULOStoreAccountStore::TULOStoreAccountStore()
-    : m_keeper(std::make_unique<MemoryTokenKeeper>())
+    : m_keeper(std::make_unique<TULOCredentialStoreTokenKeeper>())
 {
 }
 
@@ -79,7 +52,7 @@ void TULOStoreAccountStore::signOut()
 void TULOStoreAccountStore::setTokenKeeper(std::unique_ptr<TULOStoreTokenKeeper> keeper)
 {
     std::lock_guard lock(m_mutex);
-    m_keeper = keeper ? std::move(keeper) : std::make_unique<MemoryTokenKeeper>();
+    m_keeper = keeper ? std::move(keeper) : std::make_unique<TULOCredentialStoreTokenKeeper>();
 }
 
 TULOStoreTokenKeeper *TULOStoreAccountStore::tokenKeeper() const

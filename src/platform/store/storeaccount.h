@@ -33,8 +33,8 @@ private:
     QString m_token;
 };
 
-// Where session tokens live between runs: a secure credential store. The default keeper
-// keeps them in memory for the life of the process.
+// Where session tokens live between runs. The default keeper is the secure credential store
+// (TULOCredentialStoreTokenKeeper); tokens never go to preferences.
 class TULOStoreTokenKeeper
 {
 public:
@@ -57,7 +57,7 @@ public:
     void invalidateToken();
     void signOut();
 
-    // The keeper takes ownership; null restores the in-memory keeper.
+    // The keeper takes ownership; null restores the credential-store keeper.
     void setTokenKeeper(std::unique_ptr<TULOStoreTokenKeeper> keeper);
     TULOStoreTokenKeeper *tokenKeeper() const;
 

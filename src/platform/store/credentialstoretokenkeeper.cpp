@@ -1,0 +1,54 @@
+#include "platform/store/credentialstoretokenkeeper.h"
+
+#include "platform/credentials/credentialstore.h"
+
+const char *const TULOStoreSessionCredentialService = "com.vantor.Quillon.storeSession";
+
+static QString serviceName()
+{
+    return QString::fromLatin1(TULOStoreSessionCredentialService);
+}
+
+TULOCredentialStoreTokenKeeper::TULOCredentialStoreTokenKeeper() = default;
+
+TULOCredentialStoreTokenKeeper::TULOCredentialStoreTokenKeeper(std::unique_ptr<TULOCredentialStore> store)
+    : m_owned(std::move(store))
+{
+}
+
+TULOCredentialStoreTokenKeeper::~TULOCredentialStoreTokenKeeper() = default;
+
+TULOCredentialStore *TULOCredentialStoreTokenKeeper::store()
+{
+    // The shared store probes the session bus; only do that once a token is needed.
+    return m_owned ? m_owned.get() : TULOCredentialStore::sharedStore();
+}
+
+QString TULOCredentialStoreTokenKeeper::tokenForAccount(const QString &accountName)
+{
+    if (accountName.isEmpty())
+        return QString();
+    // An unreadable item counts as no session: the user signs in again.
+    const std::optional<QByteArray> data = store()->findItem(accountName.toCaseFolded(), serviceName());
+    return data ? QString::fromUtf8(*data) : QString();
+}
+
+bool TULOCredentialStoreTokenKeeper::setTokenForAccount(const QString &token, const QString &accountName)
+{
+    if (accountName.isEmpty())
+        return false;
+    const QString account = accountName.toCaseFolded();
+    TULOError error;
+    bool done = false;
+    if (token.isEmpty()) {
+        done = store()->deleteItem(account, serviceName(), &error) || error.code() == TULOCredentialStoreErrorItemNotFound;
+    } else {
+        const QByteArray data = token.toUtf8();
+        done = store()->updateItem(account, serviceName(), data, &error);
+        if (!done && error.code() == TULOCredentialStoreErrorItemNotFound) {
+            error = TULOError();
+            done = store()->addItem(account, serviceName(), data, &error);
+        }
+    }
+    return done;
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/store/storeaccount.h"
+
+#include <memory>
+
+class TULOCredentialStore;
+
+// Keeps store session tokens in the secure credential store, one item per account (the
+// account name without case) under the service TULOStoreSessionCredentialService.
+class TULOCredentialStoreTokenKeeper : public TULOStoreTokenKeeper
+{
+public:
+    // Uses the process-wide credential store, reached on first use.
+    TULOCredentialStoreTokenKeeper();
+    // Uses `store`, which the keeper then owns.
+    explicit TULOCredentialStoreTokenKeeper(std::unique_ptr<TULOCredentialStore> store);
+    ~TULOCredentialStoreTokenKeeper() override;
+
+    QString tokenForAccount(const QString &accountName) override;
+    bool setTokenForAccount(const QString &token, const QString &accountName) override;
+
+private:
+    TULOCredentialStore *store();
+
+    std::unique_ptr<TULOCredentialStore> m_owned;
+};
+
+extern const char *const TULOStoreSessionCredentialService;
