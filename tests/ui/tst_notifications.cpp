@@ -5,7 +5,7 @@
 #include <platform/ui/keyboardnotifier.h>
 #include <platform/ui/navigationbar.h>
 #include <platform/ui/navigationcontroller.h>
-#include <platform/ui/networkactivity.h>
+#include <platform/ui/networkactivityindicator.h>
 #include <platform/ui/storeviewcontroller.h>
 
 #include <QSignalSpy>
