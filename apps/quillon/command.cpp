@@ -1,0 +1,29 @@
+#include "command.h"
+
+#include <QTextStream>
+
+#include <algorithm>
+
+static QList<TULOCommand> &commands()
+{
+    static QList<TULOCommand> list;
+    return list;
+}
+
+TULOCommandRegistration::TULOCommandRegistration(TULOCommand command)
+{
+    commands().append(std::move(command));
+    std::sort(commands().begin(), commands().end(),
+              [](const TULOCommand &a, const TULOCommand &b) { return a.name < b.name; });
+}
+
+const QList<TULOCommand> &TULORegisteredCommands()
+{
+    return commands();
+}
+
+int TULOCommandFail(const QString &command, const QString &message, int exitCode)
+{
+    QTextStream(stderr) << "quillon " << command << ": " << message << Qt::endl;
+    return exitCode;
+}

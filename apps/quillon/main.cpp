@@ -1,0 +1,47 @@
+#include "command.h"
+
+#include "core/quillon.h"
+
+#include <QApplication>
+#include <QTextStream>
+
+static void printUsage(QTextStream &out)
+{
+    out << "usage: quillon <command> [options]\n\ncommands:\n";
+    for (const TULOCommand &command : TULORegisteredCommands())
+        out << "  " << command.name.leftJustified(12) << command.summary << '\n';
+    out << "\n'quillon <command> --help' describes a command's options.\n";
+}
+
+int main(int argc, char **argv)
+{
+    // Screens (the Facebook sign-in) need a GUI application; without a display the offscreen
+    // platform keeps everything else working.
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("quillon"));
+    QApplication::setOrganizationDomain(QStringLiteral("vantor.com"));
+
+    QStringList arguments = app.arguments();
+    arguments.removeFirst();
+    QTextStream out(stdout);
+    if (arguments.isEmpty() || arguments.first() == QLatin1String("--help") || arguments.first() == QLatin1String("-h")) {
+        printUsage(out);
+        return arguments.isEmpty() ? 2 : 0;
+    }
+    if (arguments.first() == QLatin1String("--version")) {
+        out << "quillon " << QuillonVersionNumber << '\n';
+        return 0;
+    }
+    const QString name = arguments.takeFirst();
+    for (const TULOCommand &command : TULORegisteredCommands()) {
+        if (command.name == name)
+            return command.run(arguments);
+    }
+    QTextStream err(stderr);
+    err << "quillon: unknown command '" << name << "'\n";
+    printUsage(err);
+    return 2;
+}
