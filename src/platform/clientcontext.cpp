@@ -48,6 +48,12 @@ TULOClientContext::TULOClientContext(const QUrl &bagURL)
     d->bagURL = bagURL;
 }
 
+TULOClientContext::TULOClientContext(const QVariantMap &configuration)
+    : d(new TULOClientContextPrivate)
+{
+    d->configuration = configuration;
+}
+
 TULOClientContext::TULOClientContext(const TULOClientContext &other) = default;
 TULOClientContext &TULOClientContext::operator=(const TULOClientContext &other) = default;
 TULOClientContext::~TULOClientContext() = default;
@@ -60,6 +66,14 @@ bool TULOClientContext::isNull() const
 QUrl TULOClientContext::bagURL() const
 {
     return d ? d->bagURL : QUrl();
+}
+
+QVariantMap TULOClientContext::configuration() const
+{
+    if (!d)
+        return {};
+    std::lock_guard lock(d->mutex);
+    return d->configuration;
 }
 
 QVariant TULOClientContext::valueForConfigurationKey(const QString &key) const

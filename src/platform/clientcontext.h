@@ -28,6 +28,9 @@ public:
 
     TULOClientContext();
     explicit TULOClientContext(const QUrl &bagURL);
+    // A context with configuration values and no store (no bag to load), as a host that only
+    // wants localised texts makes one.
+    explicit TULOClientContext(const QVariantMap &configuration);
     TULOClientContext(const TULOClientContext &other);
     TULOClientContext &operator=(const TULOClientContext &other);
     ~TULOClientContext();
@@ -35,6 +38,7 @@ public:
     bool isNull() const;
     QUrl bagURL() const;
 
+    QVariantMap configuration() const;
     QVariant valueForConfigurationKey(const QString &key) const;
     void setValueForConfigurationKey(const QVariant &value, const QString &key);
     QString locale() const;

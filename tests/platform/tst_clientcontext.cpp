@@ -49,6 +49,18 @@ private Q_SLOTS:
         QCOMPARE(context.locale(), expected);
     }
 
+    void configurationOnlyContext()
+    {
+        TULOClientContext context({{QLatin1String(TULOClientConfigurationLocaleKey), QStringLiteral("de")},
+                                   {QLatin1String(TULOClientConfigurationStorefrontSuffixKey), QStringLiteral("-1,29")}});
+        QVERIFY(!context.isNull());
+        QVERIFY(context.bagURL().isEmpty());
+        QCOMPARE(context.locale(), QStringLiteral("de"));
+        QCOMPARE(context.storefrontSuffix(), QStringLiteral("-1,29"));
+        context.setValueForConfigurationKey(QVariant(), QLatin1String(TULOClientConfigurationStorefrontSuffixKey));
+        QCOMPARE(context.configuration().keys(), QStringList{QLatin1String(TULOClientConfigurationLocaleKey)});
+    }
+
     void hostTextsComeFromTheApplicationsTranslators()
     {
         const TULOClientContext context = makeContext();

@@ -1,6 +1,7 @@
 #include "platform/operationqueue.h"
 #include "platform/semaphore.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QRegularExpression>
 #include <QTest>
@@ -375,7 +376,7 @@ private Q_SLOTS:
         std::atomic<bool> offMain = false;
         std::atomic<bool> timerFired = false;
         queue.addOperation([&] {
-            offMain = QThread::currentThread() != qApp->thread();
+            offMain = QThread::currentThread() != QCoreApplication::instance()->thread();
             QEventLoop loop;
             QTimer::singleShot(0, &loop, [&] {
                 timerFired = true;
@@ -391,7 +392,7 @@ private Q_SLOTS:
     void mainQueueRunsOnTheGuiThread()
     {
         std::atomic<bool> onMain = false;
-        auto operation = TULOOperation::fromFunction([&] { onMain = QThread::currentThread() == qApp->thread(); });
+        auto operation = TULOOperation::fromFunction([&] { onMain = QThread::currentThread() == QCoreApplication::instance()->thread(); });
         // Posted from a worker, as an operation's result handler would.
         TULOOperationQueue worker;
         worker.addOperation([&] { TULOOperationQueue::mainQueue()->addOperation(operation); });
