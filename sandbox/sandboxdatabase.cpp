@@ -6,12 +6,10 @@
 
 #include <sqlite3.h>
 
-namespace {
+static constexpr int TULOSandboxSchemaVersion = 1;
+static constexpr int TULOSandboxHashIterations = 20000;
 
-constexpr int TULOSandboxSchemaVersion = 1;
-constexpr int TULOSandboxHashIterations = 20000;
-
-const char *const TULOSandboxSchema = R"SQL(
+static const char *const TULOSandboxSchema = R"SQL(
 CREATE TABLE items(
     id INTEGER PRIMARY KEY,
     kind TEXT NOT NULL CHECK(kind IN ('artist', 'album', 'song')),
@@ -48,17 +46,17 @@ CREATE TABLE sessions(
 )SQL";
 
 // RAII over one prepared statement.
-class Statement
+class TULOSandboxStatement
 {
 public:
-    Statement(sqlite3 *db, const char *sql)
+    TULOSandboxStatement(sqlite3 *db, const char *sql)
     {
         if (sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK)
             m_stmt = nullptr;
     }
-    ~Statement() { sqlite3_finalize(m_stmt); }
-    Statement(const Statement &) = delete;
-    Statement &operator=(const Statement &) = delete;
+    ~TULOSandboxStatement() { sqlite3_finalize(m_stmt); }
+    TULOSandboxStatement(const TULOSandboxStatement &) = delete;
+    TULOSandboxStatement &operator=(const TULOSandboxStatement &) = delete;
 
     bool isValid() const { return m_stmt != nullptr; }
     void bind(int index, qint64 value) { sqlite3_bind_int64(m_stmt, index, value); }
@@ -89,12 +87,12 @@ private:
     sqlite3_stmt *m_stmt = nullptr;
 };
 
-const char *const TULOSandboxItemColumns =
+static const char *const TULOSandboxItemColumns =
     "SELECT i.id, i.kind, i.name, i.artist_id, COALESCE(a.name, ''), i.album_id, COALESCE(b.name, ''),"
     " i.genre, i.year, i.track, i.duration_ms, i.described, i.is_group"
     " FROM items i LEFT JOIN items a ON a.id = i.artist_id LEFT JOIN items b ON b.id = i.album_id ";
 
-TULOSandboxItem itemFromRow(const Statement &row)
+static TULOSandboxItem itemFromRow(const TULOSandboxStatement &row)
 {
     TULOSandboxItem item;
     item.identifier = row.integer(0);
@@ -112,8 +110,6 @@ TULOSandboxItem itemFromRow(const Statement &row)
     item.group = row.integer(12) != 0;
     return item;
 }
-
-} // namespace
 
 TULOSandboxDatabase::~TULOSandboxDatabase()
 {
@@ -137,10 +133,10 @@ bool TULOSandboxDatabase::open(const QString &path, QString *error)
     qint64 tableCount = -1;
     {
         // Statements finish before the schema is touched; an open read blocks journal changes.
-        Statement version(m_db, "PRAGMA user_version");
+        TULOSandboxStatement version(m_db, "PRAGMA user_version");
         if (version.step())
             userVersion = version.integer(0);
-        Statement tables(m_db, "SELECT count(*) FROM sqlite_master");
+        TULOSandboxStatement tables(m_db, "SELECT count(*) FROM sqlite_master");
         if (tables.step())
             tableCount = tables.integer(0);
     }
@@ -203,7 +199,7 @@ QList<TULOSandboxItem> TULOSandboxDatabase::items(const char *sql, qint64 parame
     QList<TULOSandboxItem> result;
     if (!m_db)
         return result;
-    Statement statement(m_db, (QByteArray(TULOSandboxItemColumns) + sql).constData());
+    TULOSandboxStatement statement(m_db, (QByteArray(TULOSandboxItemColumns) + sql).constData());
     if (text.isNull())
         statement.bind(1, parameter);
     else
@@ -247,7 +243,7 @@ std::optional<TULOSandboxAccount> TULOSandboxDatabase::accountWithPassword(const
     std::lock_guard lock(m_mutex);
     if (!m_db)
         return std::nullopt;
-    Statement statement(m_db, "SELECT id, name, display_name, profile_type, salt, hash FROM accounts WHERE name = ?1");
+    TULOSandboxStatement statement(m_db, "SELECT id, name, display_name, profile_type, salt, hash FROM accounts WHERE name = ?1");
     statement.bind(1, name);
     if (!statement.step())
         return std::nullopt;
@@ -269,7 +265,7 @@ std::optional<TULOSandboxAccount> TULOSandboxDatabase::accountForToken(const QSt
     std::lock_guard lock(m_mutex);
     if (!m_db || token.isEmpty())
         return std::nullopt;
-    Statement statement(m_db, "SELECT a.id, a.name, a.display_name, a.profile_type FROM sessions s"
+    TULOSandboxStatement statement(m_db, "SELECT a.id, a.name, a.display_name, a.profile_type FROM sessions s"
                               " JOIN accounts a ON a.id = s.account_id WHERE s.token = ?1");
     statement.bind(1, token);
     if (!statement.step())
@@ -286,7 +282,7 @@ QString TULOSandboxDatabase::createSession(qint64 accountIdentifier)
     std::lock_guard lock(m_mutex);
     if (!m_db)
         return QString();
-    Statement statement(m_db, "INSERT INTO sessions(token, account_id, created) VALUES(?1, ?2, strftime('%s', 'now'))");
+    TULOSandboxStatement statement(m_db, "INSERT INTO sessions(token, account_id, created) VALUES(?1, ?2, strftime('%s', 'now'))");
     statement.bind(1, token);
     statement.bind(2, accountIdentifier);
     return statement.run() ? token : QString();
@@ -298,7 +294,7 @@ QList<TULOSandboxAuthor> TULOSandboxDatabase::authorsOfAccount(qint64 accountIde
     QList<TULOSandboxAuthor> result;
     if (!m_db)
         return result;
-    Statement statement(m_db, "SELECT author_id, name, type, permissions FROM authors WHERE account_id = ?1 ORDER BY position");
+    TULOSandboxStatement statement(m_db, "SELECT author_id, name, type, permissions FROM authors WHERE account_id = ?1 ORDER BY position");
     statement.bind(1, accountIdentifier);
     while (statement.step())
         result.append({statement.text(0), statement.text(1), statement.text(2),
@@ -309,7 +305,7 @@ QList<TULOSandboxAuthor> TULOSandboxDatabase::authorsOfAccount(qint64 accountIde
 bool TULOSandboxDatabase::insertItem(const TULOSandboxItem &item)
 {
     std::lock_guard lock(m_mutex);
-    Statement statement(m_db, "INSERT INTO items(id, kind, name, artist_id, album_id, genre, year, track, duration_ms,"
+    TULOSandboxStatement statement(m_db, "INSERT INTO items(id, kind, name, artist_id, album_id, genre, year, track, duration_ms,"
                               " described, is_group) VALUES(?1, ?2, ?3, NULLIF(?4, 0), NULLIF(?5, 0), ?6, ?7, ?8, ?9, ?10, ?11)");
     statement.bind(1, item.identifier);
     statement.bind(2, item.kind);
@@ -331,7 +327,7 @@ bool TULOSandboxDatabase::insertAccount(const TULOSandboxAccount &account, const
     QRandomGenerator::system()->generate(reinterpret_cast<quint32 *>(salt.data()),
                                          reinterpret_cast<quint32 *>(salt.data() + salt.size()));
     std::lock_guard lock(m_mutex);
-    Statement statement(m_db, "INSERT INTO accounts(id, name, display_name, profile_type, salt, hash) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+    TULOSandboxStatement statement(m_db, "INSERT INTO accounts(id, name, display_name, profile_type, salt, hash) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
     statement.bind(1, account.identifier);
     statement.bind(2, account.name);
     statement.bind(3, account.displayName);
@@ -344,7 +340,7 @@ bool TULOSandboxDatabase::insertAccount(const TULOSandboxAccount &account, const
 bool TULOSandboxDatabase::insertAuthor(qint64 accountIdentifier, int position, const TULOSandboxAuthor &author)
 {
     std::lock_guard lock(m_mutex);
-    Statement statement(m_db, "INSERT INTO authors(account_id, position, author_id, name, type, permissions) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
+    TULOSandboxStatement statement(m_db, "INSERT INTO authors(account_id, position, author_id, name, type, permissions) VALUES(?1, ?2, ?3, ?4, ?5, ?6)");
     statement.bind(1, accountIdentifier);
     statement.bind(2, position);
     statement.bind(3, author.identifier);

@@ -9,19 +9,17 @@
 #include <QSaveFile>
 #include <QUrlQuery>
 
-namespace {
+static constexpr int TULOSandboxProtocolVersion = 2;
+static constexpr int TULOSandboxArtworkSide = 1200;
+static constexpr int TULOSandboxMaximumTags = 25;
 
-constexpr int TULOSandboxProtocolVersion = 2;
-constexpr int TULOSandboxArtworkSide = 1200;
-constexpr int TULOSandboxMaximumTags = 25;
-
-QString param(const httplib::Request &request, const char *name)
+static QString param(const httplib::Request &request, const char *name)
 {
     return request.has_param(name) ? QString::fromStdString(request.get_param_value(name)) : QString();
 }
 
 // Folds a name for tag matching: no accents, no case, no spaces (a tag string has none).
-QString foldForSearch(const QString &text)
+static QString foldForSearch(const QString &text)
 {
     const QString decomposed = text.normalized(QString::NormalizationForm_KD);
     QString folded;
@@ -33,8 +31,6 @@ QString foldForSearch(const QString &text)
     }
     return folded.toCaseFolded();
 }
-
-} // namespace
 
 QJsonObject TULOSandboxStorePrivate::bag() const
 {

@@ -3,26 +3,24 @@
 
 #include <initializer_list>
 
-namespace {
-
-struct SeedAlbum
+struct TULOSandboxSeedAlbum
 {
     const char *name;
     int year;
     std::initializer_list<const char *> songs;
 };
 
-struct SeedArtist
+struct TULOSandboxSeedArtist
 {
     qint64 identifier;
     const char *name;
     const char *genre;
     bool group;
-    std::initializer_list<SeedAlbum> albums;
+    std::initializer_list<TULOSandboxSeedAlbum> albums;
 };
 
 // Names carry spaces, accents, quotes and case twins on purpose: they are what tags are made of.
-const std::initializer_list<SeedArtist> TULOSandboxCatalogue = {
+static const std::initializer_list<TULOSandboxSeedArtist> TULOSandboxCatalogue = {
     {1001, "Dana Demo", "Singer/Songwriter", false,
      {{"First Light", 2019, {"Opening", "Paper Boats", "Lanterns"}},
       {"Kitchen Tapes", 2021, {"Kettle Song", "Two Spoons", "Saturday"}},
@@ -57,13 +55,11 @@ const std::initializer_list<SeedArtist> TULOSandboxCatalogue = {
       {"Garage Days", 2023, {"Feedback", "Amp Hum"}}}},
 };
 
-} // namespace
-
 bool TULOSandboxSeed(TULOSandboxDatabase &database)
 {
     qint64 nextAlbum = 2001;
     qint64 nextSong = 3001;
-    for (const SeedArtist &artist : TULOSandboxCatalogue) {
+    for (const TULOSandboxSeedArtist &artist : TULOSandboxCatalogue) {
         TULOSandboxItem artistItem;
         artistItem.identifier = artist.identifier;
         artistItem.kind = QStringLiteral("artist");
@@ -73,7 +69,7 @@ bool TULOSandboxSeed(TULOSandboxDatabase &database)
         if (!database.insertItem(artistItem))
             return false;
         int albumIndex = 0;
-        for (const SeedAlbum &album : artist.albums) {
+        for (const TULOSandboxSeedAlbum &album : artist.albums) {
             TULOSandboxItem albumItem;
             albumItem.identifier = nextAlbum++;
             albumItem.kind = QStringLiteral("album");

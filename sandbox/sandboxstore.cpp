@@ -7,10 +7,8 @@
 
 #include <chrono>
 
-namespace {
-
 // Turns every top-level value of a JSON object into a value of another type.
-QByteArray wrongTypes(const std::string &body)
+static QByteArray wrongTypes(const std::string &body)
 {
     const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(body));
     if (!document.isObject())
@@ -28,8 +26,6 @@ QByteArray wrongTypes(const std::string &body)
     }
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
-
-} // namespace
 
 // --- private ---------------------------------------------------------------
 

@@ -27,22 +27,18 @@ public:
     TULOClientContext::LocalizedStringHandler localizedStrings;
 };
 
-namespace {
-
-TULOOperationQueue *bagQueue()
+static TULOOperationQueue *bagQueue()
 {
     static TULOOperationQueue queue(QStringLiteral("com.vantor.Quillon.urlBag"));
     return &queue;
 }
 
-std::mutex defaultMutex;
-TULOClientContext &defaultStorage()
+static std::mutex defaultMutex;
+static TULOClientContext &defaultStorage()
 {
     static TULOClientContext context;
     return context;
 }
-
-} // namespace
 
 TULOClientContext::TULOClientContext() = default;
 

@@ -222,9 +222,11 @@ private Q_SLOTS:
         loader.loadResourceWithRequest(request(QStringLiteral("1003"), &delegate, 48), TULOResourceLoadReasonPrefetch);
         loader.loadResourceWithRequest(request(QStringLiteral("1007"), &delegate, 48), TULOResourceLoadReasonVisible);
         // Shown now after all: its reason is raised and it keeps its place among the visible ones.
-        loader.loadResourceWithRequest(request(QStringLiteral("1003"), &delegate, 48), TULOResourceLoadReasonVisible);
+        TULORecordingDelegate row;
+        QVERIFY(!loader.loadResourceWithRequest(request(QStringLiteral("1003"), &row, 48), TULOResourceLoadReasonVisible));
         QCOMPARE(loader.pendingLoadCount(), 4);
         QTRY_COMPARE_WITH_TIMEOUT(delegate.calls(), 4, TULOStoreTestWait);
+        QCOMPARE(row.loaded, QStringList{QStringLiteral("1003")});
         QCOMPARE(delegate.loaded, (QStringList{QStringLiteral("1001"), QStringLiteral("1003"), QStringLiteral("1007"), QStringLiteral("1002")}));
     }
 

@@ -1,13 +1,16 @@
 #include "storetestsupport.h"
 
+#include "platform/credentials/credentialstore.h"
 #include "platform/operationqueue.h"
 #include "platform/store/authenticaterequest.h"
 #include "platform/store/authorpermissionsoperation.h"
+#include "platform/store/credentialstoretokenkeeper.h"
 #include "platform/store/profileoperation.h"
 #include "platform/store/storeerror.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QTemporaryDir>
 
 class TestAuthorPermissions : public QObject
 {
@@ -15,6 +18,7 @@ class TestAuthorPermissions : public QObject
 
 private:
     TULOSandboxStore m_store;
+    QTemporaryDir m_credentials;
     TULOOperationQueue m_queue{QStringLiteral("com.vantor.Quillon.tests.store")};
 
     void signIn(const QString &name)
@@ -44,7 +48,14 @@ private:
     std::vector<std::unique_ptr<TULOCallbackResult<QList<TULOPostAuthor>>>> m_authorResults;
 
 private Q_SLOTS:
-    void initTestCase() { QVERIFY(m_store.start()); }
+    void initTestCase()
+    {
+        QVERIFY(m_store.start());
+        QVERIFY(m_credentials.isValid());
+        // Session tokens of the test accounts stay in a folder of the test's own.
+        TULOStoreAccountStore::defaultStore()->setTokenKeeper(
+            std::make_unique<TULOCredentialStoreTokenKeeper>(TULOCredentialStore::makeFileStore(m_credentials.path())));
+    }
     void cleanup() { m_store.clearFaults(); }
 
     void authorsOfEachAccount_data()

@@ -6,16 +6,14 @@
 #include "platform/store/complexstoreoperation.h"
 #include "platform/store/storeerror.h"
 
-namespace {
-
-std::mutex promptMutex;
-TULOAuthenticationContext::PromptHandler &promptStorage()
+static std::mutex promptMutex;
+static TULOAuthenticationContext::PromptHandler &promptStorage()
 {
     static TULOAuthenticationContext::PromptHandler handler;
     return handler;
 }
 
-TULOOperationQueue *authenticationQueue()
+static TULOOperationQueue *authenticationQueue()
 {
     static TULOOperationQueue queue(QStringLiteral("com.vantor.Quillon.authenticate"));
     return &queue;
@@ -35,12 +33,10 @@ public:
     using TULOComplexStoreOperation::errorForResponse;
 };
 
-TULOError describedStoreError(qint64 code, const QString &description)
+static TULOError describedStoreError(qint64 code, const QString &description)
 {
     return TULOStoreError(code, QUrl(), {{QString::fromLatin1(TULOLocalizedDescriptionKey), description}});
 }
-
-} // namespace
 
 void TULOAuthenticationContext::setDefaultPromptHandler(PromptHandler handler)
 {

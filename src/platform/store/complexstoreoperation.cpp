@@ -28,6 +28,7 @@ std::shared_ptr<TULOUrlLoadOperation> TULOComplexStoreOperation::newLoadOperatio
 
 void TULOComplexStoreOperation::runChildOperation(const std::shared_ptr<TULOUrlLoadOperation> &child)
 {
+    child->setParentOperation(weak_from_this());
     if (isCancelled())
         child->cancel();
     child->start();

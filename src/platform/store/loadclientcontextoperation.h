@@ -8,7 +8,7 @@
 
 // Where a deployer names the store when the host sets no context: the environment variable
 // first, then this key of the framework's preferences. Either holds the bag's address.
-extern const char *const TULOStoreBagURLEnvironmentVariable; // "QUILLON_STORE_BAG_URL"
+extern const char *const TULOStoreBagURLEnvironmentVariable; // QUILLON_STORE_BAG_URL
 extern const char *const TULOStoreBagURLPreferencesKey;      // "StoreBagURL"
 extern const char *const TULOStorefrontSuffixPreferencesKey; // "StorefrontSuffix"
 

@@ -183,6 +183,7 @@ void TULOPlatformRequestOperation::main()
         child->setTimeout(context.requestTimeout());
         child->setStorefrontSuffix(storefrontSuffix());
         child->setDataConsumer(std::make_shared<TULOProtocolDataConsumer>());
+        child->setParentOperation(weak_from_this());
         if (isCancelled())
             child->cancel();
         child->start();

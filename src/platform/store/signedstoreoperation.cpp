@@ -2,17 +2,13 @@
 
 #include "platform/store/storeerror.h"
 
-namespace {
-
-TULOError signInAgainError(const TULOError &cause)
+static TULOError signInAgainError(const TULOError &cause)
 {
     QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The store session has ended.")}};
     if (!cause.isNull())
         userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(cause));
     return TULOError(QString::fromLatin1(TULOErrorDomain), 2, userInfo);
 }
-
-} // namespace
 
 TULOSignedStoreOperation::TULOSignedStoreOperation(const TULOClientContext &context, TULOStoreAccountStore *accounts)
     : TULOComplexStoreOperation(context)

@@ -7,9 +7,7 @@
 #include <QJsonObject>
 #include <QJsonParseError>
 
-namespace {
-
-TULOError missing(const QString &key, const char *expected)
+static TULOError missing(const QString &key, const char *expected)
 {
     return TULOStoreError(TULOStoreErrorBagValueMissing, QUrl(),
                           {{QString::fromLatin1(TULOLocalizedDescriptionKey),
@@ -17,7 +15,7 @@ TULOError missing(const QString &key, const char *expected)
 }
 
 // Only absolute http(s) addresses are endpoints; anything else is as good as missing.
-QUrl endpoint(const QVariant &value)
+static QUrl endpoint(const QVariant &value)
 {
     if (!TULOLookupIsString(value))
         return QUrl();
@@ -26,8 +24,6 @@ QUrl endpoint(const QVariant &value)
         return QUrl();
     return url;
 }
-
-} // namespace
 
 std::optional<TULOUrlBag> TULOUrlBag::withData(const QByteArray &data, const QUrl &source, TULOError *error)
 {

@@ -7,19 +7,15 @@
 #include <QNetworkReply>
 #include <QTimer>
 
-namespace {
-
 // Qt reports HTTP failure statuses as errors too (400 even as a protocol error); with a status
 // line those are answers. Network and proxy failures (1-199) are transport failures even after
 // a status line, as when the connection drops in the middle of the body.
-bool isTransportFailure(QNetworkReply::NetworkError error, int httpStatus)
+static bool isTransportFailure(QNetworkReply::NetworkError error, int httpStatus)
 {
     if (error == QNetworkReply::NoError)
         return false;
     return httpStatus <= 0 || int(error) < 200;
 }
-
-} // namespace
 
 TULOUrlLoadOperation::TULOUrlLoadOperation(const QUrl &url)
     : m_request(url)
@@ -59,6 +55,24 @@ void TULOUrlLoadOperation::setTimeout(int milliseconds)
 {
     std::lock_guard lock(m_mutex);
     m_timeout = milliseconds;
+}
+
+void TULOUrlLoadOperation::setParentOperation(const std::weak_ptr<TULOOperation> &parent)
+{
+    std::lock_guard lock(m_mutex);
+    m_parent = parent;
+}
+
+bool TULOUrlLoadOperation::cancellationRequested() const
+{
+    if (isCancelled())
+        return true;
+    std::shared_ptr<TULOOperation> parent;
+    {
+        std::lock_guard lock(m_mutex);
+        parent = m_parent.lock();
+    }
+    return parent && parent->isCancelled();
 }
 
 void TULOUrlLoadOperation::setOutputBlock(OutputBlock block)
@@ -124,7 +138,7 @@ void TULOUrlLoadOperation::main()
     if (!request.url().isValid() || request.url().isRelative()) {
         error = TULOStoreError(TULOStoreErrorRequestFailed, request.url(),
                                {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The store address is not valid.")}});
-    } else if (!isCancelled()) {
+    } else if (!cancellationRequested()) {
         // A manager of this thread's own, driven by a local loop: the main thread never waits.
         QNetworkAccessManager manager;
         manager.setAutoDeleteReplies(false);
@@ -142,7 +156,7 @@ void TULOUrlLoadOperation::main()
         });
         QTimer cancelPoll;
         QObject::connect(&cancelPoll, &QTimer::timeout, &loop, [&] {
-            if (isCancelled())
+            if (cancellationRequested())
                 reply->abort();
         });
         QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
@@ -177,7 +191,7 @@ void TULOUrlLoadOperation::main()
             output = data;
         }
     }
-    if (isCancelled() && error.isNull() && !output.isValid())
+    if (cancellationRequested() && error.isNull() && !output.isValid())
         error = TULOStoreError(TULOStoreErrorUserCancelled, request.url());
 
     OutputBlock block;

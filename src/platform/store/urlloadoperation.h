@@ -31,6 +31,8 @@ public:
     void setStorefrontSuffix(const QString &suffix);
     // Milliseconds; by default the client context's request timeout.
     void setTimeout(int milliseconds);
+    // An operation that runs this one as its child: cancelling it cancels this one too.
+    void setParentOperation(const std::weak_ptr<TULOOperation> &parent);
 
     // Called exactly once, on the running thread, unless cleared before the end.
     void setOutputBlock(OutputBlock block);
@@ -46,12 +48,15 @@ protected:
     void main() override;
 
 private:
+    bool cancellationRequested() const;
+
     mutable std::mutex m_mutex;
     TULOStoreRequest m_request;
     std::shared_ptr<TULODataConsumer> m_consumer;
     TULOClientContext m_context;
     QString m_storefrontSuffix;
     int m_timeout = -1;
+    std::weak_ptr<TULOOperation> m_parent;
     OutputBlock m_outputBlock;
     TULOUrlResponse m_response;
     QByteArray m_data;
