@@ -184,7 +184,8 @@ private Q_SLOTS:
     // Every key the framework's code asks for must have an English text.
     void everyKeyInTheCodeHasEnglishText()
     {
-        static const QRegularExpression quotedKey(QStringLiteral("\"([A-Z][A-Z0-9]*(?:_[A-Z0-9%@]+)+|YES|NO)\""));
+        // Upper-case quoted names are text keys, except the project's environment variables (QUILLON_*).
+        static const QRegularExpression quotedKey(QStringLiteral("\"((?!QUILLON_)[A-Z][A-Z0-9]*(?:_[A-Z0-9%@]+)+|YES|NO)\""));
         static const QRegularExpression notAText(QStringLiteral("getenv|qputenv|qEnvironmentVariable|QProcessEnvironment"));
         const TULOLocalizedStringDictionary english(QStringLiteral("en"));
         QStringList missing;

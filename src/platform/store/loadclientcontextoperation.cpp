@@ -5,7 +5,7 @@
 
 #include <QLocale>
 
-const char *const TULOStoreBagURLEnvironmentVariable = "QUILLON_STORE_BAG_URL"; // read with qEnvironmentVariable
+const char *const TULOStoreBagURLEnvironmentVariable = "QUILLON_STORE_BAG_URL";
 const char *const TULOStoreBagURLPreferencesKey = "StoreBagURL";
 const char *const TULOStorefrontSuffixPreferencesKey = "StorefrontSuffix";
 
