@@ -1,36 +1,29 @@
 #include "compose/tagdataconsumer.h"
 
-#include <QJsonDocument>
-#include <QJsonParseError>
 
-namespace {
-
-TULOError replyError(const QString &description)
+std::optional<QList<TULOTag>> TULOTagDataConsumer::tagsForData(const QByteArray &data, TULOError *error)
 {
-    // A reply that cannot be read is a failed request of the store.
-    return TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100, description);
+    const QVariant tags = objectForData(data, TULOUrlResponse(), error);
+    if (!tags.isValid())
+        return std::nullopt;
+    return tags.value<QList<TULOTag>>();
 }
 
-} // namespace
-
-std::optional<QList<TULOTag>> TULOTagDataConsumer::objectForData(const QByteArray &data, TULOError *error) const
+QVariant TULOTagDataConsumer::objectForData(const QByteArray &data, const TULOUrlResponse &response, TULOError *error)
 {
-    QJsonParseError parseError;
-    const QJsonDocument document = QJsonDocument::fromJson(data, &parseError);
-    if (parseError.error != QJsonParseError::NoError) {
-        TULOSetError(error, replyError(QStringLiteral("The tag lookup reply is not JSON: %1 at offset %2.")
-                                           .arg(parseError.errorString())
-                                           .arg(parseError.offset)));
-        return std::nullopt;
-    }
-    return tagsForObject(document.toVariant(), error);
+    const QVariant object = TULOProtocolDataConsumer::objectForData(data, response, error);
+    if (!object.isValid())
+        return QVariant();
+    const std::optional<QList<TULOTag>> tags = tagsForObject(object, error);
+    return tags ? QVariant::fromValue(*tags) : QVariant();
 }
 
 std::optional<QList<TULOTag>> TULOTagDataConsumer::tagsForObject(const QVariant &object, TULOError *error)
 {
     const QVariant list = object.typeId() == QMetaType::QVariantMap ? object.toMap().value(QStringLiteral("data")) : QVariant();
     if (list.typeId() != QMetaType::QVariantList) {
-        TULOSetError(error, replyError(QStringLiteral("The tag lookup reply has no \"data\" list.")));
+        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100,
+                                                       QStringLiteral("The tag lookup reply has no \"data\" list.")));
         return std::nullopt;
     }
     QList<TULOTag> tags;

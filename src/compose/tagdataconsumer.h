@@ -2,6 +2,7 @@
 
 #include "compose/tag.h"
 #include "platform/error.h"
+#include "platform/store/dataconsumer.h"
 
 #include <QByteArray>
 #include <QList>
@@ -11,12 +12,16 @@
 
 // Turns the body of a tag lookup reply into tags: a JSON object whose "data" value is a list
 // of tag dictionaries. Elements that are not dictionaries yield no tag and are skipped.
-class TULOTagDataConsumer
+class TULOTagDataConsumer : public TULOProtocolDataConsumer
 {
 public:
+    // As a store request's consumer: a QVariant holding QList<TULOTag>, or an invalid QVariant
+    // with the error written.
+    QVariant objectForData(const QByteArray &data, const TULOUrlResponse &response, TULOError *error) override;
+
     // The tags, or nothing when the body is not JSON or has no "data" list; `error` is written
     // only then.
-    std::optional<QList<TULOTag>> objectForData(const QByteArray &data, TULOError *error = nullptr) const;
+    std::optional<QList<TULOTag>> tagsForData(const QByteArray &data, TULOError *error = nullptr);
 
     // The same over an already decoded body.
     static std::optional<QList<TULOTag>> tagsForObject(const QVariant &object, TULOError *error = nullptr);

@@ -120,7 +120,7 @@ private Q_SLOTS:
         QFETCH(bool, ok);
         QFETCH(QStringList, identifiers);
         TULOError error;
-        const auto tags = TULOTagDataConsumer().objectForData(body, &error);
+        const auto tags = TULOTagDataConsumer().tagsForData(body, &error);
         QCOMPARE(tags.has_value(), ok);
         QCOMPARE(error.isNull(), ok);
         if (!ok) {
