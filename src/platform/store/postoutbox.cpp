@@ -428,7 +428,11 @@ void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploa
     multipart->setParent(reply);
     const QString key = e.idempotencyKey;
     connect(reply, &QNetworkReply::uploadProgress, this,
-            [this, key](qint64 sent, qint64 total) { Q_EMIT postUploadProgress(key, sent, total); });
+            [this, key](qint64 sent, qint64 total) {
+                // The reply signs off with (0, 0); to a host that would read as starting over.
+                if (total > 0)
+                    Q_EMIT postUploadProgress(key, sent, total);
+            });
     connect(reply, &QNetworkReply::finished, this, [this, key, reply] { finishAttempt(key, reply); });
 }
 
