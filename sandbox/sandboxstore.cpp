@@ -1,5 +1,7 @@
 #include "sandboxstore.h"
 #include "sandboxstore_p.h"
+#include "sandboxdownloads.h"
+#include "sandboxposts.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -154,6 +156,8 @@ void TULOSandboxStorePrivate::installRoutes()
     route("GET", "/catalog/lookup", bind(&Self::handleLookup));
     route("GET", "/search/tags", bind(&Self::handleTagSearch));
     route("GET", R"(/artwork/([A-Za-z0-9_-]{1,64})/(\d{1,6})x(\d{1,6})\.(png|jpg))", bind(&Self::handleArtwork));
+    posts = TULOSandboxPosts::install(this);
+    downloads = TULOSandboxDownloads::install(this);
 }
 
 QString TULOSandboxStorePrivate::base() const

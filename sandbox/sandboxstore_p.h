@@ -17,6 +17,9 @@
 #include <optional>
 #include <thread>
 
+class TULOSandboxPosts;
+class TULOSandboxDownloads;
+
 class TULOSandboxStorePrivate
 {
 public:
@@ -57,6 +60,8 @@ public:
     static void failure(httplib::Response &response, int status, const char *errorCode, const QString &message);
 
     std::unique_ptr<httplib::Server> server;
+    std::shared_ptr<TULOSandboxPosts> posts;
+    std::shared_ptr<TULOSandboxDownloads> downloads;
     std::thread thread;
     TULOSandboxDatabase database;
     std::unique_ptr<QTemporaryDir> temporaryDirectory;

@@ -4,6 +4,7 @@
 #include "platform/library/medialibraryindex_p.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -387,6 +388,36 @@ bool TULOMediaLibrary::isItemDownloadableFromStore(const TULOMediaLibraryItem &i
             return true;
     }
     return false;
+}
+
+bool TULOMediaLibrary::addDownloadedFile(const TULOMediaLibraryItemPtr &item, const QString &path, TULOError *error)
+{
+    const QFileInfo info(path);
+    if (!item || !info.isFile()) {
+        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), 4,
+                                      {{QString::fromLatin1(TULOFilePathErrorKey), path},
+                                       {QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                        QStringLiteral("The downloaded file is missing.")}}));
+        return false;
+    }
+    // Indexed as the scan would see it, so the next reload keeps this item object.
+    TULOMediaLibraryIndex::Row row;
+    row.path = info.absoluteFilePath();
+    row.size = info.size();
+    row.modified = info.lastModified().toMSecsSinceEpoch();
+    row.mediaType = mediaTypeForSuffix(info.suffix().toLower());
+    row.readable = TULOReadMediaFileTags(row.path, &row.tags);
+    if (!m_index->apply({row}, {}, error))
+        return false;
+    {
+        QMutexLocker lock(&m_mutex);
+        item->setFilePath(row.path);
+        item->setLibrary(this);
+        if (!m_items.contains(item))
+            m_items.append(item);
+    }
+    Q_EMIT libraryDidChange();
+    return true;
 }
 
 bool TULOMediaLibrary::removeItems(const QList<TULOMediaLibraryItemPtr> &items, TULOError *error)

@@ -63,6 +63,10 @@ public:
     // True for an item of this library that is in the store and has no local file.
     bool isItemDownloadableFromStore(const TULOMediaLibraryItem &item) const;
 
+    // Gives a store item the file its download delivered (a file under the music folder), so
+    // the item is local from now on and stays the same item across reloads.
+    bool addDownloadedFile(const TULOMediaLibraryItemPtr &item, const QString &path, TULOError *error = nullptr);
+
     // Removes the items from the library and deletes their files. Stops at the first file that
     // cannot be deleted; items removed before it stay removed.
     bool removeItems(const QList<TULOMediaLibraryItemPtr> &items, TULOError *error = nullptr);
