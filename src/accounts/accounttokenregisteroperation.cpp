@@ -49,9 +49,8 @@ QList<QPair<QString, QString>> TULOAccountTokenRegisterOperation::queryItems() c
     };
     add("accessToken", m_account.authenticationToken());
     add("accessTokenSecret", m_account.authenticationSecret());
-    add("userId", m_account.valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId)).typeId() == QMetaType::QString
-                      ? m_account.valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId)).toString()
-                      : QString());
+    const QVariant userId = m_account.valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId));
+    add("userId", userId.typeId() == QMetaType::QString ? userId.toString() : QString());
     add("pageAccessToken", m_externalDestination.pageAccessToken());
     add("pageId", m_account.preferredPageIdentifier());
     return items;

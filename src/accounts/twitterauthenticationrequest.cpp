@@ -214,8 +214,6 @@ void TULOTwitterAuthenticationRequest::authenticate(std::shared_ptr<Attempt> att
         TULOError transportError;
         if (reply->error() != QNetworkReply::NoError)
             transportError = TULONetworkError(reply->error(), reply->errorString(), request.url);
-        else if (!request.url.isValid() || request.url.isEmpty())
-            transportError = TULOStoreError(TULOStoreErrorRequestFailed);
         delete reply;
         const auto [account, error] = resultForReply(body, status, transportError, password);
         attempt->finish(account, error);
