@@ -158,6 +158,7 @@ void TULOSandboxStorePrivate::installRoutes()
     route("GET", R"(/artwork/([A-Za-z0-9_-]{1,64})/(\d{1,6})x(\d{1,6})\.(png|jpg))", bind(&Self::handleArtwork));
     posts = TULOSandboxPosts::install(this);
     downloads = TULOSandboxDownloads::install(this);
+    social.installRoutes(*this);
 }
 
 QString TULOSandboxStorePrivate::base() const
@@ -335,4 +336,9 @@ QString TULOSandboxStore::listenerAccountName()
 QString TULOSandboxStore::demoArtistIdentifier()
 {
     return QStringLiteral("1001");
+}
+
+TULOSandboxSocial *TULOSandboxStore::social() const
+{
+    return &d->social;
 }

@@ -2,6 +2,7 @@
 
 #include "sandboxdatabase.h"
 #include "sandboxfault.h"
+#include "sandboxsocial.h"
 
 #include <QJsonObject>
 #include <QList>
@@ -64,6 +65,7 @@ public:
     std::shared_ptr<TULOSandboxDownloads> downloads;
     std::thread thread;
     TULOSandboxDatabase database;
+    TULOSandboxSocial social;
     std::unique_ptr<QTemporaryDir> temporaryDirectory;
     QString dataDirectory;
     quint16 port = 0;
