@@ -162,13 +162,13 @@ QByteArray TULOImageCorpus::withPhoneMetadata(const QByteArray &bytes)
     xmp["Xmp.exif.DateTimeOriginal"] = "2024-06-21T22:14:05";
     xmp["Xmp.photoshop.City"] = city;
     xmp["Xmp.photoshop.Country"] = country;
-    xmp["Xmp.Iptc4xmpCore.Location"] = "Old Harbour";
+    xmp["Xmp.iptc.Location"] = sublocation;
 
     Exiv2::IptcData &iptc = image->iptcData();
     iptc["Iptc.Application2.Caption"] = caption;
     iptc["Iptc.Application2.City"] = city;
     iptc["Iptc.Application2.CountryName"] = country;
-    iptc["Iptc.Application2.SubLocation"] = "Old Harbour";
+    iptc["Iptc.Application2.SubLocation"] = sublocation;
 
     if (!image->iccProfileDefined()) {
         const QByteArray profile = sRgbProfile();

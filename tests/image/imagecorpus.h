@@ -12,6 +12,7 @@ public:
     // The place written into every photo; none of these may survive stripping.
     static constexpr const char *city = "Reykjavik";
     static constexpr const char *country = "Iceland";
+    static constexpr const char *sublocation = "Old Harbour";
     static constexpr const char *caption = "Harbour at dusk"; // not a place: stays
     static constexpr int orientation = 6; // rotated 90 degrees clockwise
 
