@@ -3,6 +3,7 @@
 
 #include <QImage>
 #include <QTest>
+#include <QtConcurrent>
 
 namespace {
 
@@ -84,10 +85,9 @@ private Q_SLOTS:
                      {QStringLiteral("Exif.GPSInfo."), QStringLiteral("Exif.Photo."),
                          QStringLiteral("Exif.Image.GPSTag"), QStringLiteral("Exif.Image.ExifTag")}),
             qPrintable(after.exifKeys.join(QLatin1Char(' '))));
-        QVERIFY2(
-            !anyStartsWith(after.xmpKeys,
-                {QStringLiteral("Xmp.exif."), QStringLiteral("Xmp.photoshop.City"),
-                    QStringLiteral("Xmp.photoshop.Country"), QStringLiteral("Xmp.iptc.Location")}),
+        QVERIFY2(!anyStartsWith(after.xmpKeys,
+                     {QStringLiteral("Xmp.exif."), QStringLiteral("Xmp.photoshop.City"),
+                         QStringLiteral("Xmp.photoshop.Country"), QStringLiteral("Xmp.iptc.Location")}),
             qPrintable(after.xmpKeys.join(QLatin1Char(' '))));
         QVERIFY2(
             !anyStartsWith(after.iptcKeys,
@@ -137,8 +137,10 @@ private Q_SLOTS:
     void jpegDataAfterTheImageAreLeftOut()
     {
         // Phones append previews and clips after the end of the image, with metadata of their own.
-        const QByteArray photo = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 120, 90));
-        const QByteArray trailer = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 16, 12));
+        const QByteArray photo
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 120, 90));
+        const QByteArray trailer
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 16, 12));
         TULOError error;
         const QByteArray stripped = TULOMetadataStripper::strippedImageData(photo + trailer, nullptr, &error);
         QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
@@ -146,6 +148,26 @@ private Q_SLOTS:
         QVERIFY(stripped.endsWith("\xFF\xD9"));
         QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(photo));
         QCOMPARE(QImage::fromData(stripped).size(), QSize(120, 90));
+    }
+
+    void stripsOnManyThreadsAtOnce()
+    {
+        // Attachments are prepared on queue threads, several at a time: no shared state may leak
+        // from one image into another.
+        QList<QByteArray> photos;
+        for (const char *format : {"jpeg", "png", "tiff", "webp"})
+            photos << TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage(format, 96, 64));
+        QList<QByteArray> expected;
+        for (const QByteArray &photo : std::as_const(photos))
+            expected << TULOMetadataStripper::strippedImageData(photo);
+        QList<QByteArray> inputs;
+        for (int round = 0; round < 8; ++round)
+            inputs += photos;
+        const QList<QByteArray> results = QtConcurrent::blockingMapped(
+            inputs, [](const QByteArray &photo) { return TULOMetadataStripper::strippedImageData(photo); });
+        QCOMPARE(results.size(), inputs.size());
+        for (qsizetype i = 0; i < results.size(); ++i)
+            QCOMPARE(results[i], expected[i % expected.size()]);
     }
 
     void badInputIsRefusedClearly_data()

@@ -5,7 +5,6 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QMimeDatabase>
-#include <QStandardPaths>
 #include <cstring>
 
 TULOPhotoLibraryService::TULOPhotoLibraryService(QObject *parent)
@@ -15,7 +14,7 @@ TULOPhotoLibraryService::TULOPhotoLibraryService(QObject *parent)
 
 QString TULOPhotoLibraryService::libraryPath() const
 {
-    return QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    return TULOPhotoLibrary::defaultLibraryPath();
 }
 
 bool TULOPhotoLibraryService::isAvailable() const
