@@ -213,6 +213,10 @@ QByteArray rewrittenMetadata(const QByteArray &data, TULOError *error)
             makeError(TULOImageMetadataErrorUnreadableImage,
                 text("The image cannot be read: %1").arg(QString::fromLocal8Bit(exception.what()))));
         return QByteArray();
+    } catch (...) {
+        TULOSetError(
+            error, makeError(TULOImageMetadataErrorUnreadableImage, text("The image cannot be read.")));
+        return QByteArray();
     }
 
     QByteArray result;
@@ -238,6 +242,10 @@ QByteArray rewrittenMetadata(const QByteArray &data, TULOError *error)
             makeError(TULOImageMetadataErrorWriteFailed,
                 text("The image's metadata cannot be removed: %1")
                     .arg(QString::fromLocal8Bit(exception.what()))));
+        return QByteArray();
+    } catch (...) {
+        TULOSetError(error,
+            makeError(TULOImageMetadataErrorWriteFailed, text("The image's metadata cannot be removed.")));
         return QByteArray();
     }
     if (result.isEmpty()) {
