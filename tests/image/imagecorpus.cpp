@@ -6,6 +6,7 @@
 #include <QImageWriter>
 #include <QPainter>
 #include <QtEndian>
+#include <zlib.h>
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations" // Exiv2 0.27's std::auto_ptr
@@ -173,11 +174,33 @@ QByteArray TULOImageCorpus::withPhoneMetadata(const QByteArray &bytes)
     if (!image->iccProfileDefined()) {
         const QByteArray profile = sRgbProfile();
         Exiv2::DataBuf icc(
-        reinterpret_cast<const Exiv2::byte *>(profile.constData()), static_cast<long>(profile.size()));
+            reinterpret_cast<const Exiv2::byte *>(profile.constData()), static_cast<long>(profile.size()));
         image->setIccProfile(icc);
     }
     image->writeMetadata();
     return contents(image->io());
+}
+
+QByteArray TULOImageCorpus::pngWithExifChunk(int width, int height)
+{
+    Exiv2::ExifData exif;
+    exif["Exif.Image.Orientation"] = uint16_t(orientation);
+    exif["Exif.Photo.UserComment"] = "charset=Ascii taken in Reykjavik";
+    exif["Exif.GPSInfo.GPSLatitudeRef"] = "N";
+    exif["Exif.GPSInfo.GPSLatitude"] = "64/1 8/1 4632/100";
+    Exiv2::Blob blob;
+    Exiv2::ExifParser::encode(blob, Exiv2::littleEndian, exif);
+    const QByteArray body(reinterpret_cast<const char *>(blob.data()), qsizetype(blob.size()));
+    QByteArray chunk(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(quint32(body.size()), chunk.data());
+    const QByteArray typed = QByteArray("eXIf") + body;
+    QByteArray crc(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(
+        quint32(crc32(0, reinterpret_cast<const Bytef *>(typed.constData()), uInt(typed.size()))),
+        crc.data());
+    QByteArray png = encodedImage("png", width, height);
+    // After IHDR (8 signature bytes + 25 bytes of IHDR chunk).
+    return png.insert(33, chunk + typed + crc);
 }
 
 TULOImageCorpus::Metadata TULOImageCorpus::readMetadata(const QByteArray &bytes)

@@ -21,6 +21,8 @@ public:
     // `image` with GPS, Exif, orientation, XMP, IPTC and an sRGB ICC profile added.
     static QByteArray withPhoneMetadata(const QByteArray &image);
     static QByteArray sRgbProfile();
+    // A PNG with GPS in an eXIf chunk, as newer cameras and editors write it.
+    static QByteArray pngWithExifChunk(int width, int height);
 
     struct Metadata
     {

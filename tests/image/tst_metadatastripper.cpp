@@ -150,6 +150,22 @@ private Q_SLOTS:
         QCOMPARE(QImage::fromData(stripped).size(), QSize(120, 90));
     }
 
+    void pngExifChunkLosesItsLocation()
+    {
+        const QByteArray png = TULOImageCorpus::pngWithExifChunk(64, 48);
+        QCOMPARE(TULOImageCorpus::readMetadata(png).orientation, long(TULOImageCorpus::orientation));
+        QVERIFY(png.contains(TULOImageCorpus::city));
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(png, nullptr, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        QVERIFY(!stripped.contains(TULOImageCorpus::city));
+        const TULOImageCorpus::Metadata after = TULOImageCorpus::readMetadata(stripped);
+        QVERIFY(
+            !anyStartsWith(after.exifKeys, {QStringLiteral("Exif.GPSInfo."), QStringLiteral("Exif.Photo.")}));
+        QCOMPARE(after.orientation, long(TULOImageCorpus::orientation));
+        QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(png));
+    }
+
     void stripsOnManyThreadsAtOnce()
     {
         // Attachments are prepared on queue threads, several at a time: no shared state may leak
