@@ -206,6 +206,7 @@ void TULOAccountStore::updateAccountInfoWithServiceIdentifier(
             store->applyAccountInfo(serviceIdentifier, account, error);
             if (then)
                 then(store);
+            Q_EMIT store->accountInfoRequestDidFinish(serviceIdentifier, error);
         });
     });
     enqueue(request);
@@ -222,7 +223,6 @@ void TULOAccountStore::applyAccountInfo(
             removeAccount(*current);
         }
     }
-    Q_EMIT accountInfoRequestDidFinish(serviceIdentifier, error);
 }
 
 void TULOAccountStore::requestAccessToAccountForServiceIdentifier(const QString &serviceIdentifier,
