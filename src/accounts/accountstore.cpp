@@ -19,6 +19,7 @@
 #include "platform/preferences.h"
 #include "platform/ui/navigationcontroller.h"
 
+#include <QCoreApplication>
 #include <QThreadPool>
 
 const char *const TULOAccountStoreDidChangeNotification = "TULOAccountStoreDidChangeNotification";
@@ -49,6 +50,11 @@ TULOAccountStore::TULOAccountStore(const TULOPostAuthor &author, const TULOClien
     , m_operationQueue(std::make_shared<TULOOperationQueue>(QStringLiteral("com.vantor.Quillon.accountStore")))
 {
     m_operationQueue->setMaxConcurrentOperationCount(1);
+    // Results are applied on the main thread; a store made on a worker belongs there too, so
+    // that deleteLater() ends it where its weak references are checked.
+    QCoreApplication *application = QCoreApplication::instance();
+    if (application && !parent && thread() != application->thread())
+        moveToThread(application->thread());
     updateAccountInfoWithServiceIdentifier(QString::fromLatin1(TULOServiceIdentifierFacebook));
     // Linux desktops have no system-wide account store whose changes could concern us, so
     // there is nothing to observe here; every change goes through this class and notifies.

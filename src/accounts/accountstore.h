@@ -47,9 +47,10 @@ enum TULOAccountCredentialRenewalResult : qint64 {
 // application preferences.
 //
 // Server requests run one at a time, in order, on the store's own queue; their results reach
-// the store on the main thread. Callbacks that outlive a call hold the store weakly. Create and
-// destroy a store on the main thread; renewCredentialsForAccount and
-// registerExternalDestination may be called from workers, and block only them.
+// the store on the main thread. Callbacks that outlive a call hold the store weakly. Destroy a
+// store on the main thread (a store made on a worker moves there; end it with deleteLater());
+// renewCredentialsForAccount and registerExternalDestination may be called from workers, and
+// block only them.
 class TULOAccountStore : public QObject
 {
     Q_OBJECT
