@@ -3,6 +3,7 @@
 #include "accounts/accountdatabase.h"
 #include "accounts/accountentity.h"
 #include "accounts/accountinforequestoperation.h"
+#include "accounts/accountstoretokenrefresh.h"
 #include "accounts/accounttokenregisteroperation.h"
 #include "accounts/accountunlinkrequestoperation.h"
 #include "accounts/facebookauthenticationwebviewcontroller.h"
@@ -50,6 +51,7 @@ TULOAccountStore::TULOAccountStore(const TULOPostAuthor &author, const TULOClien
     , m_operationQueue(std::make_shared<TULOOperationQueue>(QStringLiteral("com.vantor.Quillon.accountStore")))
 {
     m_operationQueue->setMaxConcurrentOperationCount(1);
+    TULOAccountStoreTokenRefresh::installAccountStoreFactory();
     // Results are applied on the main thread; a store made on a worker belongs there too, so
     // that deleteLater() ends it where its weak references are checked.
     QCoreApplication *application = QCoreApplication::instance();
