@@ -1,0 +1,396 @@
+// quillon accounts: lists, links, switches and unlinks the social accounts of one author,
+// through the same account store, database and credential store the screens use.
+
+#include "accountspassword.h"
+#include "command.h"
+
+#include "accounts/accountstore.h"
+#include "accounts/serviceidentifier.h"
+#include "platform/dispatch.h"
+#include "platform/operationqueue.h"
+#include "platform/store/authenticaterequest.h"
+#include "platform/store/authorpermissionsoperation.h"
+#include "sandboxstore.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStandardPaths>
+#include <QTextStream>
+
+#include <memory>
+
+static const QString TULOAccountsCommandName = QStringLiteral("accounts");
+
+static int TULOAccountsFail(const QString &message, int exitCode = 1)
+{
+    return TULOCommandFail(TULOAccountsCommandName, message, exitCode);
+}
+
+// Keeps the main thread's event loop turning until `done` is set from a callback there.
+static void TULOAccountsWaitFor(const bool &done)
+{
+    while (!done)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents);
+}
+
+static QString TULOAccountsServiceArgument(const QString &argument, QString *error)
+{
+    const QString service = argument.toLower();
+    if (service == QLatin1String(TULOServiceIdentifierFacebook) || service == QLatin1String(TULOServiceIdentifierTwitter))
+        return service;
+    *error = argument.isEmpty() ? QStringLiteral("name a service: facebook or twitter")
+                                : QStringLiteral("unknown service '%1' (facebook or twitter)").arg(argument);
+    return QString();
+}
+
+// The store, the signed-in store account and the author the command works for.
+class TULOAccountsSession
+{
+public:
+    bool open(const QCommandLineParser &options, QString *error)
+    {
+        if (!startStore(options.value(QStringLiteral("store")), error))
+            return false;
+        if (!signIn(options.value(QStringLiteral("store-account")), error))
+            return false;
+        return chooseAuthor(options.value(QStringLiteral("as")), error);
+    }
+
+    TULOClientContext context() const { return m_context; }
+    TULOPostAuthor author() const { return m_author; }
+
+private:
+    bool startStore(const QString &bagURL, QString *error)
+    {
+        if (!bagURL.isEmpty()) {
+            const QUrl url = QUrl::fromUserInput(bagURL);
+            if (!url.isValid() || url.scheme().isEmpty()) {
+                *error = QStringLiteral("'%1' is not a URL bag address").arg(bagURL);
+                return false;
+            }
+            m_context = TULOClientContext(url);
+        } else {
+            // The embedded sandbox keeps its data between runs, as the local account file does.
+            const QString data = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
+                                     .filePath(QStringLiteral("com.vantor.Quillon/Sandbox"));
+            m_sandbox = std::make_unique<TULOSandboxStore>();
+            QString reason;
+            if (!m_sandbox->start(data, 0, &reason)) {
+                *error = QStringLiteral("could not start the sandbox store: %1").arg(reason);
+                return false;
+            }
+            m_context = TULOClientContext(m_sandbox->bagUrl());
+        }
+        TULOClientContext::setDefaultContext(m_context);
+        return true;
+    }
+
+    bool signIn(const QString &requestedAccount, QString *error)
+    {
+        QString accountName = requestedAccount;
+        QString password;
+        if (m_sandbox) {
+            if (accountName.isEmpty())
+                accountName = TULOSandboxStore::demoAccountName();
+            password = TULOSandboxStore::demoPassword();
+        } else {
+            if (accountName.isEmpty()) {
+                *error = QStringLiteral("--store-account NAME is needed with --store");
+                return false;
+            }
+            password = qEnvironmentVariable("QUILLON_STORE_PASSWORD");
+        }
+        TULOAuthenticationContext authentication;
+        authentication.setAccountName(accountName);
+        authentication.setPromptStyle(TULOAuthenticationContext::PromptStyleAllowed);
+        authentication.setPromptHandler([accountName, password](const QString &, const TULOError &previous)
+                                            -> std::optional<TULOAuthenticationPromptReply> {
+            if (!previous.isNull())
+                return std::nullopt; // the store refused these credentials; do not loop
+            QString secret = password;
+            if (secret.isEmpty()) {
+                const std::optional<QString> typed
+                    = TULOAccountsReadSecret(QStringLiteral("Store password for %1: ").arg(accountName));
+                if (!typed)
+                    return std::nullopt;
+                secret = *typed;
+            }
+            return TULOAuthenticationPromptReply{accountName, secret, false};
+        });
+        bool done = false;
+        TULOError failure;
+        TULOAuthenticateRequest(authentication, m_context)
+            .startWithResponseBlock([&](const std::optional<TULOStoreAccount> &account, const TULOError &signInError) {
+                TULODispatchMain([&, signedIn = account.has_value(), signInError] {
+                    failure = signedIn ? TULOError() : signInError;
+                    done = true;
+                });
+            });
+        TULOAccountsWaitFor(done);
+        if (!failure.isNull()) {
+            *error = QStringLiteral("could not sign in to the store as %1: %2")
+                         .arg(accountName, failure.localizedDescription());
+            return false;
+        }
+        return true;
+    }
+
+    bool chooseAuthor(const QString &authorID, QString *error)
+    {
+        auto operation = std::make_shared<TULOAuthorPermissionsOperation>(m_context);
+        bool done = false;
+        QList<TULOPostAuthor> authors;
+        TULOError failure;
+        operation->setOutputBlock([&](const QList<TULOPostAuthor> &found, const TULOError &loadError) {
+            TULODispatchMain([&, found, loadError] {
+                authors = found;
+                failure = loadError;
+                done = true;
+            });
+        });
+        TULOOperationQueue queue(QStringLiteral("com.vantor.Quillon.accounts"));
+        queue.addOperation(operation);
+        TULOAccountsWaitFor(done);
+        if (!failure.isNull()) {
+            *error = QStringLiteral("could not load the authors: %1").arg(failure.localizedDescription());
+            return false;
+        }
+        if (authors.isEmpty()) {
+            *error = QStringLiteral("this store account may not post as anyone");
+            return false;
+        }
+        if (authorID.isEmpty()) {
+            m_author = authors.first();
+            return true;
+        }
+        QStringList known;
+        for (const TULOPostAuthor &author : std::as_const(authors)) {
+            if (author.identifier() == authorID) {
+                m_author = author;
+                return true;
+            }
+            known << QStringLiteral("%1 (%2, %3)").arg(author.identifier(), author.name(), author.authorType());
+        }
+        *error = QStringLiteral("no author %1; this account may post as: %2").arg(authorID, known.join(QStringLiteral(", ")));
+        return false;
+    }
+
+    std::unique_ptr<TULOSandboxStore> m_sandbox;
+    TULOClientContext m_context;
+    TULOPostAuthor m_author;
+};
+
+static QJsonObject TULOAccountsJson(const TULOAccountStore &store, const QString &service)
+{
+    QJsonObject entry{{QStringLiteral("service"), service}};
+    const std::optional<TULOAccount> account = store.accountForServiceIdentifier(service);
+    entry.insert(QStringLiteral("linked"), account.has_value());
+    entry.insert(QStringLiteral("enabled"), store.isAccountEnabledForServiceIdentifier(service));
+    if (!account)
+        return entry;
+    entry.insert(QStringLiteral("userName"), account->userName());
+    entry.insert(QStringLiteral("fullName"), account->fullName());
+    const QString userId = account->valueForProperty(QString::fromLatin1(TULOAccountPropertyUserId)).toString();
+    if (!userId.isNull())
+        entry.insert(QStringLiteral("userId"), userId);
+    if (service == QLatin1String(TULOServiceIdentifierFacebook)) {
+        QJsonArray pages;
+        for (const TULOFacebookPage &page : account->pages())
+            pages.append(QJsonObject{{QStringLiteral("id"), page.identifier()}, {QStringLiteral("name"), page.name()}});
+        entry.insert(QStringLiteral("pages"), pages);
+        if (!account->preferredPageIdentifier().isNull())
+            entry.insert(QStringLiteral("preferredPageIdentifier"), account->preferredPageIdentifier());
+        entry.insert(QStringLiteral("destination"),
+            store.preferredFacebookAutopostingDestination() == TULOFacebookAutopostingDestinationPreferredPage
+                ? QStringLiteral("page")
+                : QStringLiteral("profile"));
+    }
+    return entry;
+}
+
+static int TULOAccountsList(TULOAccountStore &store, const TULOError &facebookError, bool json)
+{
+    const QStringList services{QString::fromLatin1(TULOServiceIdentifierFacebook),
+                               QString::fromLatin1(TULOServiceIdentifierTwitter)};
+    QTextStream out(stdout);
+    const TULOPostAuthor author = store.author();
+    if (json) {
+        QJsonArray accounts;
+        for (const QString &service : services)
+            accounts.append(TULOAccountsJson(store, service));
+        QJsonObject document{
+            {QStringLiteral("author"), QJsonObject{{QStringLiteral("id"), author.identifier()},
+                                                  {QStringLiteral("name"), author.name()},
+                                                  {QStringLiteral("type"), author.authorType()}}},
+            {QStringLiteral("accounts"), accounts}};
+        if (!facebookError.isNull())
+            document.insert(QStringLiteral("facebookError"), facebookError.localizedDescription());
+        out << QJsonDocument(document).toJson(QJsonDocument::Indented);
+        return 0;
+    }
+    out << "Accounts of " << author.name() << " (" << author.authorType() << ' ' << author.identifier() << ")\n";
+    for (const QString &service : services) {
+        const QJsonObject entry = TULOAccountsJson(store, service);
+        out << "  " << service.leftJustified(9);
+        if (!entry.value(QStringLiteral("linked")).toBool()) {
+            out << "not linked\n";
+            continue;
+        }
+        out << entry.value(QStringLiteral("userName")).toString();
+        const QString fullName = entry.value(QStringLiteral("fullName")).toString();
+        if (fullName != entry.value(QStringLiteral("userName")).toString())
+            out << " (" << fullName << ')';
+        out << ", autoposting " << (entry.value(QStringLiteral("enabled")).toBool() ? "on" : "off");
+        if (entry.contains(QStringLiteral("destination")))
+            out << ", posts to the " << entry.value(QStringLiteral("destination")).toString();
+        out << '\n';
+        const QString preferred = entry.value(QStringLiteral("preferredPageIdentifier")).toString();
+        for (const QJsonValue page : entry.value(QStringLiteral("pages")).toArray()) {
+            const QString id = page.toObject().value(QStringLiteral("id")).toString();
+            out << "           page " << id << ' ' << page.toObject().value(QStringLiteral("name")).toString()
+                << (id == preferred ? " (preferred)\n" : "\n");
+        }
+    }
+    if (!facebookError.isNull())
+        out << "  (the store did not answer for facebook: " << facebookError.localizedDescription() << ")\n";
+    return 0;
+}
+
+static int TULOAccountsSwitch(TULOAccountStore &store, const QString &service, bool enabled)
+{
+    if (enabled && !store.accountForServiceIdentifier(service))
+        return TULOAccountsFail(QStringLiteral("no %1 account is linked for %2; link one first").arg(service, store.author().name()));
+    store.setAccountEnabled(enabled, service);
+    QTextStream(stdout) << service << ": autoposting " << (store.isAccountEnabledForServiceIdentifier(service) ? "on" : "off") << '\n';
+    return 0;
+}
+
+static int TULOAccountsLinkTwitter(TULOAccountStore &store, const QString &userName)
+{
+    if (userName.isEmpty())
+        return TULOAccountsFail(QStringLiteral("link twitter needs --user NAME"), 2);
+    const std::optional<QString> password = TULOAccountsReadSecret(QStringLiteral("Twitter password for %1: ").arg(userName));
+    if (!password || password->isEmpty())
+        return TULOAccountsFail(QStringLiteral("no password given"));
+    bool done = false;
+    std::optional<TULOAccount> verified;
+    TULOError failure;
+    store.verifyUserName(userName, *password, QString::fromLatin1(TULOServiceIdentifierTwitter),
+        [&](const std::optional<TULOAccount> &account, const TULOError &error) {
+            TULODispatchMain([&, account, error] {
+                verified = account;
+                failure = error;
+                done = true;
+            });
+        });
+    TULOAccountsWaitFor(done);
+    if (!verified)
+        return TULOAccountsFail(QStringLiteral("Twitter refused %1: %2").arg(userName, failure.localizedDescription()));
+    TULOError saveError;
+    if (!store.saveAccount(*verified, &saveError))
+        return TULOAccountsFail(QStringLiteral("could not keep the account: %1").arg(saveError.localizedDescription()));
+    store.setAccountEnabled(true, verified->serviceIdentifier());
+    QTextStream(stdout) << "twitter: linked " << verified->userName() << ", autoposting on\n";
+    return 0;
+}
+
+static int TULOAccountsUnlink(TULOAccountStore &store, const QString &service)
+{
+    const std::optional<TULOAccount> account = store.accountForServiceIdentifier(service);
+    if (!account)
+        return TULOAccountsFail(QStringLiteral("no %1 account is linked for %2").arg(service, store.author().name()));
+    bool done = false;
+    bool unlinked = false;
+    TULOError failure;
+    store.unlinkAccount(*account, [&](bool success, const TULOError &error) {
+        unlinked = success;
+        failure = error;
+        done = true;
+    });
+    TULOAccountsWaitFor(done);
+    if (!unlinked) {
+        return TULOAccountsFail(QStringLiteral("the store did not unlink %1 (%2); the account is kept")
+                                    .arg(account->userName(), failure.isNull() ? QStringLiteral("refused") : failure.localizedDescription()));
+    }
+    QTextStream(stdout) << service << ": unlinked " << account->userName() << '\n';
+    return 0;
+}
+
+int TULOAccountsLinkFacebook(TULOAccountStore &store);
+
+static int TULOAccountsRun(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Lists and changes the linked social accounts of an author.\n\n"
+        "  list [--json]             the accounts, their autoposting switches and Facebook pages\n"
+        "  link twitter --user NAME  signs in; the password is read from the terminal, or from\n"
+        "                            the first line of standard input when that is not a terminal\n"
+        "  link facebook             opens the Facebook sign-in screen (needs a display)\n"
+        "  enable SERVICE            turns autoposting on (SERVICE: facebook or twitter)\n"
+        "  disable SERVICE           turns autoposting off\n"
+        "  unlink SERVICE            asks the store to unlink the account, then forgets it"));
+    parser.addHelpOption();
+    parser.addOptions({
+        {QStringLiteral("as"), QStringLiteral("The author to work for (default: the store account itself)."), QStringLiteral("AUTHOR_ID")},
+        {QStringLiteral("store"), QStringLiteral("The store's URL bag (default: the embedded sandbox store)."), QStringLiteral("BAG_URL")},
+        {QStringLiteral("store-account"), QStringLiteral("Store account to sign in with (QUILLON_STORE_PASSWORD or a prompt gives its password)."), QStringLiteral("NAME")},
+        {QStringLiteral("user"), QStringLiteral("Twitter user name for 'link twitter'."), QStringLiteral("NAME")},
+        {QStringLiteral("json"), QStringLiteral("'list' prints JSON.")},
+    });
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("list, link, enable, disable or unlink"));
+    if (!parser.parse(QStringList{QStringLiteral("quillon accounts")} + arguments))
+        return TULOAccountsFail(parser.errorText(), 2);
+    if (parser.isSet(QStringLiteral("help"))) {
+        QTextStream(stdout) << parser.helpText();
+        return 0;
+    }
+    const QStringList positional = parser.positionalArguments();
+    const QString verb = positional.value(0, QStringLiteral("list"));
+    const QStringList known{QStringLiteral("list"), QStringLiteral("link"), QStringLiteral("enable"),
+                            QStringLiteral("disable"), QStringLiteral("unlink")};
+    if (!known.contains(verb))
+        return TULOAccountsFail(QStringLiteral("unknown command '%1' (%2)").arg(verb, known.join(QStringLiteral(", "))), 2);
+    QString service;
+    if (verb != QLatin1String("list")) {
+        QString problem;
+        service = TULOAccountsServiceArgument(positional.value(1), &problem);
+        if (service.isEmpty())
+            return TULOAccountsFail(problem, 2);
+    }
+    if (positional.size() > (verb == QLatin1String("list") ? 1 : 2))
+        return TULOAccountsFail(QStringLiteral("unexpected argument '%1'").arg(positional.last()), 2);
+
+    TULOAccountsSession session;
+    QString problem;
+    if (!session.open(parser, &problem))
+        return TULOAccountsFail(problem);
+
+    TULOAccountStore store(session.author(), session.context());
+    // The Facebook account arrives from the store shortly after the account store is made.
+    bool infoDone = false;
+    TULOError facebookError;
+    QObject::connect(&store, &TULOAccountStore::accountInfoRequestDidFinish, &store,
+                     [&](const QString &, const TULOError &error) {
+                         facebookError = error;
+                         infoDone = true;
+                     });
+    TULOAccountsWaitFor(infoDone);
+
+    if (verb == QLatin1String("list"))
+        return TULOAccountsList(store, facebookError, parser.isSet(QStringLiteral("json")));
+    if (verb == QLatin1String("enable") || verb == QLatin1String("disable"))
+        return TULOAccountsSwitch(store, service, verb == QLatin1String("enable"));
+    if (verb == QLatin1String("unlink"))
+        return TULOAccountsUnlink(store, service);
+    if (service == QLatin1String(TULOServiceIdentifierTwitter))
+        return TULOAccountsLinkTwitter(store, parser.value(QStringLiteral("user")));
+    return TULOAccountsLinkFacebook(store);
+}
+
+static TULOCommandRegistration registration({TULOAccountsCommandName,
+    QStringLiteral("list, link, switch and unlink an author's Facebook and Twitter accounts"), TULOAccountsRun});
