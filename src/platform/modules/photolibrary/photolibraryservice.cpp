@@ -1,10 +1,11 @@
 #include "photolibraryservice.h"
 
+#include "platform/library/photolibrary.h"
+
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QMimeDatabase>
 #include <QStandardPaths>
-
 #include <cstring>
 
 TULOPhotoLibraryService::TULOPhotoLibraryService(QObject *parent)
@@ -44,5 +45,9 @@ extern "C" Q_DECL_EXPORT const QMetaObject *TULOModuleClassNamed(const char *nam
 {
     if (name && std::strcmp(name, "TULOPhotoLibraryService") == 0)
         return &TULOPhotoLibraryService::staticMetaObject;
+    // The library itself lives in Quillon, which is loaded before any module: the module is
+    // the switch that makes it reachable, so that without the module no asset is resolved.
+    if (name && std::strcmp(name, "TULOPhotoLibrary") == 0)
+        return &TULOPhotoLibrary::staticMetaObject;
     return nullptr;
 }

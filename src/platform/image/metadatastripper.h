@@ -1,0 +1,36 @@
+#pragma once
+
+#include "platform/error.h"
+
+#include <QByteArray>
+#include <QString>
+
+// Errors of metadata removal. A platform domain: passed on unchanged by the callers.
+extern const char *const TULOImageMetadataErrorDomain;
+
+enum TULOImageMetadataError {
+    TULOImageMetadataErrorUnreadableImage = 1, // empty, truncated or not an image at all
+    TULOImageMetadataErrorUnsupportedType = 2, // a format whose metadata cannot be rewritten in place
+    TULOImageMetadataErrorWriteFailed = 3, // the image was read but could not be written back
+};
+
+// Removes what a photo tells about where and when it was taken, without touching the pixels:
+// the Exif sub-IFD (with its maker notes and interoperability IFD), the GPS IFD, the Exif and
+// location properties of XMP and the location datasets of IPTC; the raw XMP packet is rebuilt
+// from what is left. IFD0 (Orientation above all) and the ICC profile stay, so photos are not
+// turned sideways or shifted in colour. The compressed image data are copied byte for byte.
+//
+// JPEG, PNG, TIFF and WebP are supported. Any other format (HEIC above all) is refused with
+// a clear error rather than passed on with its metadata. Thread-safe.
+class TULOMetadataStripper
+{
+public:
+    // The image in `data` without its private metadata; a null array on failure, with `error`
+    // set. `typeIdentifier` receives the image's own type ("image/jpeg", ...), which may differ
+    // from what a file name claimed.
+    static QByteArray strippedImageData(
+        const QByteArray &data, QString *typeIdentifier = nullptr, TULOError *error = nullptr);
+
+    // The type identifier of the image in `data` when its metadata can be removed, else null.
+    static QString supportedTypeForData(const QByteArray &data);
+};

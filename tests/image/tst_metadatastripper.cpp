@@ -1,0 +1,197 @@
+#include "imagecorpus.h"
+#include "platform/image/metadatastripper.h"
+
+#include <QImage>
+#include <QTest>
+
+namespace {
+
+bool anyStartsWith(const QStringList &keys, const QStringList &prefixes)
+{
+    for (const QString &key : keys) {
+        for (const QString &prefix : prefixes) {
+            if (key.startsWith(prefix))
+                return true;
+        }
+    }
+    return false;
+}
+
+QByteArray heicHeader()
+{
+    // An ISO base media file as a phone writes HEIC: an 'ftyp' box with brand 'heic'.
+    QByteArray box("\x00\x00\x00\x18"
+                   "ftyp"
+                   "heic"
+                   "\x00\x00\x00\x00"
+                   "mif1"
+                   "heic",
+        24);
+    return box
+        + QByteArray("\x00\x00\x00\x08"
+                     "meta",
+            8)
+        + QByteArray(64, '\0');
+}
+
+} // namespace
+
+class TestMetadataStripper : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void photoLosesLocationKeepsOrientationProfileAndPixels_data()
+    {
+        QTest::addColumn<QByteArray>("format");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<bool>("carriesIptc"); // WebP has no place for IPTC
+        QTest::addRow("jpeg") << QByteArray("jpeg") << QStringLiteral("image/jpeg") << true;
+        QTest::addRow("png") << QByteArray("png") << QStringLiteral("image/png") << true;
+        QTest::addRow("tiff") << QByteArray("tiff") << QStringLiteral("image/tiff") << true;
+        QTest::addRow("webp") << QByteArray("webp") << QStringLiteral("image/webp") << false;
+    }
+    void photoLosesLocationKeepsOrientationProfileAndPixels()
+    {
+        QFETCH(QByteArray, format);
+        QFETCH(QString, type);
+        QFETCH(bool, carriesIptc);
+        const QByteArray plain = TULOImageCorpus::encodedImage(format.constData(), 320, 240);
+        QVERIFY2(!plain.isEmpty(), "Qt cannot encode this format");
+        const QByteArray photo = TULOImageCorpus::withPhoneMetadata(plain);
+
+        // The corpus must really carry what is to be removed, or the test proves nothing.
+        const TULOImageCorpus::Metadata before = TULOImageCorpus::readMetadata(photo);
+        QVERIFY(before.readable);
+        QVERIFY(anyStartsWith(before.exifKeys, {QStringLiteral("Exif.GPSInfo.")}));
+        QVERIFY(anyStartsWith(before.exifKeys, {QStringLiteral("Exif.Photo.")}));
+        QVERIFY(anyStartsWith(before.xmpKeys, {QStringLiteral("Xmp.exif.GPS")}));
+        QCOMPARE(before.iptcKeys.contains(QStringLiteral("Iptc.Application2.City")), carriesIptc);
+        QVERIFY(photo.contains(TULOImageCorpus::city));
+        QCOMPARE(before.orientation, long(TULOImageCorpus::orientation));
+        QCOMPARE(before.iccProfile, TULOImageCorpus::sRgbProfile());
+
+        QString strippedType;
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(photo, &strippedType, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        QVERIFY(error.isNull());
+        QCOMPARE(strippedType, type);
+
+        const TULOImageCorpus::Metadata after = TULOImageCorpus::readMetadata(stripped);
+        QVERIFY(after.readable);
+        QVERIFY2(!anyStartsWith(after.exifKeys,
+                     {QStringLiteral("Exif.GPSInfo."), QStringLiteral("Exif.Photo."),
+                         QStringLiteral("Exif.Image.GPSTag"), QStringLiteral("Exif.Image.ExifTag")}),
+            qPrintable(after.exifKeys.join(QLatin1Char(' '))));
+        QVERIFY2(
+            !anyStartsWith(after.xmpKeys,
+                {QStringLiteral("Xmp.exif."), QStringLiteral("Xmp.photoshop.City"),
+                    QStringLiteral("Xmp.photoshop.Country"), QStringLiteral("Xmp.Iptc4xmpCore.Location")}),
+            qPrintable(after.xmpKeys.join(QLatin1Char(' '))));
+        QVERIFY2(
+            !anyStartsWith(after.iptcKeys,
+                {QStringLiteral("Iptc.Application2.City"), QStringLiteral("Iptc.Application2.CountryName"),
+                    QStringLiteral("Iptc.Application2.SubLocation")}),
+            qPrintable(after.iptcKeys.join(QLatin1Char(' '))));
+        // Nothing of the place may hide anywhere in the file, a stale XMP packet included.
+        QVERIFY(!stripped.contains(TULOImageCorpus::city));
+        QVERIFY(!stripped.contains(TULOImageCorpus::country));
+        QVERIFY(!stripped.contains("GPSLatitude"));
+        QVERIFY(!stripped.contains("SN-0042-7781"));
+
+        QCOMPARE(after.orientation, long(TULOImageCorpus::orientation));
+        QVERIFY(after.exifKeys.contains(QStringLiteral("Exif.Image.Make")));
+        QCOMPARE(after.iccProfile, TULOImageCorpus::sRgbProfile());
+        QVERIFY(after.xmpTitle.contains(QLatin1String(TULOImageCorpus::caption)));
+        if (carriesIptc)
+            QCOMPARE(after.iptcCaption, QString::fromLatin1(TULOImageCorpus::caption));
+
+        const QByteArray compressed = TULOImageCorpus::compressedData(photo);
+        QVERIFY(!compressed.isEmpty());
+        QCOMPARE(TULOImageCorpus::compressedData(stripped), compressed);
+        QCOMPARE(QImage::fromData(stripped).size(), QSize(320, 240));
+    }
+
+    void imageWithoutMetadataComesBackWhole_data()
+    {
+        QTest::addColumn<QByteArray>("format");
+        QTest::addRow("jpeg") << QByteArray("jpeg");
+        QTest::addRow("png") << QByteArray("png");
+        QTest::addRow("tiff") << QByteArray("tiff");
+        QTest::addRow("webp") << QByteArray("webp");
+    }
+    void imageWithoutMetadataComesBackWhole()
+    {
+        QFETCH(QByteArray, format);
+        const QByteArray plain = TULOImageCorpus::encodedImage(format.constData(), 64, 48);
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(plain, nullptr, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(plain));
+        const QImage decodedBefore = QImage::fromData(plain);
+        QCOMPARE(QImage::fromData(stripped), decodedBefore);
+    }
+
+    void badInputIsRefusedClearly_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("mentions");
+        const QByteArray jpeg
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 200, 150));
+        const QByteArray png
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("png", 200, 150));
+        QTest::addRow("empty") << QByteArray() << int(TULOImageMetadataErrorUnreadableImage)
+                               << QStringLiteral("empty");
+        QTest::addRow("text file") << QByteArray("just some words, not a picture\n")
+                                   << int(TULOImageMetadataErrorUnreadableImage)
+                                   << QStringLiteral("not an image");
+        QTest::addRow("jpeg cut off in the scan")
+            << jpeg.left(jpeg.size() - 200) << int(TULOImageMetadataErrorUnreadableImage)
+            << QStringLiteral("incomplete");
+        QTest::addRow("jpeg cut off in the header")
+            << jpeg.left(40) << int(TULOImageMetadataErrorUnreadableImage) << QStringLiteral("image");
+        QTest::addRow("png cut off") << png.left(png.size() / 2) << int(TULOImageMetadataErrorUnreadableImage)
+                                     << QStringLiteral("incomplete");
+        QTest::addRow("heic") << heicHeader() << int(TULOImageMetadataErrorUnsupportedType)
+                              << QStringLiteral("HEIC");
+        QTest::addRow("gif") << QByteArray("GIF89a\x01\x00\x01\x00\x00\x00\x00;", 14)
+                             << int(TULOImageMetadataErrorUnsupportedType) << QStringLiteral("GIF");
+    }
+    void badInputIsRefusedClearly()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(int, code);
+        QFETCH(QString, mentions);
+        QString type = QStringLiteral("untouched");
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(data, &type, &error);
+        QVERIFY(stripped.isNull());
+        QCOMPARE(error.domain(), QString::fromLatin1(TULOImageMetadataErrorDomain));
+        QCOMPARE(error.code(), qint64(code));
+        QVERIFY2(error.localizedDescription().contains(mentions, Qt::CaseInsensitive),
+            qPrintable(error.localizedDescription()));
+        QCOMPARE(type, QStringLiteral("untouched"));
+    }
+
+    void supportedTypesComeFromTheBytes_data()
+    {
+        QTest::addColumn<QByteArray>("data");
+        QTest::addColumn<QString>("type");
+        QTest::addRow("jpeg") << TULOImageCorpus::encodedImage("jpeg", 8, 8) << QStringLiteral("image/jpeg");
+        QTest::addRow("webp") << TULOImageCorpus::encodedImage("webp", 8, 8) << QStringLiteral("image/webp");
+        QTest::addRow("heic") << heicHeader() << QString();
+        QTest::addRow("bmp") << TULOImageCorpus::encodedImage("bmp", 8, 8) << QString();
+    }
+    void supportedTypesComeFromTheBytes()
+    {
+        QFETCH(QByteArray, data);
+        QFETCH(QString, type);
+        QVERIFY(!data.isEmpty());
+        QCOMPARE(TULOMetadataStripper::supportedTypeForData(data), type);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMetadataStripper)
+#include "tst_metadatastripper.moc"
