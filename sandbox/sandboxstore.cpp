@@ -144,6 +144,7 @@ void TULOSandboxStorePrivate::installRoutes()
     route("GET", "/catalog/lookup", bind(&Self::handleLookup));
     route("GET", "/search/tags", bind(&Self::handleTagSearch));
     route("GET", R"(/artwork/([A-Za-z0-9_-]{1,64})/(\d{1,6})x(\d{1,6})\.(png|jpg))", bind(&Self::handleArtwork));
+    social.installRoutes(*this);
 }
 
 QString TULOSandboxStorePrivate::base() const
@@ -315,4 +316,9 @@ QString TULOSandboxStore::listenerAccountName()
 QString TULOSandboxStore::demoArtistIdentifier()
 {
     return QStringLiteral("1001");
+}
+
+TULOSandboxSocial *TULOSandboxStore::social() const
+{
+    return &d->social;
 }

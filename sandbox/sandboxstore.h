@@ -8,6 +8,7 @@
 
 #include <memory>
 
+class TULOSandboxSocial;
 class TULOSandboxStorePrivate;
 
 // The sandbox store: plays the store's HTTP protocol (docs/store-protocol.md) on 127.0.0.1.
@@ -53,6 +54,9 @@ public:
     static QString soloAccountName();     // posts only as itself, without attribution
     static QString listenerAccountName(); // may not post at all
     static QString demoArtistIdentifier(); // catalogue artist the demo account may post as
+
+    // Linked social accounts and the social-service stand-ins.
+    TULOSandboxSocial *social() const;
 
 private:
     std::unique_ptr<TULOSandboxStorePrivate> d;

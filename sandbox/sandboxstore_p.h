@@ -2,6 +2,7 @@
 
 #include "sandboxdatabase.h"
 #include "sandboxfault.h"
+#include "sandboxsocial.h"
 
 #include <QJsonObject>
 #include <QList>
@@ -59,6 +60,7 @@ public:
     std::unique_ptr<httplib::Server> server;
     std::thread thread;
     TULOSandboxDatabase database;
+    TULOSandboxSocial social;
     std::unique_ptr<QTemporaryDir> temporaryDirectory;
     QString dataDirectory;
     quint16 port = 0;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QString>
+
+#include <stdexcept>
+
+// A programming error the caller made (starting a one-shot request twice, a table row no
+// section handles). Thrown, never caught by the framework: it is a bug to fix, not a failure.
+class TULOInternalInconsistencyException : public std::logic_error
+{
+public:
+    explicit TULOInternalInconsistencyException(const QString &reason)
+        : std::logic_error(reason.toStdString()), m_reason(reason) {}
+    QString reason() const { return m_reason; }
+
+private:
+    QString m_reason;
+};

@@ -1,0 +1,307 @@
+#include "accountrequeststestsupport.h"
+
+#include "accounts/accountinforequestoperation.h"
+#include "accounts/facebookauthenticationwebviewcontroller.h"
+#include "accounts/facebookpermissions.h"
+#include "accounts/facebookuserregistrationoperation.h"
+#include "accounts/unscrambledstring.h"
+#include "platform/deploymentconfiguration.h"
+#include "platform/operationqueue.h"
+#include "platform/ui/activityindicatorview.h"
+#include "platform/ui/barbuttonitem.h"
+#include "platform/ui/navigationitem.h"
+#include "sandboxsocial.h"
+
+#include <QApplication>
+#include <QNetworkReply>
+#include <QUrlQuery>
+#include <QWebEnginePage>
+#include <QWebEngineView>
+
+namespace {
+
+struct Outcome
+{
+    int calls = 0;
+    TULOError error;
+    QString code;
+};
+
+} // namespace
+
+class TestFacebookAuthentication : public QObject
+{
+    Q_OBJECT
+
+private:
+    TULOSandboxStore m_store;
+    TULOOperationQueue m_queue{QStringLiteral("com.vantor.Quillon.tests.facebook")};
+
+    static QString appId() { return TULOUnscrambledString(TULODeploymentConfiguration::current().scrambledFacebookAppId()); }
+
+    std::unique_ptr<TULOFacebookAuthenticationWebViewController> newController(const std::shared_ptr<Outcome> &outcome)
+    {
+        auto controller = std::make_unique<TULOFacebookAuthenticationWebViewController>(appId(), TULOFacebookWritePermissions());
+        controller->setAuthenticationCompletionBlock([outcome](const TULOError &error, const QString &code) {
+            ++outcome->calls;
+            outcome->error = error;
+            outcome->code = code;
+        });
+        controller->view()->resize(480, 640);
+        controller->view()->show();
+        return controller;
+    }
+
+    // Waits for the dialog's form, then runs `script` in it.
+    bool runInDialog(TULOFacebookAuthenticationWebViewController *controller, const QString &script)
+    {
+        QWebEnginePage *page = controller->webView()->page();
+        bool ready = false;
+        const auto poll = [&] {
+            bool answered = false;
+            page->runJavaScript(QStringLiteral("document.getElementById('login') !== null && document.readyState === 'complete'"),
+                                [&](const QVariant &result) {
+                                    ready = result.toBool();
+                                    answered = true;
+                                });
+            return QTest::qWaitFor([&] { return answered; }, 5000) && ready;
+        };
+        if (!QTest::qWaitFor(poll, TULOStoreTestWait))
+            return false;
+        page->runJavaScript(script);
+        return true;
+    }
+
+    static QString fillAndPress(const QString &email, const QString &password, const char *button)
+    {
+        return QStringLiteral("document.getElementById('email').value = %1; document.getElementById('pass').value = %2;"
+                              "document.getElementById('%3').click();")
+            .arg(QStringLiteral("'%1'").arg(email), QStringLiteral("'%1'").arg(password), QString::fromLatin1(button));
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_store.start());
+        TULOClientContext::setDefaultContext(TULOSandboxContext(m_store));
+        TULODeploymentConfiguration::setCurrent(TULODeploymentConfiguration());
+    }
+    void cleanup()
+    {
+        m_store.clearFaults();
+        TULODeploymentConfiguration::setCurrent(TULODeploymentConfiguration());
+    }
+
+    void dialogURL_data()
+    {
+        QTest::addColumn<QStringList>("permissions");
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QString>("scope");
+        QTest::newRow("write permissions") << TULOFacebookWritePermissions()
+                                           << QStringList{QStringLiteral("client_id"), QStringLiteral("redirect_uri"), QStringLiteral("scope")}
+                                           << QStringLiteral("manage_pages,publish_pages,publish_actions");
+        QTest::newRow("read permission") << TULOFacebookReadPermissions()
+                                         << QStringList{QStringLiteral("client_id"), QStringLiteral("redirect_uri"), QStringLiteral("scope")}
+                                         << QStringLiteral("public_profile");
+        QTest::newRow("no permissions") << QStringList() << QStringList{QStringLiteral("client_id"), QStringLiteral("redirect_uri")} << QString();
+    }
+    void dialogURL()
+    {
+        QFETCH(QStringList, permissions);
+        QFETCH(QStringList, names);
+        QFETCH(QString, scope);
+        const QUrl url = TULOFacebookAuthenticationWebViewController::authenticationURLWithClientID(QStringLiteral("12 & 3"), permissions);
+        QVERIFY(url.path().endsWith(QLatin1String("/dialog/oauth")));
+        QCOMPARE(url.host(), m_store.baseUrl().host());
+        const QUrlQuery query(url);
+        QStringList seen;
+        for (const auto &item : query.queryItems())
+            seen.append(item.first);
+        QCOMPARE(seen, names);
+        QCOMPARE(query.queryItemValue(QStringLiteral("client_id"), QUrl::FullyDecoded), QStringLiteral("12 & 3"));
+        const QUrl redirect(query.queryItemValue(QStringLiteral("redirect_uri"), QUrl::FullyDecoded));
+        QCOMPARE(redirect.path(), QStringLiteral("/facebook/authorization/"));
+        QCOMPARE(redirect.scheme(), QStringLiteral("http"));
+        QCOMPARE(query.queryItemValue(QStringLiteral("scope"), QUrl::FullyDecoded), scope);
+    }
+
+    void redirects_data()
+    {
+        QTest::addColumn<QString>("address"); // "{base}" is the store's address
+        QTest::addColumn<bool>("loads");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<qint64>("errorCode"); // -1: no error
+        QTest::newRow("code") << QStringLiteral("{base}/facebook/authorization/?code=abc") << false << QStringLiteral("abc") << qint64(-1);
+        QTest::newRow("path in other case") << QStringLiteral("{base}/Facebook/AUTHORIZATION/?code=abc") << false << QStringLiteral("abc") << qint64(-1);
+        QTest::newRow("query item named CODE") << QStringLiteral("{base}/facebook/authorization/?state=1&CODE=xyz") << false
+                                               << QStringLiteral("xyz") << qint64(-1);
+        QTest::newRow("first code wins") << QStringLiteral("{base}/facebook/authorization/?Code=one&code=two") << false
+                                         << QStringLiteral("one") << qint64(-1);
+        QTest::newRow("no code") << QStringLiteral("{base}/facebook/authorization/?error=access_denied") << false << QString() << qint64(1);
+        QTest::newRow("code without value") << QStringLiteral("{base}/facebook/authorization/?code") << false << QString() << qint64(1);
+        QTest::newRow("same path on another host") << QStringLiteral("http://elsewhere.example/facebook/authorization/?code=abc") << true
+                                                   << QString() << qint64(-1);
+        QTest::newRow("another path") << QStringLiteral("{base}/facebook/authorization/more?code=abc") << true << QString() << qint64(-1);
+        QTest::newRow("the dialog itself") << QStringLiteral("{base}/facebook/dialog/oauth?client_id=1") << true << QString() << qint64(-1);
+    }
+    void redirects()
+    {
+        QFETCH(QString, address);
+        QFETCH(bool, loads);
+        QFETCH(QString, code);
+        QFETCH(qint64, errorCode);
+        auto outcome = std::make_shared<Outcome>();
+        TULOFacebookAuthenticationWebViewController controller(appId(), TULOFacebookWritePermissions());
+        controller.setAuthenticationCompletionBlock([outcome](const TULOError &error, const QString &value) {
+            ++outcome->calls;
+            outcome->error = error;
+            outcome->code = value;
+        });
+        controller.view();
+        const QUrl url(QString(address).replace(QStringLiteral("{base}"), m_store.baseUrl().toString()));
+        QCOMPARE(controller.webViewShouldStartLoadWithRequest(url), loads);
+        if (loads) {
+            QTest::qWait(50);
+            QCOMPARE(outcome->calls, 0);
+            return;
+        }
+        QTRY_COMPARE(outcome->calls, 1);
+        QCOMPARE(outcome->code, code);
+        if (errorCode < 0) {
+            QVERIFY(outcome->error.isNull());
+        } else {
+            QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+            QCOMPARE(outcome->error.code(), errorCode);
+        }
+        // The refused load's failure that follows is not a second ending.
+        controller.webViewDidFailLoadWithError(TULOError(QString::fromLatin1(TULONetworkErrorDomain), -3));
+        QCOMPARE(outcome->calls, 1);
+    }
+
+    void cancelButton()
+    {
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->startAuthenticationProcess();
+        QVERIFY(controller->isAuthenticating());
+        TULOBarButtonItem *cancel = controller->navigationItem()->leftBarButtonItem();
+        QVERIFY(cancel);
+        cancel->trigger();
+        QCOMPARE(outcome->calls, 1);
+        QVERIFY(!controller->isAuthenticating());
+        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+        QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorCancelled));
+        QVERIFY(outcome->code.isNull());
+        QTest::qWait(200);
+        QCOMPARE(outcome->calls, 1);
+    }
+
+    // Through the dialog page to a linked account at the store.
+    void signInEndToEnd()
+    {
+        QVERIFY(TULOSignInDemoAccount(m_store));
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->startAuthenticationProcess();
+        controller->startAuthenticationProcess(); // ignored while one runs
+        QVERIFY(runInDialog(controller.get(), fillAndPress(TULOSandboxSocial::facebookEmail(), TULOSandboxSocial::facebookPassword(), "login_button")));
+        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
+        QVERIFY2(outcome->error.isNull(), qPrintable(outcome->error.localizedDescription()));
+        QVERIFY(!outcome->code.isEmpty());
+        QVERIFY(!controller->isAuthenticating());
+        QCOMPARE(m_store.requestCount(QStringLiteral("/facebook/dialog/oauth")), 2);
+        QTRY_VERIFY(!controller->activityIndicator()->isAnimating());
+
+        TULOCallbackResult<bool> registered;
+        auto registration = std::make_shared<TULOFacebookUserRegistrationOperation>(outcome->code, TULODemoArtistAuthor());
+        registration->setOutputBlock([&registered](bool success, const TULOError &error) { registered.deliver(success, error); });
+        m_queue.addOperation(registration);
+        QTRY_COMPARE_WITH_TIMEOUT(registered.calls(), 1, TULOStoreTestWait);
+        QVERIFY2(registered.value(), qPrintable(registered.error().localizedDescription()));
+
+        TULOCallbackResult<std::optional<TULOAccount>> info;
+        auto request = std::make_shared<TULOAccountInfoRequestOperation>(QStringLiteral("facebook"), TULODemoArtistAuthor());
+        request->setOutputBlock([&info](const std::optional<TULOAccount> &account, const TULOError &error) { info.deliver(account, error); });
+        m_queue.addOperation(request);
+        QTRY_COMPARE_WITH_TIMEOUT(info.calls(), 1, TULOStoreTestWait);
+        QVERIFY(info.value());
+        QCOMPARE(info.value()->userName(), TULOSandboxSocial::facebookUserName());
+        QCOMPARE(info.value()->pages().size(), 2);
+
+        // A code is good for one registration only.
+        TULOCallbackResult<bool> again;
+        auto second = std::make_shared<TULOFacebookUserRegistrationOperation>(outcome->code, TULODemoArtistAuthor());
+        second->setOutputBlock([&again](bool success, const TULOError &error) { again.deliver(success, error); });
+        m_queue.addOperation(second);
+        QTRY_COMPARE_WITH_TIMEOUT(again.calls(), 1, TULOStoreTestWait);
+        QVERIFY(!again.value());
+    }
+
+    void declineInDialog()
+    {
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->startAuthenticationProcess();
+        QVERIFY(runInDialog(controller.get(), fillAndPress(QString(), QString(), "cancel_button")));
+        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
+        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+        QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorNoCode));
+        QVERIFY(outcome->code.isNull());
+    }
+
+    void wrongPasswordStaysInDialog()
+    {
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->startAuthenticationProcess();
+        const int before = m_store.requestCount(QStringLiteral("/facebook/dialog/oauth"));
+        QVERIFY(runInDialog(controller.get(), fillAndPress(TULOSandboxSocial::facebookEmail(), QStringLiteral("wrong"), "login_button")));
+        QTRY_COMPARE_WITH_TIMEOUT(m_store.requestCount(QStringLiteral("/facebook/dialog/oauth")), before + 2, TULOStoreTestWait);
+        QVERIFY(runInDialog(controller.get(), QString()));
+        QCOMPARE(outcome->calls, 0);
+        QVERIFY(controller->isAuthenticating());
+        controller->cancelAuthenticationProcess();
+        QCOMPARE(outcome->calls, 1);
+        QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorCancelled));
+    }
+
+    void dialogNeverLoads()
+    {
+        m_store.addFault(QStringLiteral("/facebook/dialog"), TULOSandboxFault::delay(60000));
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->setLoadTimeout(1500);
+        controller->startAuthenticationProcess();
+        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
+        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULONetworkErrorDomain));
+        QCOMPARE(outcome->error.code(), qint64(QNetworkReply::TimeoutError));
+        QVERIFY(outcome->code.isNull());
+        QVERIFY(!controller->isAuthenticating());
+        QTest::qWait(300);
+        QCOMPARE(outcome->calls, 1);
+    }
+
+    void dialogUnreachable()
+    {
+        TULODeploymentConfiguration configuration;
+        configuration.setValue(QString::fromLatin1(TULODeploymentFacebookDialogURLKey), QStringLiteral("http://127.0.0.1:1/dialog/oauth"));
+        TULODeploymentConfiguration::setCurrent(configuration);
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->startAuthenticationProcess();
+        QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
+        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULONetworkErrorDomain));
+        QVERIFY(outcome->error.code() != 0);
+        QVERIFY(!controller->isAuthenticating());
+    }
+};
+
+int main(int argc, char **argv)
+{
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QApplication application(argc, argv);
+    TestFacebookAuthentication test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_facebookauthentication.moc"
