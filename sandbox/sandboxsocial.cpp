@@ -326,7 +326,10 @@ public:
             twitterErrors(response, 32, QStringLiteral("Could not authenticate you."));
             return;
         }
-        const QString name = param(request, "x_auth_username");
+        // A screen name may come with its "@".
+        QString name = param(request, "x_auth_username");
+        if (name.startsWith(QLatin1Char('@')))
+            name.remove(0, 1);
         const QString password = param(request, "x_auth_password");
         if (param(request, "x_auth_mode") != QLatin1String("client_auth") || password != TULOSandboxSocial::twitterPassword()
             || (name != TULOSandboxSocial::twitterUserName() && name != TULOSandboxSocial::twitterVerificationUserName())) {

@@ -203,8 +203,9 @@ bool TULOFacebookAuthenticationWebViewController::webViewShouldStartLoadWithRequ
 
 void TULOFacebookAuthenticationWebViewController::webViewDidFailLoadWithError(const TULOError &error)
 {
-    // The refused redirect reports a failure of its own, which is expected.
-    if (m_didInterruptRedirect)
+    // The refused redirect reports a failure of its own, which is expected; so does a load
+    // stopped after the attempt has ended.
+    if (m_didInterruptRedirect || !m_authenticating)
         return;
     endAuthenticationProcessWithError(error);
 }

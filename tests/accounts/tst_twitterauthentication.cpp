@@ -126,7 +126,7 @@ private Q_SLOTS:
 
     void secondStartIsRefused()
     {
-        TULOTwitterAuthenticationRequest request(QString(), QString());
+        TULOTwitterAuthenticationRequest request{QString(), QString()};
         int calls = 0;
         request.startWithResponseBlock([&calls](const std::optional<TULOAccount> &, const TULOError &) { ++calls; });
         QCOMPARE(calls, 1);
