@@ -1,4 +1,5 @@
 #include "sandboxdatabase.h"
+#include "sandboxdiscography.h"
 #include "sandboxstore.h"
 
 #include <initializer_list>
@@ -124,5 +125,5 @@ bool TULOSandboxSeed(TULOSandboxDatabase &database)
         return false;
 
     const TULOSandboxAccount listener{9003, TULOSandboxStore::listenerAccountName(), QStringLiteral("Lee Listener"), QStringLiteral("user")};
-    return database.insertAccount(listener, TULOSandboxStore::demoPassword());
+    return database.insertAccount(listener, TULOSandboxStore::demoPassword()) && TULOSandboxSeedDiscography(database);
 }

@@ -66,9 +66,23 @@ bool TULOSandboxStorePrivate::waitUnlessStopping(int milliseconds)
     return !stopping.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return isStopping; });
 }
 
+TULOSandboxInFlight::TULOSandboxInFlight(TULOSandboxStorePrivate &store, const QString &path) : m_store(store), m_path(path)
+{
+    std::lock_guard lock(m_store.mutex);
+    int &peak = m_store.peakInFlight[m_path];
+    peak = std::max(peak, ++m_store.inFlight[m_path]);
+}
+
+TULOSandboxInFlight::~TULOSandboxInFlight()
+{
+    std::lock_guard lock(m_store.mutex);
+    --m_store.inFlight[m_path];
+}
+
 void TULOSandboxStorePrivate::route(const char *method, const std::string &pattern, Handler handler)
 {
     Handler wrapped = [this, handler](const httplib::Request &request, httplib::Response &response) {
+        const TULOSandboxInFlight inFlight(*this, QString::fromStdString(request.path));
         const std::optional<TULOSandboxFault> fault = takeFault(QString::fromStdString(request.path));
         if (fault) {
             switch (fault->kind()) {
@@ -284,6 +298,12 @@ void TULOSandboxStore::clearFaults()
 {
     std::lock_guard lock(d->mutex);
     d->faults.clear();
+}
+
+int TULOSandboxStore::peakConcurrentRequests(const QString &path) const
+{
+    std::lock_guard lock(d->mutex);
+    return d->peakInFlight.value(path);
 }
 
 int TULOSandboxStore::requestCount(const QString &pathPrefix) const

@@ -47,6 +47,8 @@ public:
 
     // Requests served so far whose path begins with `pathPrefix` (faulted ones included).
     int requestCount(const QString &pathPrefix = QString()) const;
+    // Most requests of one path (the query aside) that were being answered at the same time.
+    int peakConcurrentRequests(const QString &path) const;
 
     // Demo store accounts seeded into every new store.
     static QString demoAccountName();     // posts as itself, an artist and a group

@@ -72,4 +72,19 @@ public:
     QList<FaultEntry> faults;
     QMap<QString, QJsonValue> bagOverrides;
     QList<QString> servedPaths;
+    QMap<QString, int> inFlight, peakInFlight; // by path, for peakConcurrentRequests
+};
+
+// Counts a request as being answered for as long as it lives.
+class TULOSandboxInFlight
+{
+public:
+    TULOSandboxInFlight(TULOSandboxStorePrivate &store, const QString &path);
+    ~TULOSandboxInFlight();
+    TULOSandboxInFlight(const TULOSandboxInFlight &) = delete;
+    TULOSandboxInFlight &operator=(const TULOSandboxInFlight &) = delete;
+
+private:
+    TULOSandboxStorePrivate &m_store;
+    QString m_path;
 };

@@ -1,0 +1,247 @@
+#include "core/loadconfigurationoperation.h"
+
+#include "accounts/serviceidentifier.h"
+#include "accounts/socialservice.h"
+#include "platform/records/lookupvalue.h"
+#include "platform/store/authenticaterequest.h"
+#include "platform/store/authorpermissionsoperation.h"
+#include "platform/store/loadclientcontextoperation.h"
+#include "platform/store/profileoperation.h"
+#include "platform/store/urlbag.h"
+
+#include <cmath>
+
+namespace {
+
+constexpr qint64 TULOTwitterCharacterLimit = 140;
+constexpr qint64 TULONoAuthorErrorCode = 0;
+constexpr qint64 TULOSignInAgainErrorCode = 2;
+
+std::optional<double> doubleFromBagValue(const QVariant &value)
+{
+    std::optional<double> seconds;
+    if (TULOLookupIsNumber(value)) {
+        seconds = value.toDouble();
+    } else if (TULOLookupIsString(value)) {
+        bool ok = false;
+        const double parsed = value.toString().trimmed().toDouble(&ok);
+        if (ok)
+            seconds = parsed;
+    }
+    // A limit that cannot be met (negative, infinite, not a number) is as good as none.
+    if (seconds && (!std::isfinite(*seconds) || *seconds <= 0))
+        seconds.reset();
+    return seconds;
+}
+
+} // namespace
+
+TULOLoadConfigurationOperation::TULOLoadConfigurationOperation(TULOStoreAccountStore *accounts)
+    : m_accounts(accounts ? accounts : TULOStoreAccountStore::defaultStore())
+{
+    setName(QStringLiteral("com.vantor.Quillon.loadConfig"));
+}
+
+TULOClientContext TULOLoadConfigurationOperation::clientContext() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_clientContext;
+}
+
+void TULOLoadConfigurationOperation::setClientContext(const TULOClientContext &context)
+{
+    std::lock_guard lock(m_mutex);
+    m_clientContext = context;
+}
+
+TULOLoadConfigurationOperation::ConfigurationBlock TULOLoadConfigurationOperation::configurationBlock() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_configurationBlock;
+}
+
+void TULOLoadConfigurationOperation::setConfigurationBlock(ConfigurationBlock block)
+{
+    std::lock_guard lock(m_mutex);
+    m_configurationBlock = std::move(block);
+}
+
+QStringList TULOLoadConfigurationOperation::audioCategoryNames()
+{
+    return {QStringLiteral("Song"),     QStringLiteral("Demo"),      QStringLiteral("Live"),
+            QStringLiteral("Remix"),    QStringLiteral("Cover"),     QStringLiteral("Acoustic"),
+            QStringLiteral("Interview"), QStringLiteral("Instrumental"), QStringLiteral("Acapella"),
+            QStringLiteral("AlternateVersion"), QStringLiteral("WorkInProgress")};
+}
+
+void TULOLoadConfigurationOperation::main()
+{
+    TULOError error;
+    const TULOClientContext context = resolveClientContext(&error);
+    std::optional<TULOConfiguration> configuration;
+    if (!context.isNull()) {
+        error = TULOError();
+        std::optional<TULOStoreAccount> account = m_accounts->activeAccount();
+        bool signIn = !account;
+        for (;;) {
+            if (signIn) {
+                TULOError signInError;
+                account = authenticateAccount(account, context, &signInError);
+                error = account ? TULOError() : signInError;
+            }
+            if (!account)
+                break;
+            TULOError loadError;
+            configuration = configurationWithAccount(*account, context, &loadError);
+            if (configuration) {
+                error = TULOError();
+                break;
+            }
+            error = loadError;
+            if (!error.is(QString::fromLatin1(TULOErrorDomain), TULOSignInAgainErrorCode) || isCancelled())
+                break;
+            signIn = true;
+        }
+    }
+
+    ConfigurationBlock block;
+    {
+        std::lock_guard lock(m_mutex);
+        block = std::exchange(m_configurationBlock, nullptr);
+    }
+    if (block)
+        block(configuration, context, configuration ? TULOError() : error);
+}
+
+TULOClientContext TULOLoadConfigurationOperation::resolveClientContext(TULOError *error) const
+{
+    TULOClientContext context = clientContext();
+    if (context.isNull())
+        context = TULOClientContext::defaultContext();
+    if (!context.isNull())
+        return context;
+    TULOLoadClientContextOperation loader;
+    TULOError loadError;
+    loader.setOutputBlock([&context, &loadError](const TULOClientContext &loaded, const TULOError &failure) {
+        context = loaded;
+        loadError = failure;
+    });
+    loader.start();
+    if (context.isNull())
+        TULOSetError(error, loadError);
+    return context;
+}
+
+std::optional<TULOStoreAccount> TULOLoadConfigurationOperation::authenticateAccount(const std::optional<TULOStoreAccount> &account,
+                                                                                   const TULOClientContext &context,
+                                                                                   TULOError *error) const
+{
+    TULOAuthenticationContext authentication;
+    if (account)
+        authentication.setAccountName(account->accountName());
+    authentication.setPromptStyle(TULOAuthenticationContext::PromptStyleAllowed);
+    authentication.setAllowsCreatingAccount(false);
+    TULOAuthenticateRequest request(authentication, context, m_accounts);
+    return request.run(error);
+}
+
+std::optional<TULOConfiguration> TULOLoadConfigurationOperation::configurationWithAccount(const TULOStoreAccount &account,
+                                                                                         const TULOClientContext &context,
+                                                                                         TULOError *error) const
+{
+    TULOConfiguration configuration;
+
+    QList<TULOPostAuthor> authors;
+    TULOError authorsError;
+    TULOAuthorPermissionsOperation permissions(context, m_accounts);
+    permissions.setOutputBlock([&authors, &authorsError](const QList<TULOPostAuthor> &listed, const TULOError &failure) {
+        authors = listed;
+        authorsError = failure;
+    });
+    permissions.start();
+    TULOError failure;
+    if (!authors.isEmpty()) {
+        configuration.setPotentalAuthors(authors);
+    } else {
+        failure = authorsError.isNull() ? TULOError(QString::fromLatin1(TULOErrorDomain), TULONoAuthorErrorCode) : authorsError;
+    }
+
+    const QString accountIdentifier = account.identifierString();
+    if (!accountIdentifier.isEmpty()) {
+        std::optional<TULOPostAuthor> matched;
+        bool anyAttribution = false;
+        for (const TULOPostAuthor &author : std::as_const(authors)) {
+            if (!matched && author.identifier() == accountIdentifier)
+                matched = author;
+            anyAttribution = anyAttribution || author.hasPermission(TULOAuthorPermissionShareWithAttribution);
+        }
+        if (anyAttribution) {
+            if (!matched)
+                matched = loadAuthorWithAccount(account, context);
+            configuration.setAuthorForActiveAccount(matched);
+        }
+    }
+
+    if (!failure.isNull()) {
+        TULOSetError(error, failure);
+        return std::nullopt;
+    }
+
+    std::optional<TULOUrlBag> bag = context.loadedURLBag();
+    if (!bag)
+        bag = context.loadURLBagAndWait();
+    if (bag)
+        applyUrlBag(*bag, configuration);
+    else
+        configuration.setAudioCategoryNames(audioCategoryNames());
+    return configuration;
+}
+
+std::optional<TULOPostAuthor> TULOLoadConfigurationOperation::loadAuthorWithAccount(const TULOStoreAccount &account,
+                                                                                   const TULOClientContext &context) const
+{
+    Q_UNUSED(account)
+    std::optional<TULOAuthorProfile> profile;
+    TULOProfileOperation operation(context, m_accounts);
+    operation.setOutputBlock([&profile](const std::optional<TULOAuthorProfile> &loaded, const TULOError &) { profile = loaded; });
+    operation.start();
+    if (!profile)
+        return std::nullopt;
+    TULOPostAuthor author(profile->identifier(), profile->name(), profile->profileType());
+    author.setThumbnailImageURL(profile->profileImageURL());
+    return author;
+}
+
+void TULOLoadConfigurationOperation::applyUrlBag(const TULOUrlBag &bag, TULOConfiguration &configuration)
+{
+    const QVariant forumValue = bag.valueForKey(QStringLiteral("musicForum"));
+    const QVariantMap forum = forumValue.typeId() == QMetaType::QVariantMap ? forumValue.toMap() : QVariantMap();
+
+    const QVariant networks = forum.value(QStringLiteral("availableSocialNetworks"));
+    if (networks.typeId() == QMetaType::QVariantList) {
+        QVariantList services;
+        for (const QVariant &name : networks.toList()) {
+            TULOSocialService service;
+            if (TULOLookupString(name) == QLatin1String(TULOServiceIdentifierTwitter)) {
+                service.setIdentifier(QString::fromLatin1(TULOServiceIdentifierTwitter));
+                service.setMaximumNumberOfCharacters(TULOTwitterCharacterLimit);
+            } else if (TULOLookupString(name) == QLatin1String(TULOServiceIdentifierFacebook)) {
+                service.setIdentifier(QString::fromLatin1(TULOServiceIdentifierFacebook));
+            } else {
+                continue;
+            }
+            services.append(QVariant::fromValue(service));
+        }
+        configuration.setAllowedExternalServices(services);
+    }
+
+    configuration.setAudioCategoryNames(audioCategoryNames());
+
+    const QString tagLookup = TULOLookupString(bag.valueForKey(QStringLiteral("socialSearch-artistNames")));
+    const QUrl tagLookupURL(tagLookup, QUrl::StrictMode);
+    if (!tagLookup.isEmpty() && tagLookupURL.isValid())
+        configuration.setTagLookupBaseURL(tagLookupURL);
+
+    if (const std::optional<double> seconds = doubleFromBagValue(forum.value(QStringLiteral("soundBiteDuration"))))
+        configuration.setMaximumSoundBiteDuration(*seconds);
+}
