@@ -51,6 +51,7 @@ QJsonObject TULOSandboxStorePrivate::bag() const
         {QStringLiteral("posts"), b + QStringLiteral("/posts")},
         {QStringLiteral("feed"), b + QStringLiteral("/feed")},
         {QStringLiteral("downloads"), b + QStringLiteral("/downloads")},
+        {QStringLiteral("cloudLibrary"), b + QStringLiteral("/library")},
         {QStringLiteral("facebookAuthorization"), b + QStringLiteral("/social/facebookAuth")},
         {QStringLiteral("facebookAuthorizationRedirect"), b + QStringLiteral("/facebook/authorization/")},
         {QStringLiteral("facebookDialog"), b + QStringLiteral("/facebook/dialog/oauth")},

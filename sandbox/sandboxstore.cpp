@@ -1,5 +1,7 @@
 #include "sandboxstore.h"
 #include "sandboxstore_p.h"
+#include "sandboxdownloads.h"
+#include "sandboxposts.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -159,6 +161,8 @@ void TULOSandboxStorePrivate::installRoutes()
     route("GET", "/search/tags", bind(&Self::handleTagSearch));
     route("GET", R"(/artwork/([A-Za-z0-9_-]{1,64})/(\d{1,6})x(\d{1,6})\.(png|jpg))", bind(&Self::handleArtwork));
     social.installRoutes(*this);
+    posts = TULOSandboxPosts::install(this);
+    downloads = TULOSandboxDownloads::install(this);
 }
 
 QString TULOSandboxStorePrivate::base() const

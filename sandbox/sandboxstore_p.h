@@ -18,6 +18,9 @@
 #include <optional>
 #include <thread>
 
+class TULOSandboxPosts;
+class TULOSandboxDownloads;
+
 class TULOSandboxStorePrivate
 {
 public:
@@ -58,6 +61,8 @@ public:
     static void failure(httplib::Response &response, int status, const char *errorCode, const QString &message);
 
     std::unique_ptr<httplib::Server> server;
+    std::shared_ptr<TULOSandboxPosts> posts;
+    std::shared_ptr<TULOSandboxDownloads> downloads;
     std::thread thread;
     TULOSandboxDatabase database;
     TULOSandboxSocial social;
