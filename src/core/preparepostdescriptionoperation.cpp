@@ -15,18 +15,12 @@
 #include <QSaveFile>
 #include <QUuid>
 
-#if __has_include("platform/library/photolibrary.h")
-#include "platform/library/photolibrary.h"
-#define TULO_HAVE_PHOTO_LIBRARY 1
-#endif
-#if __has_include("platform/image/metadatastripper.h")
 #include "platform/image/metadatastripper.h"
-#define TULO_HAVE_METADATA_STRIPPER 1
-#endif
-#if __has_include("accounts/accounttokenrefreshoperation.h")
+#include "platform/library/photolibrary.h"
+#include "accounts/accountstore.h"
 #include "accounts/accounttokenrefreshoperation.h"
-#define TULO_HAVE_TOKEN_REFRESH 1
-#endif
+
+#include <type_traits>
 
 namespace {
 
@@ -49,6 +43,16 @@ constexpr qint64 TULOFileWriteOutOfSpaceError = 640;
 TULOError frameworkError(const QString &description)
 {
     return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
+}
+
+// The refresh takes the author's account store when that store speaks its interface.
+template<class Store>
+void TULOSetRefreshStore(TULOAccountTokenRefreshOperation &refresh, const std::shared_ptr<Store> &store)
+{
+    if constexpr (std::is_base_of_v<TULOAccountTokenRefreshStore, Store>)
+        refresh.setAccountStore(store);
+    else
+        Q_UNUSED(store);
 }
 
 } // namespace
@@ -271,11 +275,11 @@ std::optional<TULOPostAttachment> TULOPreparePostDescriptionOperation::newCoverI
 std::optional<QList<TULOExternalDestination>> TULOPreparePostDescriptionOperation::refreshTokensForAuthor(
     const TULOPostAuthor &author, const QList<TULOSocialService> &externalServices, TULOError *error)
 {
-#ifdef TULO_HAVE_TOKEN_REFRESH
     std::optional<QList<TULOExternalDestination>> result;
     TULOError refreshError;
     auto refresh = std::make_shared<TULOAccountTokenRefreshOperation>(author, externalServices);
-    refresh->setAccountStore(m_accountStore);
+    // Without a store the refresh makes one for the author through its factory.
+    TULOSetRefreshStore(*refresh, m_accountStore);
     refresh->setOutputBlock([&](const std::optional<QList<TULOExternalDestination>> &destinations,
                                 const TULOError &e) {
         result = destinations;
@@ -285,12 +289,6 @@ std::optional<QList<TULOExternalDestination>> TULOPreparePostDescriptionOperatio
     if (!result)
         TULOSetError(error, refreshError);
     return result;
-#else
-    Q_UNUSED(author);
-    Q_UNUSED(externalServices);
-    TULOSetError(error, frameworkError(QStringLiteral("Cross-posting is not available in this build.")));
-    return std::nullopt;
-#endif
 }
 
 // --- files -------------------------------------------------------------------
@@ -339,7 +337,6 @@ QUrl TULOPreparePostDescriptionOperation::URLByWritingImage(
 QUrl TULOPreparePostDescriptionOperation::URLByWritingStrippedImageData(
     const QByteArray &data, QString *typeIdentifier, TULOError *error)
 {
-#ifdef TULO_HAVE_METADATA_STRIPPER
     QString type;
     TULOError stripError;
     const QByteArray stripped = TULOMetadataStripper::strippedImageData(data, &type, &stripError);
@@ -350,13 +347,6 @@ QUrl TULOPreparePostDescriptionOperation::URLByWritingStrippedImageData(
     if (typeIdentifier)
         *typeIdentifier = type;
     return URLByWritingData(stripped, type, error);
-#else
-    Q_UNUSED(data);
-    Q_UNUSED(typeIdentifier);
-    // Never pass a photo on with its location in it.
-    TULOSetError(error, frameworkError(QStringLiteral("Image metadata cannot be removed in this build.")));
-    return QUrl();
-#endif
 }
 
 QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url, TULOError *error)
@@ -392,7 +382,6 @@ bool TULOPreparePostDescriptionOperation::removeMediaItem(const TULOMediaLibrary
 
 // --- photo library -------------------------------------------------------------
 
-#ifdef TULO_HAVE_PHOTO_LIBRARY
 
 TULOPhotoLibrary *TULOPreparePostDescriptionOperation::photoLibrary(TULOError *error)
 {
@@ -467,25 +456,3 @@ QUrl TULOPreparePostDescriptionOperation::URLByResolvingVideoAssetURL(const QUrl
         *UTI = asset->defaultRepresentation().UTI();
     return QUrl::fromLocalFile(path);
 }
-
-#else
-
-TULOPhotoLibrary *TULOPreparePostDescriptionOperation::photoLibrary(TULOError *error)
-{
-    TULOSetError(error, frameworkError(QStringLiteral("The photo library is not available.")));
-    return nullptr;
-}
-
-QUrl TULOPreparePostDescriptionOperation::URLByResolvingImageAssetURL(const QUrl &, QString *, TULOError *error)
-{
-    photoLibrary(error);
-    return QUrl();
-}
-
-QUrl TULOPreparePostDescriptionOperation::URLByResolvingVideoAssetURL(const QUrl &, QString *, TULOError *error)
-{
-    photoLibrary(error);
-    return QUrl();
-}
-
-#endif
