@@ -29,8 +29,8 @@ constexpr std::array<std::string_view, 16> removedXmpPrefixes {
     "Xmp.photoshop.City",
     "Xmp.photoshop.State",
     "Xmp.photoshop.Country",
-    "Xmp.Iptc4xmpCore.Location",
-    "Xmp.Iptc4xmpCore.CountryCode",
+    "Xmp.iptc.Location", // Exiv2 keys IPTC Core under "iptc", not its XML prefix
+    "Xmp.iptc.CountryCode",
     "Xmp.iptcExt.LocationCreated",
     "Xmp.iptcExt.LocationShown",
     "Xmp.iptcExt.City",
