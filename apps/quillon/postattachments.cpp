@@ -6,7 +6,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
-#include <QImageReader>
 #include <QMimeDatabase>
 
 namespace {
@@ -54,11 +53,8 @@ TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *erro
             TULOSetError(error, attachError(256, path, QStringLiteral("%1: could not be read whole").arg(path)));
             return nullptr;
         }
-        auto attachment = std::make_shared<TULOAttachment>(data, type);
-        const QSize size = QImageReader(info.absoluteFilePath()).size();
-        if (size.isValid())
-            attachment->setPixelSize(size);
-        return attachment;
+        // Not decoded here: preparation checks the image when it removes its metadata.
+        return std::make_shared<TULOAttachment>(data, type);
     }
     case 1:
     case 3: {

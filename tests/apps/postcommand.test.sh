@@ -5,7 +5,8 @@ set -uo pipefail
 SOURCE="$1"; BUILD="$2"
 QUILLON="$BUILD/bin/quillon"
 WORK=$(mktemp -d); trap 'rm -rf "$WORK"' EXIT
-export XDG_DATA_HOME="$WORK/share" QUILLON_SANDBOX_DATA="$WORK/sandbox"
+export XDG_DATA_HOME="$WORK/share" QUILLON_SANDBOX_DATA="$WORK/sandbox" XDG_RUNTIME_DIR="$WORK/run"
+mkdir -m 700 "$WORK/run"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
@@ -57,28 +58,33 @@ posted() {
     grep -Eq '^posted: http://127\.0\.0\.1:[0-9]+/' "$WORK/out" || fail "$name: no feed address: $(cat "$WORK/out")"
 }
 posted text-only --text "Hello from the command line"
-posted photo-with-tag --text "Sunset with @MiraSol" --attach "$SAMPLE"
+posted photo-with-tag --text "Sunset with @KaitoMori" --attach "$SAMPLE"
+posted song-with-cover --text "New song" --attach "$WORK/song.mp3"
 posted cross-posted --text "Also on Facebook" --share facebook
 
 # A dry run prints the description and keeps its files: the song has its cover child, the
 # photo left the user's file alone.
-if "$QUILLON" post --dry-run --json --text "New song" --attach "$WORK/song.mp3" --attach "$SAMPLE" >"$WORK/dry.json" 2>"$WORK/err"; then
-    python3 - "$WORK/dry.json" "$SAMPLE" <<'PY' || fail "dry run description is wrong: $(cat "$WORK/dry.json")"
+if "$QUILLON" post --dry-run --json --text "New song" --attach "$WORK/song.mp3" >"$WORK/song.json" 2>"$WORK/err" \
+    && "$QUILLON" post --dry-run --json --text "Look @KaitoMori" --attach "$SAMPLE" >"$WORK/photo.json" 2>"$WORK/err"; then
+    python3 - "$WORK/song.json" "$WORK/photo.json" "$SAMPLE" <<'PY' || fail "dry run description is wrong: $(cat "$WORK/song.json" "$WORK/photo.json")"
 import json, os, sys
-d = json.load(open(sys.argv[1]))
-song, photo = d["attachments"]
+song = json.load(open(sys.argv[1]))["attachments"][0]
 assert song["title"] == "Night Drive", song
-cover = song["children"]["coverImage"] if "coverImage" in song["children"] else list(song["children"].values())[0]
+cover = song["children"]["coverImage"]
 assert os.path.exists(cover["path"]) and cover["title"] == "Cover Image" and cover["subtitle"] == "Night Drive"
-assert photo["title"] == "Photo" and photo["subtitle"] == "New song"
-assert os.path.exists(photo["path"]) and photo["path"] != sys.argv[2]
+d = json.load(open(sys.argv[2]))
+assert d["text"] == 'Look @{artist:1006:"Kaito Mori"}', d["text"]
+photo = d["attachments"][0]
+assert photo["title"] == "Photo" and photo["subtitle"] == "Look Kaito Mori", photo
+assert os.path.exists(photo["path"]) and photo["path"] != sys.argv[3]
 PY
 else
     fail "dry run: $(cat "$WORK/err")"
 fi
 
-printf 'this is not a jpeg' > "$WORK/broken.jpg"
+printf '\xff\xd8\xff\xe0 truncated jpeg' > "$WORK/broken.jpg"
 expect_refusal unknown-tag 1 "@NobodyAtAll" --text "hi @NobodyAtAll"
+expect_refusal ambiguous-tag 1 "@MiraSol" --text "hi @MiraSol"
 expect_refusal forbidden-author 1 "may not post as author 1" --text hi --as 1
 expect_refusal corrupt-photo 1 "could not prepare the post" --text hi --attach "$WORK/broken.jpg"
 
