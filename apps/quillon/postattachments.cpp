@@ -1,0 +1,81 @@
+#include "postattachments.h"
+
+#include "platform/library/mediafiletags.h"
+#include "platform/typeidentifiers.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QMimeDatabase>
+
+namespace {
+
+TULOError attachError(qint64 code, const QString &path, const QString &description)
+{
+    QVariantMap info{{QString::fromLatin1(TULOFilePathErrorKey), path},
+                     {QString::fromLatin1(TULOLocalizedDescriptionKey), description}};
+    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code, info);
+}
+
+} // namespace
+
+TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *error)
+{
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        TULOSetError(error, attachError(4, path, QStringLiteral("%1: no such file").arg(path)));
+        return nullptr;
+    }
+    if (!info.isFile()) {
+        TULOSetError(error, attachError(256, path, QStringLiteral("%1: not a file").arg(path)));
+        return nullptr;
+    }
+    QFile file(info.absoluteFilePath());
+    if (!file.open(QIODevice::ReadOnly)) {
+        TULOSetError(error, attachError(257, path, QStringLiteral("%1: cannot be read (%2)").arg(path, file.errorString())));
+        return nullptr;
+    }
+    if (info.size() == 0) {
+        TULOSetError(error, attachError(259, path, QStringLiteral("%1: the file is empty").arg(path)));
+        return nullptr;
+    }
+
+    // The bytes decide; the name only when they say nothing.
+    const QMimeDatabase mimeDatabase;
+    QMimeType mime = mimeDatabase.mimeTypeForFile(info, QMimeDatabase::MatchContent);
+    if (mime.isDefault())
+        mime = mimeDatabase.mimeTypeForFile(info, QMimeDatabase::MatchDefault);
+    const QString type = mime.name();
+    switch (TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(type)) {
+    case 2: {
+        const QByteArray data = file.readAll();
+        if (data.size() != info.size()) {
+            TULOSetError(error, attachError(256, path, QStringLiteral("%1: could not be read whole").arg(path)));
+            return nullptr;
+        }
+        // Not decoded here: preparation checks the image when it removes its metadata.
+        return std::make_shared<TULOAttachment>(data, type);
+    }
+    case 1:
+    case 3: {
+        auto attachment = std::make_shared<TULOAttachment>(QUrl::fromLocalFile(info.absoluteFilePath()), type);
+        TULOMediaFileTags tags;
+        if (TULOReadMediaFileTags(info.absoluteFilePath(), &tags)) {
+            if (!tags.title.isEmpty())
+                attachment->setTitle(tags.title);
+            attachment->setExplicitContent(tags.explicitContent);
+            attachment->setDuration(tags.duration);
+        }
+        const QImage artwork = QImage::fromData(TULOReadEmbeddedArtwork(info.absoluteFilePath()));
+        if (!artwork.isNull())
+            attachment->setThumbnailImage(artwork);
+        return attachment;
+    }
+    case 4:
+        return std::make_shared<TULOAttachment>(QUrl::fromLocalFile(info.absoluteFilePath()), type);
+    default:
+        TULOSetError(error, attachError(259, path,
+            QStringLiteral("%1: cannot be attached (%2 is not a photo, video or song)").arg(path, type)));
+        return nullptr;
+    }
+}

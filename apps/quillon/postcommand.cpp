@@ -1,0 +1,144 @@
+// quillon post: compose and publish a post from the command line, through the framework's own
+// configuration loading, tag lookup, preparation and upload.
+
+#include "command.h"
+#include "postattachments.h"
+#include "postjson.h"
+#include "postoptions.h"
+#include "postsession.h"
+#include "posttext.h"
+
+#include "accounts/serviceidentifier.h"
+#include "core/preparepostdescriptionoperation.h"
+#include "platform/operationqueue.h"
+
+#include <QJsonDocument>
+#include <QTextStream>
+
+namespace {
+
+const QString kCommand = QStringLiteral("post");
+
+void printDescription(const TULOPostDescription &description, bool json)
+{
+    QTextStream out(stdout);
+    if (json) {
+        out << QJsonDocument(TULOPostDescriptionJSON(description)).toJson(QJsonDocument::Indented);
+        return;
+    }
+    out << "text: " << description.text() << '\n';
+    out << "author: " << description.authorIdentifier() << " (" << description.authorType() << ")\n";
+    for (const TULOPostAttachment &attachment : description.attachments().value_or(QList<TULOPostAttachment>())) {
+        out << "attachment: " << attachment.assetURL().toLocalFile() << " [" << attachment.UTI() << "] " << attachment.title() << '\n';
+        for (const QString &relationship : attachment.childRelationships())
+            out << "  " << relationship << ": " << attachment.childAttachmentForRelationship(relationship)->assetURL().toLocalFile() << '\n';
+    }
+    for (const TULOExternalDestination &destination : description.externalServiceDestinations().value_or(QList<TULOExternalDestination>()))
+        out << "share: " << destination.serviceIdentifier() << '\n';
+}
+
+int runPost(const QStringList &arguments)
+{
+    QString failure;
+    const auto options = TULOParsePostOptions(arguments, &failure);
+    if (!options)
+        return TULOCommandFail(kCommand, failure, 2);
+    if (options->help) {
+        QTextStream(stdout) << TULOPostUsage();
+        return 0;
+    }
+
+    // Files first: a missing or unreadable file fails before anything reaches the store.
+    QList<TULOAttachmentPtr> attachments;
+    for (const QString &path : options->attachmentPaths) {
+        TULOError error;
+        const TULOAttachmentPtr attachment = TULOPostAttachmentForFile(path, &error);
+        if (!attachment)
+            return TULOCommandFail(kCommand, error.localizedDescription());
+        attachments << attachment;
+    }
+
+    TULOPostSession session;
+    TULOError error;
+    if (!session.open(options->storeBagURL, &error))
+        return TULOCommandFail(kCommand, error.localizedDescription());
+    const TULOConfiguration &configuration = session.configuration();
+
+    if (configuration.maximumNumberOfAttachments() >= 0 && attachments.size() > configuration.maximumNumberOfAttachments())
+        return TULOCommandFail(kCommand, QStringLiteral("too many attachments: the store takes at most %1, not %2")
+                                             .arg(configuration.maximumNumberOfAttachments()).arg(attachments.size()));
+
+    const auto author = session.authorWithIdentifier(options->authorIdentifier, options->attributed, &error);
+    if (!author)
+        return TULOCommandFail(kCommand, error.localizedDescription());
+
+    auto text = TULOPostTextWithResolvedTags(
+        options->text, [&](const QString &query, TULOError *e) { return session.lookUpTags(query, e); }, &error);
+    if (!text)
+        return TULOCommandFail(kCommand, error.localizedDescription());
+    for (const QString &identifier : options->tagIdentifiers) {
+        const auto tag = session.tagWithIdentifier(identifier, &error);
+        if (!tag)
+            return TULOCommandFail(kCommand, error.localizedDescription());
+        *text = TULOPostTextByAppendingTag(*text, *tag);
+    }
+
+    std::optional<TULOStoreItem> item;
+    if (!options->itemIdentifier.isEmpty()) {
+        item = session.storeItemWithIdentifier(options->itemIdentifier, &error);
+        if (!item)
+            return TULOCommandFail(kCommand, error.localizedDescription());
+    }
+
+    const auto services = session.externalServices(*author, options->shareServices, &error);
+    if (!services)
+        return TULOCommandFail(kCommand, error.localizedDescription());
+
+    auto operation = std::make_shared<TULOPreparePostDescriptionOperation>();
+    // The account store asks the store about linked accounts at once: only when sharing.
+    if (!services->isEmpty()) {
+        operation->setAccountStore(session.accountStoreForAuthor(*author));
+        operation->setFacebookDestination(session.facebookDestination(*author));
+    }
+    operation->setAttachments(attachments);
+    operation->setAttributed(options->attributed);
+    operation->setAuthor(*author);
+    operation->setClientContext(session.clientContext());
+    operation->setContentItem(item);
+    operation->setEnabledExternalServices(*services);
+    operation->setText(*text);
+    std::optional<TULOPostDescription> description;
+    TULOError prepareError;
+    operation->setOutputBlock([&](const std::optional<TULOPostDescription> &d, const TULOError &e) {
+        description = d;
+        prepareError = e;
+    });
+    session.runAndWait(operation);
+    if (!description) {
+        TULOError cause = prepareError ? prepareError : operation->finalizationError();
+        return TULOCommandFail(kCommand, cause ? QStringLiteral("could not prepare the post: %1").arg(cause.localizedDescription())
+                                               : QStringLiteral("could not prepare the post: an attachment could not be made into a file"));
+    }
+
+    if (options->dryRun) {
+        printDescription(*description, options->json);
+        return 0;
+    }
+
+    const QUrl feed = session.publish(*description, &error);
+    if (feed.isEmpty())
+        return TULOCommandFail(kCommand, QStringLiteral("the post was not published: %1").arg(error.localizedDescription()));
+    QTextStream out(stdout);
+    if (options->json)
+        out << QJsonDocument(QJsonObject{{QStringLiteral("feed"), feed.toString()}}).toJson(QJsonDocument::Compact);
+    else
+        out << "posted: " << feed.toString() << '\n';
+    if (prepareError)
+        QTextStream(stderr) << "quillon post: note: " << prepareError.localizedDescription() << '\n';
+    return 0;
+}
+
+const TULOCommandRegistration registration(
+    TULOCommand{kCommand, QStringLiteral("compose and publish a post (see quillon post --help)"), runPost});
+
+} // namespace

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "accounts/socialservice.h"
+#include "compose/tag.h"
+#include "core/configuration.h"
+#include "core/storeitem.h"
+#include "platform/clientcontext.h"
+#include "platform/error.h"
+#include "platform/records/postauthor.h"
+#include "platform/records/postdescription.h"
+
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <memory>
+#include <optional>
+
+class TULOAccountStore;
+class TULOOperation;
+class TULOOperationQueue;
+class TULOSandboxStore;
+
+// The command line's connection to a store for one post: the embedded sandbox or a store by
+// its bag address, the signed-in account, the loaded configuration, and the lookups the post
+// needs. Main thread; work runs on a queue while the main thread keeps its event loop going,
+// because sign-in prompts and replies arrive there.
+class TULOPostSession
+{
+public:
+    TULOPostSession();
+    ~TULOPostSession();
+
+    // An empty bag URL starts the sandbox store embedded and signs in as its demo account.
+    bool open(const QUrl &bagURL, TULOError *error);
+
+    TULOClientContext clientContext() const { return m_context; }
+    const TULOConfiguration &configuration() const { return m_configuration; }
+
+    // The author with that identifier among those the account may post as; an empty
+    // identifier picks the account's own author. `attributed` asks for the attribution right.
+    std::optional<TULOPostAuthor> authorWithIdentifier(const QString &identifier, bool attributed, TULOError *error) const;
+    std::optional<QList<TULOTag>> lookUpTags(const QString &query, TULOError *error);
+    std::optional<TULOTag> tagWithIdentifier(const QString &identifier, TULOError *error);
+    std::optional<TULOStoreItem> storeItemWithIdentifier(const QString &identifier, TULOError *error);
+
+    // The configuration's services named in `identifiers`, each with a linked account.
+    std::optional<QList<TULOSocialService>> externalServices(const TULOPostAuthor &author, const QStringList &identifiers,
+                                                             TULOError *error);
+    std::shared_ptr<TULOAccountStore> accountStoreForAuthor(const TULOPostAuthor &author);
+    qint64 facebookDestination(const TULOPostAuthor &author);
+
+    // Runs `operation` on the session's queue and returns once it has finished.
+    void runAndWait(const std::shared_ptr<TULOOperation> &operation);
+
+    // Uploads the post; the feed address where it landed, or an empty URL with the error.
+    QUrl publish(const TULOPostDescription &description, TULOError *error);
+
+private:
+    std::optional<QVariantMap> lookUpItem(const QString &identifier, TULOError *error);
+
+    std::unique_ptr<TULOSandboxStore> m_sandbox;
+    std::unique_ptr<TULOOperationQueue> m_queue;
+    TULOClientContext m_context;
+    TULOConfiguration m_configuration;
+    std::shared_ptr<TULOAccountStore> m_accountStore;
+};

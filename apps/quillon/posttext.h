@@ -1,0 +1,24 @@
+#pragma once
+
+#include "compose/tag.h"
+#include "platform/error.h"
+
+#include <QList>
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+// Asks the store's tag lookup for the tags matching `query`; nothing, with the error, when
+// the lookup failed.
+using TULOPostTagLookup = std::function<std::optional<QList<TULOTag>>(const QString &query, TULOError *error)>;
+
+// `text` as the command line wrote it, with every inline tag ("@Name", or "@\"Two Words\"" for
+// names with blanks) turned into a tag token. An "@" inside a word (an e-mail address) and
+// tokens already written out are left alone. Each name is looked up once; a name that the
+// lookup does not know, or names ambiguously, fails the whole text with an error naming it.
+std::optional<QString> TULOPostTextWithResolvedTags(const QString &text, const TULOPostTagLookup &lookup,
+                                                    TULOError *error = nullptr);
+
+// The tag a lookup gave for `identifier` (an explicit --tag), as a token to append.
+QString TULOPostTextByAppendingTag(const QString &text, const TULOTag &tag);

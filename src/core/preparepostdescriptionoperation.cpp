@@ -1,0 +1,458 @@
+#include "core/preparepostdescriptionoperation.h"
+
+#include "accounts/serviceidentifier.h"
+#include "core/localization.h"
+#include "core/quillon.h"
+#include "compose/tagtokenformat.h"
+#include "platform/library/medialibrary.h"
+#include "platform/semaphore.h"
+#include "platform/typeidentifiers.h"
+
+#include <QBuffer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QUuid>
+
+#include "platform/image/metadatastripper.h"
+#include "platform/library/photolibrary.h"
+#include "accounts/accountstore.h"
+#include "accounts/accounttokenrefreshoperation.h"
+
+#include <type_traits>
+
+namespace {
+
+constexpr qsizetype TULOTruncatedTextLength = 100;
+
+TULOError fileError(qint64 code, const QString &path, const QString &description)
+{
+    QVariantMap info;
+    info.insert(QString::fromLatin1(TULOFilePathErrorKey), path);
+    info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), description);
+    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code, info);
+}
+
+// Error codes of the file domain, as the platform numbers them.
+constexpr qint64 TULOFileNoSuchFileError = 4;
+constexpr qint64 TULOFileReadUnknownError = 256;
+constexpr qint64 TULOFileWriteUnknownError = 512;
+constexpr qint64 TULOFileWriteOutOfSpaceError = 640;
+
+TULOError frameworkError(const QString &description)
+{
+    return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
+}
+
+// The refresh takes the author's account store when that store speaks its interface.
+template<class Store>
+void TULOSetRefreshStore(TULOAccountTokenRefreshOperation &refresh, const std::shared_ptr<Store> &store)
+{
+    if constexpr (std::is_base_of_v<TULOAccountTokenRefreshStore, Store>)
+        refresh.setAccountStore(store);
+    else
+        Q_UNUSED(store);
+}
+
+} // namespace
+
+void TULOPreparePostDescriptionOperation::setAttachments(const QList<TULOAttachmentPtr> &attachments)
+{
+    m_attachments.clear();
+    for (const TULOAttachmentPtr &attachment : attachments) {
+        if (attachment)
+            m_attachments.append(attachment->copy());
+    }
+}
+
+TULOError TULOPreparePostDescriptionOperation::finalizationError() const
+{
+    std::lock_guard lock(m_finalizationErrorMutex);
+    return m_finalizationError;
+}
+
+QString TULOPreparePostDescriptionOperation::truncatedText(const QString &text)
+{
+    const QString plain = TULOStringByReplacingTagTokensWithNames(text);
+    if (plain.size() <= TULOTruncatedTextLength)
+        return plain;
+    return plain.left(TULOTruncatedTextLength).trimmed() + QChar(0x2026);
+}
+
+QString TULOPreparePostDescriptionOperation::defaultTruncatedText() const
+{
+    return truncatedText(m_text);
+}
+
+QString TULOPreparePostDescriptionOperation::defaultTitleWithAttachment(const TULOAttachment &attachment) const
+{
+    const char *key = nullptr;
+    switch (attachment.attachmentType()) {
+    case TULOAttachmentTypeAudio: key = "DEFAULT_TITLE_AUDIO"; break;
+    case TULOAttachmentTypeImage: key = "DEFAULT_TITLE_IMAGE"; break;
+    case TULOAttachmentTypeSoundBite: key = "DEFAULT_TITLE_SOUND_BITE"; break;
+    case TULOAttachmentTypeVideo: key = "DEFAULT_TITLE_VIDEO"; break;
+    default: return QString();
+    }
+    return TULOLocalization::defaultLocalization()->localizedStringForKey(
+        QString::fromLatin1(key), QString::fromLatin1(TULOStringsTablePostComposition), m_clientContext);
+}
+
+void TULOPreparePostDescriptionOperation::main()
+{
+    QList<TULOPostAttachment> finalized;
+    const QString truncated = defaultTruncatedText();
+    TULOError lastError;
+
+    for (const TULOAttachmentPtr &attachment : std::as_const(m_attachments)) {
+        TULOError error;
+        std::optional<TULOPostAttachment> post = copyFinalizedAttachmentWithAttachment(*attachment, &error);
+        if (!post)
+            lastError = error;
+        if (!post || post->assetURL().isEmpty() || post->UTI().isEmpty())
+            continue;
+        if (post->title().isEmpty()) {
+            const QString title = defaultTitleWithAttachment(*attachment);
+            if (!title.isEmpty()) {
+                post->setSubtitle(truncated);
+                post->setTitle(title);
+            } else {
+                post->setTitle(truncated);
+            }
+        }
+        finalized.append(*post);
+    }
+
+    if (finalized.size() != m_attachments.size()) {
+        // Files already written for this post would never be uploaded: take them away again.
+        for (const TULOPostAttachment &post : std::as_const(finalized)) {
+            if (post.deletesAssetWhenFinished())
+                QFile::remove(post.assetURL().toLocalFile());
+            for (const QString &relationship : post.childRelationships()) {
+                const auto child = post.childAttachmentForRelationship(relationship);
+                if (child && child->deletesAssetWhenFinished())
+                    QFile::remove(child->assetURL().toLocalFile());
+            }
+        }
+        if (m_outputBlock)
+            m_outputBlock(std::nullopt, lastError);
+        return;
+    }
+
+    QList<TULOExternalDestination> destinations;
+    if (!m_enabledExternalServices.isEmpty()) {
+        QList<TULOSocialService> refreshList;
+        for (const TULOSocialService &service : std::as_const(m_enabledExternalServices)) {
+            if (service.identifier() == QLatin1String(TULOServiceIdentifierFacebook)) {
+                TULOExternalDestination destination(QString::fromLatin1(TULOServiceIdentifierFacebook));
+                if (m_facebookDestination == 1)
+                    destination.setPageIdentifier(QStringLiteral(""));
+                destinations.append(destination);
+            } else {
+                refreshList.append(service);
+            }
+        }
+        if (!refreshList.isEmpty()) {
+            TULOError refreshError;
+            const auto refreshed = refreshTokensForAuthor(m_author, refreshList, &refreshError);
+            if (refreshed)
+                destinations.append(*refreshed);
+            if (refreshError)
+                lastError = refreshError;
+        }
+        if (destinations.isEmpty()) {
+            if (m_outputBlock)
+                m_outputBlock(std::nullopt, lastError);
+            return;
+        }
+    }
+
+    TULOPostDescription description;
+    description.setAttributed(m_attributed);
+    description.setAuthorIdentifier(m_author.identifier());
+    description.setAuthorType(m_author.authorType());
+    description.setText(m_text);
+    if (!finalized.isEmpty())
+        description.setAttachments(finalized);
+    if (!destinations.isEmpty())
+        description.setExternalServiceDestinations(destinations);
+    if (m_contentItem) {
+        const TULOPostItem item = m_contentItem->copyQuillonPostItem();
+        if (!item.identifier().isNull())
+            description.setContentItems(QList<TULOPostItem>{item});
+    }
+    if (m_outputBlock)
+        m_outputBlock(description, lastError);
+}
+
+std::optional<TULOPostAttachment> TULOPreparePostDescriptionOperation::copyFinalizedAttachmentWithAttachment(
+    const TULOAttachment &attachment, TULOError *error)
+{
+    TULOPostAttachment post = attachment.copyQuillonPostAttachment();
+    const QUrl url = post.assetURL();
+    const TULOAttachmentType type = attachment.attachmentType();
+    TULOError stepError;
+
+    if (url.scheme() == QLatin1String("assets-library")) {
+        if (type == TULOAttachmentTypeVideo) {
+            QString uti;
+            post.setAssetURL(URLByResolvingVideoAssetURL(url, &uti, &stepError));
+            post.setUTI(uti);
+        } else if (type == TULOAttachmentTypeImage) {
+            QString uti;
+            post.setAssetURL(URLByResolvingImageAssetURL(url, &uti, &stepError));
+            post.setDeletesAssetWhenFinished(true);
+            post.setUTI(uti);
+        } else {
+            post.setAssetURL(QUrl());
+        }
+    } else if (url.isEmpty()) {
+        if (!attachment.data().isNull()) {
+            QString uti = attachment.UTI();
+            QUrl written;
+            if (type == TULOAttachmentTypeImage)
+                written = URLByWritingStrippedImageData(attachment.data(), &uti, &stepError);
+            else
+                written = URLByWritingData(attachment.data(), uti, &stepError);
+            post.setAssetURL(written);
+            post.setDeletesAssetWhenFinished(true);
+            post.setUTI(uti);
+        } else if (!attachment.assetImage().isNull()) {
+            post.setAssetURL(URLByWritingImage(attachment.assetImage(), attachment.UTI(), &stepError));
+            post.setDeletesAssetWhenFinished(true);
+        }
+    }
+
+    if (m_attachmentWasDownloadedAndNeedsRemoval && attachment.mediaItem()) {
+        const QUrl copied = URLByCopyingAssetAtURL(post.assetURL(), &stepError);
+        post.setAssetURL(copied);
+        post.setDeletesAssetWhenFinished(true);
+        // The library copy goes only once the post has its own file.
+        if (!copied.isEmpty())
+            removeMediaItem(attachment.mediaItem(), &stepError);
+    }
+
+    if (type == TULOAttachmentTypeAudio && !post.assetURL().isEmpty()) {
+        if (const auto cover = newCoverImageAttachmentWithAttachment(attachment))
+            post.setChildAttachment(*cover, QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
+    }
+
+    // The result is never nil, so `error` stays untouched and a failed step shows only as the
+    // missing URL; its cause is kept for finalizationError().
+    Q_UNUSED(error);
+    if (stepError) {
+        std::lock_guard lock(m_finalizationErrorMutex);
+        m_finalizationError = stepError;
+    }
+    return post;
+}
+
+std::optional<TULOPostAttachment> TULOPreparePostDescriptionOperation::newCoverImageAttachmentWithAttachment(
+    const TULOAttachment &attachment)
+{
+    const QImage thumbnail = attachment.thumbnailImage();
+    if (thumbnail.isNull())
+        return std::nullopt;
+    // A song's type is no image type; the cover is written as JPEG and says so.
+    QString uti = attachment.UTI();
+    if (!TULOTypeIdentifiers::typeConformsTo(uti, QString::fromLatin1(TULOTypeIdentifierPNG)))
+        uti = QString::fromLatin1(TULOTypeIdentifierJPEG);
+    const QUrl url = URLByWritingImage(thumbnail, uti, nullptr);
+    if (url.isEmpty())
+        return std::nullopt;
+    TULOPostAttachment cover;
+    cover.setAssetURL(url);
+    cover.setDeletesAssetWhenFinished(true);
+    cover.setSubtitle(attachment.title());
+    cover.setTitle(TULOLocalization::defaultLocalization()->localizedStringForKey(
+        QStringLiteral("DEFAULT_TITLE_COVER_IMAGE"), QString::fromLatin1(TULOStringsTablePostComposition),
+        m_clientContext));
+    cover.setUTI(uti);
+    return cover;
+}
+
+std::optional<QList<TULOExternalDestination>> TULOPreparePostDescriptionOperation::refreshTokensForAuthor(
+    const TULOPostAuthor &author, const QList<TULOSocialService> &externalServices, TULOError *error)
+{
+    std::optional<QList<TULOExternalDestination>> result;
+    TULOError refreshError;
+    auto refresh = std::make_shared<TULOAccountTokenRefreshOperation>(author, externalServices);
+    // Without a store the refresh makes one for the author through its factory.
+    TULOSetRefreshStore(*refresh, m_accountStore);
+    refresh->setOutputBlock([&](const std::optional<QList<TULOExternalDestination>> &destinations,
+                                const TULOError &e) {
+        result = destinations;
+        refreshError = e;
+    });
+    refresh->start();
+    if (!result)
+        TULOSetError(error, refreshError);
+    return result;
+}
+
+// --- files -------------------------------------------------------------------
+
+QUrl TULOPreparePostDescriptionOperation::URLByWritingData(
+    const QByteArray &data, const QString &typeIdentifier, TULOError *error)
+{
+    QDir().mkpath(TULOTemporaryAssetsDirectoryPath());
+    QString name = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const QString extension = TULOTypeIdentifiers::preferredFilenameExtension(typeIdentifier);
+    if (!extension.isEmpty())
+        name += QLatin1Char('.') + extension;
+    const QString path = QDir(TULOTemporaryAssetsDirectoryPath()).filePath(name);
+
+    // Written aside and renamed, so a full disk never leaves half a file behind.
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        TULOSetError(error, fileError(TULOFileWriteUnknownError, path,
+            QStringLiteral("Could not create %1: %2").arg(path, file.errorString())));
+        return QUrl();
+    }
+    if (file.write(data) != data.size() || !file.commit()) {
+        const bool full = file.error() == QFileDevice::ResourceError;
+        TULOSetError(error, fileError(full ? TULOFileWriteOutOfSpaceError : TULOFileWriteUnknownError, path,
+            QStringLiteral("Could not write %1: %2").arg(path, file.errorString())));
+        file.cancelWriting();
+        return QUrl();
+    }
+    return QUrl::fromLocalFile(path);
+}
+
+QUrl TULOPreparePostDescriptionOperation::URLByWritingImage(
+    const QImage &image, const QString &typeIdentifier, TULOError *error)
+{
+    const bool png = TULOTypeIdentifiers::typeConformsTo(typeIdentifier, QString::fromLatin1(TULOTypeIdentifierPNG));
+    QByteArray encoded;
+    QBuffer buffer(&encoded);
+    buffer.open(QIODevice::WriteOnly);
+    if (image.isNull() || !image.save(&buffer, png ? "PNG" : "JPEG", png ? -1 : 100)) {
+        TULOSetError(error, frameworkError(QStringLiteral("The image could not be encoded.")));
+        return QUrl();
+    }
+    return URLByWritingData(encoded, typeIdentifier, error);
+}
+
+QUrl TULOPreparePostDescriptionOperation::URLByWritingStrippedImageData(
+    const QByteArray &data, QString *typeIdentifier, TULOError *error)
+{
+    QString type;
+    TULOError stripError;
+    const QByteArray stripped = TULOMetadataStripper::strippedImageData(data, &type, &stripError);
+    if (stripped.isNull()) {
+        TULOSetError(error, stripError);
+        return QUrl();
+    }
+    if (typeIdentifier)
+        *typeIdentifier = type;
+    return URLByWritingData(stripped, type, error);
+}
+
+QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url, TULOError *error)
+{
+    if (url.isEmpty()) {
+        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), TULOFileNoSuchFileError));
+        return QUrl();
+    }
+    QDir().mkpath(TULOTemporaryAssetsDirectoryPath());
+    const QString source = url.toLocalFile();
+    const QString target = QDir(TULOTemporaryAssetsDirectoryPath()).filePath(QFileInfo(source).fileName());
+    if (!QFileInfo::exists(source)) {
+        TULOSetError(error, fileError(TULOFileNoSuchFileError, source,
+            QStringLiteral("The file %1 does not exist.").arg(source)));
+        return QUrl();
+    }
+    QFile::remove(target);
+    QFile file(source);
+    if (!file.copy(target)) {
+        TULOSetError(error, fileError(TULOFileWriteUnknownError, target,
+            QStringLiteral("Could not copy %1 to %2: %3").arg(source, target, file.errorString())));
+        QFile::remove(target);
+        return QUrl();
+    }
+    return QUrl::fromLocalFile(target);
+}
+
+bool TULOPreparePostDescriptionOperation::removeMediaItem(const TULOMediaLibraryItemPtr &item, TULOError *error)
+{
+    TULOMediaLibrary *library = item->library() ? item->library() : TULOMediaLibrary::defaultMediaLibrary();
+    return library->removeItems({item}, error);
+}
+
+// --- photo library -------------------------------------------------------------
+
+
+TULOPhotoLibrary *TULOPreparePostDescriptionOperation::photoLibrary(TULOError *error)
+{
+    if (!m_photoLibrary) {
+        const QMetaObject *libraryClass =
+            TULOWeakLinkedClassForString("TULOPhotoLibrary", TULOPhotoLibraryModuleHandle());
+        if (libraryClass)
+            m_photoLibrary.reset(libraryClass->newInstance());
+    }
+    auto *library = qobject_cast<TULOPhotoLibrary *>(m_photoLibrary.get());
+    if (!library) {
+        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOPhotoLibraryErrorDomain),
+            TULOPhotoLibraryErrorUnavailable, QStringLiteral("The photo library is not available.")));
+    }
+    return library;
+}
+
+static std::optional<TULOPhotoAsset> TULOAssetForURL(const QUrl &assetURL, TULOPhotoLibrary *library, TULOError *error)
+{
+    // The lookup answers on a worker of the library; this thread waits for it, without limit.
+    TULOSemaphore done;
+    std::optional<TULOPhotoAsset> result;
+    TULOError failure;
+    library->assetForURL(
+        assetURL,
+        [&](const TULOPhotoAsset &asset) {
+            result = asset;
+            done.signal();
+        },
+        [&](const TULOError &e) {
+            failure = e;
+            done.signal();
+        });
+    done.wait();
+    if (!result)
+        TULOSetError(error, failure);
+    return result;
+}
+
+QUrl TULOPreparePostDescriptionOperation::URLByResolvingImageAssetURL(const QUrl &assetURL, QString *UTI, TULOError *error)
+{
+    TULOPhotoLibrary *library = photoLibrary(error);
+    if (!library)
+        return QUrl();
+    const auto asset = TULOAssetForURL(assetURL, library, error);
+    if (!asset)
+        return QUrl();
+    const TULOAssetRepresentation representation = asset->defaultRepresentation();
+    QByteArray buffer(representation.size(), Qt::Uninitialized);
+    TULOError readError;
+    const qint64 read = representation.getBytes(buffer.data(), 0, buffer.size(), &readError);
+    if (readError) {
+        TULOSetError(error, readError);
+        return QUrl();
+    }
+    buffer.truncate(read);
+    return URLByWritingStrippedImageData(buffer, UTI, error);
+}
+
+QUrl TULOPreparePostDescriptionOperation::URLByResolvingVideoAssetURL(const QUrl &assetURL, QString *UTI, TULOError *error)
+{
+    TULOPhotoLibrary *library = photoLibrary(error);
+    if (!library)
+        return QUrl();
+    const QString path = library->videoFilePathForAssetURL(assetURL, error);
+    if (path.isEmpty())
+        return QUrl();
+    const auto asset = TULOAssetForURL(assetURL, library, error);
+    if (!asset)
+        return QUrl();
+    if (UTI)
+        *UTI = asset->defaultRepresentation().UTI();
+    return QUrl::fromLocalFile(path);
+}

@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# quillon post as a user runs it: help, and input it must refuse with one clear line on stderr
+# and a non-zero exit before anything reaches a store.
+set -uo pipefail
+SOURCE="$1"; BUILD="$2"
+QUILLON="$BUILD/bin/quillon"
+WORK=$(mktemp -d); trap 'rm -rf "$WORK"' EXIT
+export XDG_DATA_HOME="$WORK/share" QUILLON_SANDBOX_DATA="$WORK/sandbox" XDG_RUNTIME_DIR="$WORK/run"
+mkdir -m 700 "$WORK/run"
+failures=0
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+
+help=$("$QUILLON" post --help) || fail "--help exits non-zero"
+for option in --text --tag --attach --item --as --attribute --share --dry-run --json --store; do
+    grep -q -- "$option" <<<"$help" || fail "--help does not document $option"
+done
+
+: > "$WORK/empty.png"
+printf 'words\n' > "$WORK/notes.txt"
+
+# name | expected exit | text stderr must contain | arguments...
+expect_refusal() {
+    local name="$1" code="$2" needle="$3"; shift 3
+    "$QUILLON" post "$@" >"$WORK/out" 2>"$WORK/err"
+    local got=$?
+    [ "$got" -eq "$code" ] || fail "$name: exit $got, expected $code"
+    [ "$(wc -l <"$WORK/err")" -eq 1 ] || fail "$name: stderr is not one line: $(cat "$WORK/err")"
+    grep -qF -- "$needle" "$WORK/err" || fail "$name: stderr lacks '$needle': $(cat "$WORK/err")"
+    [ ! -s "$WORK/out" ] || fail "$name: printed to stdout: $(cat "$WORK/out")"
+}
+
+expect_refusal nothing-to-post 2 "nothing to post" --dry-run
+expect_refusal unknown-option 2 "--colour" --text hi --colour red
+expect_refusal unknown-service 2 "myspace" --text hi --share myspace
+expect_refusal bad-store 2 "--store" --text hi --store "file:///etc/passwd"
+expect_refusal missing-file 1 "$WORK/nowhere.jpg" --text hi --attach "$WORK/nowhere.jpg"
+expect_refusal empty-file 1 "empty" --text hi --attach "$WORK/empty.png"
+expect_refusal not-media 1 "not a photo" --text hi --attach "$WORK/notes.txt"
+expect_refusal directory 1 "not a file" --text hi --attach "$WORK"
+
+# Nothing was prepared, so no temporary asset may be left behind.
+ASSETS="$WORK/share/Library/com.vantor.Quillon/Assets"
+if [ -d "$ASSETS" ] && [ -n "$(ls -A "$ASSETS")" ]; then
+    fail "refused posts left files in the assets folder"
+fi
+
+# Against the embedded sandbox store.
+SAMPLE="$SOURCE/resources/samples/sunset.jpg"
+ffmpeg -loglevel error -f lavfi -i "sine=frequency=440:duration=1" -f lavfi -i "color=c=red:s=32x32:d=1" \
+    -map 0 -map 1 -frames:v 1 -c:v png -disposition:v attached_pic -metadata title="Night Drive" \
+    -id3v2_version 3 "$WORK/song.mp3" || fail "could not make the test song"
+
+posted() {
+    local name="$1"; shift
+    if ! "$QUILLON" post "$@" >"$WORK/out" 2>"$WORK/err"; then
+        fail "$name: $(cat "$WORK/err")"; return 1
+    fi
+    grep -Eq '^posted: http://127\.0\.0\.1:[0-9]+/' "$WORK/out" || fail "$name: no feed address: $(cat "$WORK/out")"
+}
+posted text-only --text "Hello from the command line"
+posted photo-with-tag --text "Sunset with @KaitoMori" --attach "$SAMPLE"
+posted song-with-cover --text "New song" --attach "$WORK/song.mp3"
+posted cross-posted --text "Also on Facebook" --share facebook
+
+# A dry run prints the description and keeps its files: the song has its cover child, the
+# photo left the user's file alone.
+if "$QUILLON" post --dry-run --json --text "New song" --attach "$WORK/song.mp3" >"$WORK/song.json" 2>"$WORK/err" \
+    && "$QUILLON" post --dry-run --json --text "Look @KaitoMori" --attach "$SAMPLE" >"$WORK/photo.json" 2>"$WORK/err"; then
+    python3 - "$WORK/song.json" "$WORK/photo.json" "$SAMPLE" <<'PY' || fail "dry run description is wrong: $(cat "$WORK/song.json" "$WORK/photo.json")"
+import json, os, sys
+song = json.load(open(sys.argv[1]))["attachments"][0]
+assert song["title"] == "Night Drive", song
+cover = song["children"]["coverImage"]
+assert os.path.exists(cover["path"]) and cover["title"] == "Cover Image" and cover["subtitle"] == "Night Drive"
+d = json.load(open(sys.argv[2]))
+assert d["text"] == 'Look @{artist:1006:"Kaito Mori"}', d["text"]
+photo = d["attachments"][0]
+assert photo["title"] == "Photo" and photo["subtitle"] == "Look Kaito Mori", photo
+assert os.path.exists(photo["path"]) and photo["path"] != sys.argv[3]
+PY
+else
+    fail "dry run: $(cat "$WORK/err")"
+fi
+
+printf '\xff\xd8\xff\xe0 truncated jpeg' > "$WORK/broken.jpg"
+expect_refusal unknown-tag 1 "@NobodyAtAll" --text "hi @NobodyAtAll"
+expect_refusal ambiguous-tag 1 "@MiraSol" --text "hi @MiraSol"
+expect_refusal forbidden-author 1 "may not post as author 1" --text hi --as 1
+expect_refusal corrupt-photo 1 "could not prepare the post" --text hi --attach "$WORK/broken.jpg"
+
+[ "$failures" -eq 0 ] || exit 1
+echo "all postcommand checks passed"
