@@ -1,6 +1,8 @@
 #include "imagecorpus.h"
 #include "platform/image/metadatastripper.h"
 
+#include <QBuffer>
+#include <QFile>
 #include <QImage>
 #include <QTest>
 #include <QtConcurrent>
@@ -164,6 +166,37 @@ private Q_SLOTS:
             !anyStartsWith(after.exifKeys, {QStringLiteral("Exif.GPSInfo."), QStringLiteral("Exif.Photo.")}));
         QCOMPARE(after.orientation, long(TULOImageCorpus::orientation));
         QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(png));
+    }
+
+    void writingStraightToAFile_data()
+    {
+        QTest::addColumn<QByteArray>("format");
+        QTest::addRow("jpeg") << QByteArray("jpeg");
+        QTest::addRow("png") << QByteArray("png");
+    }
+    void writingStraightToAFile()
+    {
+        QFETCH(QByteArray, format);
+        const QByteArray photo
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage(format.constData(), 300, 200));
+        QString type;
+        QBuffer buffer;
+        QVERIFY(buffer.open(QIODevice::WriteOnly));
+        QVERIFY(TULOMetadataStripper::writeStrippedImageData(photo, &buffer, &type));
+        QCOMPARE(buffer.data(), TULOMetadataStripper::strippedImageData(photo));
+        QCOMPARE(type, QStringLiteral("image/") + QString::fromLatin1(format));
+
+        // A full disk: the write fails with a clear error instead of leaving a silent stub.
+        QFile full(QStringLiteral("/dev/full"));
+        if (!full.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+            QSKIP("this system has no /dev/full");
+        TULOError error;
+        type.clear();
+        QVERIFY(!TULOMetadataStripper::writeStrippedImageData(photo, &full, &type, &error));
+        QCOMPARE(error.code(), qint64(TULOImageMetadataErrorWriteFailed));
+        QVERIFY2(error.localizedDescription().contains(QStringLiteral("cannot be written")),
+            qPrintable(error.localizedDescription()));
+        QVERIFY(type.isEmpty());
     }
 
     void stripsOnManyThreadsAtOnce()

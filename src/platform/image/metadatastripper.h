@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QString>
 
+class QIODevice;
+
 // Errors of metadata removal. A platform domain: passed on unchanged by the callers.
 extern const char *const TULOImageMetadataErrorDomain;
 
@@ -30,6 +32,11 @@ public:
     // from what a file name claimed.
     static QByteArray strippedImageData(
         const QByteArray &data, QString *typeIdentifier = nullptr, TULOError *error = nullptr);
+
+    // The same, written to `device` as it is made, which spares assembling a copy of a large
+    // photo in memory. On failure, part of the image may have been written.
+    static bool writeStrippedImageData(const QByteArray &data, QIODevice *device,
+        QString *typeIdentifier = nullptr, TULOError *error = nullptr);
 
     // The type identifier of the image in `data` when its metadata can be removed, else null.
     static QString supportedTypeForData(const QByteArray &data);
