@@ -40,8 +40,15 @@ qint64 gPeakResident = 0;
 class BenchTokenKeeper : public TULOStoreTokenKeeper
 {
 public:
-    QString tokenForAccount(const QString &) override { return QString(); }
-    bool setTokenForAccount(const QString &, const QString &) override { return true; }
+    QString tokenForAccount(const QString &) override { return m_token; }
+    bool setTokenForAccount(const QString &token, const QString &) override
+    {
+        m_token = token;
+        return true;
+    }
+
+private:
+    QString m_token;
 };
 
 // Peak resident set of this process, from the kernel's own accounting.
