@@ -183,7 +183,8 @@ bool TULOFacebookAuthenticationWebViewController::webViewShouldStartLoadWithRequ
     if (url.host().toLower() != redirect.host().toLower() || url.path().toLower() != redirect.path().toLower())
         return true;
     m_didInterruptRedirect = true;
-    m_loadTimer->stop();
+    if (m_loadTimer)
+        m_loadTimer->stop();
     const QList<QPair<QString, QString>> items = QUrlQuery(url).queryItems(QUrl::FullyDecoded);
     for (const auto &item : items) {
         if (item.first.toLower() == QLatin1String("code") && !item.second.isNull()) {

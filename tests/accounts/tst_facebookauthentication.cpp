@@ -18,6 +18,18 @@
 #include <QWebEnginePage>
 #include <QWebEngineView>
 
+// Chromium inside WebEngine trips AddressSanitizer on its own (a new/delete type mismatch in
+// its network stack) as soon as a page is created, so tests that create one cannot run in the
+// sanitizer build; everything else here runs in both.
+#ifdef QUILLON_SANITIZE_BUILD
+#define TULO_SKIP_WEBENGINE_UNDER_SANITIZER() \
+    QSKIP("WebEngine's Chromium aborts under AddressSanitizer before any of our code runs; covered by the debug build")
+#else
+#define TULO_SKIP_WEBENGINE_UNDER_SANITIZER() \
+    do {                                    \
+    } while (false)
+#endif
+
 namespace {
 
 struct Outcome
@@ -157,7 +169,6 @@ private Q_SLOTS:
             outcome->error = error;
             outcome->code = value;
         });
-        controller.view();
         const QUrl url(QString(address).replace(QStringLiteral("{base}"), m_store.baseUrl().toString()));
         QCOMPARE(controller.webViewShouldStartLoadWithRequest(url), loads);
         if (loads) {
@@ -178,8 +189,29 @@ private Q_SLOTS:
         QCOMPARE(outcome->calls, 1);
     }
 
+    void cancelEndsOnce()
+    {
+        auto outcome = std::make_shared<Outcome>();
+        TULOFacebookAuthenticationWebViewController controller(appId(), TULOFacebookWritePermissions());
+        controller.setAuthenticationCompletionBlock([outcome](const TULOError &error, const QString &code) {
+            ++outcome->calls;
+            outcome->error = error;
+            outcome->code = code;
+        });
+        controller.cancelAuthenticationProcess();
+        QCOMPARE(outcome->calls, 1);
+        QVERIFY(!controller.isAuthenticating());
+        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+        QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorCancelled));
+        QVERIFY(outcome->code.isNull());
+        // A load failure after the end is not a second one.
+        controller.webViewDidFailLoadWithError(TULOError(QString::fromLatin1(TULONetworkErrorDomain), -3));
+        QCOMPARE(outcome->calls, 1);
+    }
+
     void cancelButton()
     {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
         auto outcome = std::make_shared<Outcome>();
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
@@ -199,6 +231,7 @@ private Q_SLOTS:
     // Through the dialog page to a linked account at the store.
     void signInEndToEnd()
     {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
         QVERIFY(TULOSignInDemoAccount(m_store));
         auto outcome = std::make_shared<Outcome>();
         auto controller = newController(outcome);
@@ -239,6 +272,7 @@ private Q_SLOTS:
 
     void declineInDialog()
     {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
         auto outcome = std::make_shared<Outcome>();
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
@@ -251,6 +285,7 @@ private Q_SLOTS:
 
     void wrongPasswordStaysInDialog()
     {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
         auto outcome = std::make_shared<Outcome>();
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
@@ -267,6 +302,7 @@ private Q_SLOTS:
 
     void dialogNeverLoads()
     {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
         m_store.addFault(QStringLiteral("/facebook/dialog"), TULOSandboxFault::delay(60000));
         auto outcome = std::make_shared<Outcome>();
         auto controller = newController(outcome);
@@ -283,6 +319,7 @@ private Q_SLOTS:
 
     void dialogUnreachable()
     {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
         TULODeploymentConfiguration configuration;
         configuration.setValue(QString::fromLatin1(TULODeploymentFacebookDialogURLKey), QStringLiteral("http://127.0.0.1:1/dialog/oauth"));
         TULODeploymentConfiguration::setCurrent(configuration);
