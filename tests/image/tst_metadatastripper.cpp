@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QTest>
 #include <QtConcurrent>
+#include <QtEndian>
 
 namespace {
 
@@ -152,6 +153,33 @@ private Q_SLOTS:
         QCOMPARE(QImage::fromData(stripped).size(), QSize(120, 90));
     }
 
+    void jpegExtendedXmpIsRemoved()
+    {
+        // Extended XMP: more APP1 segments after the main packet, which XMP readers join up.
+        const QByteArray photo
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 64, 48));
+        const QByteArray xmp
+            = QByteArray("<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/"
+                         "02/22-rdf-syntax-ns#'><rdf:Description xmlns:photoshop='http://ns.adobe.com/"
+                         "photoshop/1.0/' photoshop:City='")
+            + TULOImageCorpus::city + "'/></rdf:RDF></x:xmpmeta>";
+        QByteArray payload = QByteArray("http://ns.adobe.com/xmp/extension/", 35) + QByteArray(32, 'A');
+        QByteArray sizes(8, '\0');
+        qToBigEndian<quint32>(quint32(xmp.size()), sizes.data());
+        payload += sizes + xmp;
+        QByteArray segment("\xFF\xE1", 2);
+        QByteArray length(2, '\0');
+        qToBigEndian<quint16>(quint16(payload.size() + 2), length.data());
+        segment += length + payload;
+        const QByteArray extended = photo.left(2) + segment + photo.mid(2);
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(extended, nullptr, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        QVERIFY(!stripped.contains("xmp/extension"));
+        QVERIFY(!stripped.contains(TULOImageCorpus::city));
+        QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(photo));
+    }
+
     void pngExifChunkLosesItsLocation()
     {
         const QByteArray png = TULOImageCorpus::pngWithExifChunk(64, 48);
@@ -240,6 +268,12 @@ private Q_SLOTS:
             << jpeg.left(40) << int(TULOImageMetadataErrorUnreadableImage) << QStringLiteral("image");
         QTest::addRow("png cut off") << png.left(png.size() / 2) << int(TULOImageMetadataErrorUnreadableImage)
                                      << QStringLiteral("incomplete");
+        QByteArray longScanHeader = jpeg;
+        const qsizetype scan = longScanHeader.indexOf(QByteArrayView("\xFF\xDA", 2));
+        longScanHeader[scan + 2] = char(0xFF); // claims 65 kB for a header of a few bytes
+        QTest::addRow("jpeg scan header past the end")
+            << longScanHeader.left(scan + 600) + QByteArray("\xFF\xD9", 2)
+            << int(TULOImageMetadataErrorUnreadableImage) << QStringLiteral("damaged");
         QTest::addRow("heic") << heicHeader() << int(TULOImageMetadataErrorUnsupportedType)
                               << QStringLiteral("HEIC");
         QTest::addRow("gif") << QByteArray("GIF89a\x01\x00\x01\x00\x00\x00\x00;", 14)

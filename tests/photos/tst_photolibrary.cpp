@@ -99,6 +99,8 @@ private Q_SLOTS:
         QVERIFY(
             writeFile(picture(QStringLiteral("misnamed.jpg")), TULOImageCorpus::encodedImage("png", 20, 20)));
         QVERIFY(writeFile(picture(QStringLiteral("notes.txt")), "shopping list\n"));
+        QVERIFY(writeFile(picture(QStringLiteral("Sommer/Strand in Äbenrå #2.webp")),
+            TULOImageCorpus::encodedImage("webp", 20, 20)));
     }
 
     void everyPhotoAndVideoHasAStableURL()
@@ -109,7 +111,8 @@ private Q_SLOTS:
         for (const TULOPhotoAsset &asset : assets)
             names << QDir(m_pictures).relativeFilePath(asset.filePath());
         QCOMPARE(names,
-            (QStringList {QStringLiteral("2024/June/harbour.png"), QStringLiteral("beach.jpg"),
+            (QStringList {QStringLiteral("2024/June/harbour.png"),
+                QStringLiteral("Sommer/Strand in Äbenrå #2.webp"), QStringLiteral("beach.jpg"),
                 QStringLiteral("clip.mp4"), QStringLiteral("misnamed.jpg")}));
 
         const QUrl beach = library.assetURLForFilePath(picture(QStringLiteral("beach.jpg")));
@@ -142,6 +145,9 @@ private Q_SLOTS:
                                               << int(TULOPhotoAsset::Photo) << QStringLiteral("image/png");
         QTest::addRow("video") << QStringLiteral("clip.mp4") << int(TULOPhotoAsset::Video)
                                << QStringLiteral("video/mp4");
+        QTest::addRow("non-ASCII name with a hash")
+            << QStringLiteral("Sommer/Strand in Äbenrå #2.webp") << int(TULOPhotoAsset::Photo)
+            << QStringLiteral("image/webp");
         QTest::addRow("png named jpg")
             << QStringLiteral("misnamed.jpg") << int(TULOPhotoAsset::Photo) << QStringLiteral("image/png");
     }

@@ -153,6 +153,38 @@ TULOJpegLayout jpegLayout(const QByteArray &data)
     return layout;
 }
 
+// The segments before the scan, without those that Exiv2 would copy through untouched although
+// they carry metadata: extended XMP (the rest of an XMP packet too large for one segment) and
+// the multi-picture index of the images after the end of the image, which are left out. Ends
+// with the scan header and an end-of-image marker, which is all Exiv2 needs.
+QByteArray jpegHeadForExiv2(const QByteArray &data, qsizetype scanHeaderEnd)
+{
+    static const QByteArrayView extendedXmp("http://ns.adobe.com/xmp/extension/\0", 35);
+    static const QByteArrayView multiPicture("MPF\0", 4);
+    QByteArray head;
+    head.reserve(scanHeaderEnd + 2);
+    head.append(data.constData(), 2); // SOI
+    qsizetype pos = 2;
+    while (pos + 4 <= scanHeaderEnd) {
+        const uchar marker = uchar(data[pos + 1]);
+        if (marker == 0xFF) {
+            ++pos;
+            continue;
+        }
+        const bool standalone = (marker >= 0xD0 && marker <= 0xD7) || marker == 0x01;
+        const qsizetype length = standalone ? 0 : qFromBigEndian<quint16>(data.constData() + pos + 2);
+        const QByteArrayView payload
+            = QByteArrayView(data).sliced(pos + 4, qMin(length - 2, data.size() - pos - 4));
+        const bool dropped = (marker == 0xE1 && payload.startsWith(extendedXmp))
+            || (marker == 0xE2 && payload.startsWith(multiPicture));
+        if (!dropped)
+            head.append(data.constData() + pos, qMin(2 + length, scanHeaderEnd - pos));
+        pos += 2 + length;
+    }
+    head.append("\xFF\xD9", 2);
+    return head;
+}
+
 // Exiv2 copies the image data it does not parse as they are, so a file cut off while it was
 // copied would pass; each format has an end marker that a complete file carries.
 bool isComplete(const QString &type, const QByteArray &data, const TULOJpegLayout &jpeg)
@@ -327,8 +359,13 @@ bool strippedParts(const QByteArray &data, TULOStrippedParts &parts, TULOError *
         // the end of the image (previews, depth maps, clips with their own metadata) is left out.
         const qsizetype scanHeaderEnd
             = layout.scanStart + 2 + qFromBigEndian<quint16>(data.constData() + layout.scanStart + 2);
-        QByteArray head = data.left(scanHeaderEnd);
-        head.append("\xFF\xD9", 2);
+        if (scanHeaderEnd > layout.imageEnd - 2) {
+            TULOSetError(error,
+                makeError(TULOImageMetadataErrorUnreadableImage,
+                    text("The image is damaged: its scan header is too long.")));
+            return false;
+        }
+        const QByteArray head = jpegHeadForExiv2(data, scanHeaderEnd);
         const QByteArray rewritten = rewrittenMetadata(head, error);
         const qsizetype newScanStart = rewritten.isNull() ? -1 : jpegLayout(rewritten).scanStart;
         if (newScanStart < 0) {
