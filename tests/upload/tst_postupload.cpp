@@ -36,8 +36,8 @@ int runChild(const QString &mode)
     account.setToken(qEnvironmentVariable("TULO_CHILD_TOKEN"));
     TULOStoreAccountStore::defaultStore()->setActiveAccount(account);
     TULOPostOutbox *outbox = TULOPostOutbox::defaultOutbox();
-    QObject::connect(outbox, &TULOPostOutbox::postDidFinish, qApp, [] { QCoreApplication::exit(0); });
-    QObject::connect(outbox, &TULOPostOutbox::postDidFail, qApp,
+    QObject::connect(outbox, &TULOPostOutbox::postDidFinish, QCoreApplication::instance(), [] { QCoreApplication::exit(0); });
+    QObject::connect(outbox, &TULOPostOutbox::postDidFail, QCoreApplication::instance(),
         [](const QString &, const TULOError &, bool) { QCoreApplication::exit(2); });
     if (mode == QLatin1String("post")) {
         TULOPostDescription description;
