@@ -19,9 +19,7 @@
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QUuid>
-
 #include <benchmark/benchmark.h>
-
 #include <cstdio>
 
 namespace {
@@ -67,7 +65,7 @@ qint64 peakResidentBytes()
 int runChild(const QStringList &arguments)
 {
     // bag, account, token, file, outbox
-    TULOClientContext context{QUrl(arguments.at(0))};
+    TULOClientContext context {QUrl(arguments.at(0))};
     context.setRequestTimeout(60000);
     TULOClientContext::setDefaultContext(context);
     TULOStoreAccountStore::defaultStore()->setTokenKeeper(std::make_unique<BenchTokenKeeper>());
@@ -84,7 +82,7 @@ int runChild(const QStringList &arguments)
     attachment.setAssetURL(QUrl::fromLocalFile(arguments.at(3)));
     attachment.setUTI(QStringLiteral("video/mp4"));
     attachment.setTitle(QStringLiteral("one gibibyte"));
-    description.setAttachments(QList<TULOPostAttachment>{attachment});
+    description.setAttachments(QList<TULOPostAttachment> {attachment});
     auto *request = new TULOPostRequest(description);
     request->setOutbox(&outbox);
     int code = 3;
@@ -98,21 +96,20 @@ int runChild(const QStringList &arguments)
         QCoreApplication::exit(code);
     });
     QCoreApplication::exec();
-    std::printf("peak %lld seconds %.6f\n", static_cast<long long>(peakResidentBytes()), double(timer.nsecsElapsed()) / 1e9);
+    std::printf("peak %lld seconds %.6f\n", static_cast<long long>(peakResidentBytes()),
+        double(timer.nsecsElapsed()) / 1e9);
     return code;
 }
 
 QByteArray descriptionFor(qint64 size)
 {
-    const QJsonObject description{
-        {QStringLiteral("text"), QStringLiteral("benchmark")},
+    const QJsonObject description {{QStringLiteral("text"), QStringLiteral("benchmark")},
         {QStringLiteral("authorId"), TULOSandboxStore::demoArtistIdentifier()},
         {QStringLiteral("attachments"),
-         QJsonArray{QJsonObject{{QStringLiteral("part"), QStringLiteral("file0")},
-                                {QStringLiteral("type"), 4},
-                                {QStringLiteral("uti"), QStringLiteral("video/mp4")},
-                                {QStringLiteral("title"), QStringLiteral("one gibibyte")},
-                                {QStringLiteral("size"), double(size)}}}}};
+            QJsonArray {QJsonObject {{QStringLiteral("part"), QStringLiteral("file0")},
+                {QStringLiteral("type"), 4}, {QStringLiteral("uti"), QStringLiteral("video/mp4")},
+                {QStringLiteral("title"), QStringLiteral("one gibibyte")},
+                {QStringLiteral("size"), double(size)}}}}};
     return QJsonDocument(description).toJson(QJsonDocument::Compact);
 }
 
@@ -131,12 +128,14 @@ void BM_CurlUpload(benchmark::State &state)
         QElapsedTimer timer;
         timer.start();
         curl.start(QStringLiteral("curl"),
-                   {QStringLiteral("-s"), QStringLiteral("-o"), QStringLiteral("/dev/null"), QStringLiteral("-w"), QStringLiteral("%{http_code}"),
-                    QStringLiteral("-H"), QStringLiteral("Authorization: Bearer ") + gToken,
-                    QStringLiteral("-H"), QStringLiteral("Idempotency-Key: ") + QUuid::createUuid().toString(QUuid::WithoutBraces),
-                    QStringLiteral("-F"), QStringLiteral("description=<%1;type=application/json").arg(descriptionPath),
-                    QStringLiteral("-F"), QStringLiteral("file0=@%1;type=video/mp4").arg(gFile),
-                    gStore->baseUrl().toString() + QStringLiteral("/posts")});
+            {QStringLiteral("-s"), QStringLiteral("-o"), QStringLiteral("/dev/null"), QStringLiteral("-w"),
+                QStringLiteral("%{http_code}"), QStringLiteral("-H"),
+                QStringLiteral("Authorization: Bearer ") + gToken, QStringLiteral("-H"),
+                QStringLiteral("Idempotency-Key: ") + QUuid::createUuid().toString(QUuid::WithoutBraces),
+                QStringLiteral("-F"),
+                QStringLiteral("description=<%1;type=application/json").arg(descriptionPath),
+                QStringLiteral("-F"), QStringLiteral("file0=@%1;type=video/mp4").arg(gFile),
+                gStore->baseUrl().toString() + QStringLiteral("/posts")});
         curl.waitForFinished(-1);
         total += double(timer.nsecsElapsed()) / 1e9;
         if (curl.readAllStandardOutput() != "201")
@@ -153,8 +152,8 @@ void BM_QuillonUpload(benchmark::State &state)
         QTemporaryDir outbox(gWork + QStringLiteral("/outbox-XXXXXX"));
         QProcess child;
         child.start(QCoreApplication::applicationFilePath(),
-                    {QStringLiteral("--upload-child"), gStore->bagUrl().toString(), TULOSandboxStore::demoAccountName(), gToken,
-                     gFile, outbox.path()});
+            {QStringLiteral("--upload-child"), gStore->bagUrl().toString(),
+                TULOSandboxStore::demoAccountName(), gToken, gFile, outbox.path()});
         child.waitForFinished(-1);
         const QList<QByteArray> output = child.readAllStandardOutput().trimmed().split(' ');
         if (child.exitCode() != 0 || output.size() != 4 || output.first() != "peak") {
@@ -191,11 +190,16 @@ bool writeFile(const QString &path)
 QString signIn(const TULOSandboxStore &store)
 {
     QProcess curl;
-    curl.start(QStringLiteral("curl"), {QStringLiteral("-s"), QStringLiteral("-d"), QStringLiteral("accountName=") + TULOSandboxStore::demoAccountName(),
-                                        QStringLiteral("-d"), QStringLiteral("password=") + TULOSandboxStore::demoPassword(),
-                                        store.baseUrl().toString() + QStringLiteral("/account/signin")});
+    curl.start(QStringLiteral("curl"),
+        {QStringLiteral("-s"), QStringLiteral("-d"),
+            QStringLiteral("accountName=") + TULOSandboxStore::demoAccountName(), QStringLiteral("-d"),
+            QStringLiteral("password=") + TULOSandboxStore::demoPassword(),
+            store.baseUrl().toString() + QStringLiteral("/account/signin")});
     curl.waitForFinished(-1);
-    return QJsonDocument::fromJson(curl.readAllStandardOutput()).object().value(QStringLiteral("token")).toString();
+    return QJsonDocument::fromJson(curl.readAllStandardOutput())
+        .object()
+        .value(QStringLiteral("token"))
+        .toString();
 }
 
 } // namespace
@@ -231,8 +235,9 @@ int main(int argc, char **argv)
     const double ratio = gCurlSeconds / gQuillonSeconds;
     const bool throughputOK = ratio >= 0.8;
     const bool memoryOK = gPeakResident < kMemoryLimit;
-    std::printf("upload throughput %.2f of curl's (target >= 0.80) %s\n", ratio, throughputOK ? "PASS" : "FAIL");
+    std::printf(
+        "upload throughput %.2f of curl's (target >= 0.80) %s\n", ratio, throughputOK ? "PASS" : "FAIL");
     std::printf("peak resident memory %.1f MiB while uploading 1 GiB (target < 64 MiB) %s\n",
-                double(gPeakResident) / (1 << 20), memoryOK ? "PASS" : "FAIL");
+        double(gPeakResident) / (1 << 20), memoryOK ? "PASS" : "FAIL");
     return throughputOK && memoryOK ? 0 : 2;
 }

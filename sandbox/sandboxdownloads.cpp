@@ -1,4 +1,5 @@
 #include "sandboxdownloads.h"
+
 #include "sandboxstore_p.h"
 
 #include <QDir>
@@ -6,7 +7,6 @@
 #include <QJsonArray>
 #include <QSaveFile>
 #include <QtEndian>
-
 #include <cmath>
 
 namespace {
@@ -61,8 +61,7 @@ bool inCloudLibrary(const std::optional<TULOSandboxItem> &item)
 } // namespace
 
 QByteArray TULOSandboxDownloads::songFile(qint64 identifier, const QString &title, const QString &artist,
-                                          const QString &album, qint64 artistIdentifier, qint64 albumIdentifier,
-                                          int seconds)
+    const QString &album, qint64 artistIdentifier, qint64 albumIdentifier, int seconds)
 {
     constexpr int rate = 44100;
     constexpr int channels = 2;
@@ -76,15 +75,16 @@ QByteArray TULOSandboxDownloads::songFile(qint64 identifier, const QString &titl
         qToLittleEndian(value, samples.data() + i * 4 + 2);
     }
     QByteArray frames3 = textFrame("TIT2", title) + textFrame("TPE1", artist) + textFrame("TALB", album)
-                         + userTextFrame("STOREITEMID", QString::number(identifier))
-                         + userTextFrame("STOREARTISTID", QString::number(artistIdentifier))
-                         + userTextFrame("STOREALBUMID", QString::number(albumIdentifier));
+        + userTextFrame("STOREITEMID", QString::number(identifier))
+        + userTextFrame("STOREARTISTID", QString::number(artistIdentifier))
+        + userTextFrame("STOREALBUMID", QString::number(albumIdentifier));
     QByteArray id3 = QByteArray("ID3\x04\x00\x00", 6) + syncsafe(quint32(frames3.size())) + frames3;
     if (id3.size() % 2)
         id3.append('\0');
-    const QByteArray format = le16(1) + le16(channels) + le32(rate) + le32(rate * channels * 2) + le16(channels * 2) + le16(16);
-    QByteArray body = "WAVE" + ("fmt " + le32(quint32(format.size())) + format) + ("data" + le32(quint32(samples.size())) + samples)
-                      + ("id3 " + le32(quint32(id3.size())) + id3);
+    const QByteArray format
+        = le16(1) + le16(channels) + le32(rate) + le32(rate * channels * 2) + le16(channels * 2) + le16(16);
+    QByteArray body = "WAVE" + ("fmt " + le32(quint32(format.size())) + format)
+        + ("data" + le32(quint32(samples.size())) + samples) + ("id3 " + le32(quint32(id3.size())) + id3);
     return "RIFF" + le32(quint32(body.size())) + body;
 }
 
@@ -98,52 +98,57 @@ std::shared_ptr<TULOSandboxDownloads> TULOSandboxDownloads::install(TULOSandboxS
         for (const TULOSandboxItem &song : store->database.itemsOfKind(QStringLiteral("song"))) {
             if (song.artistIdentifier != TULOSandboxCloudArtist)
                 continue;
-            items.append(QJsonObject{{QStringLiteral("id"), QString::number(song.identifier)},
-                                     {QStringLiteral("kind"), QStringLiteral("song")},
-                                     {QStringLiteral("name"), song.name},
-                                     {QStringLiteral("artistName"), song.artistName},
-                                     {QStringLiteral("artistId"), QString::number(song.artistIdentifier)},
-                                     {QStringLiteral("collectionName"), song.albumName},
-                                     {QStringLiteral("collectionId"), QString::number(song.albumIdentifier)},
-                                     {QStringLiteral("durationInMillis"), songSeconds * 1000},
-                                     {QStringLiteral("downloadUrl"), store->base() + QStringLiteral("/downloads/") + QString::number(song.identifier)}});
+            items.append(QJsonObject {{QStringLiteral("id"), QString::number(song.identifier)},
+                {QStringLiteral("kind"), QStringLiteral("song")}, {QStringLiteral("name"), song.name},
+                {QStringLiteral("artistName"), song.artistName},
+                {QStringLiteral("artistId"), QString::number(song.artistIdentifier)},
+                {QStringLiteral("collectionName"), song.albumName},
+                {QStringLiteral("collectionId"), QString::number(song.albumIdentifier)},
+                {QStringLiteral("durationInMillis"), songSeconds * 1000},
+                {QStringLiteral("downloadUrl"),
+                    store->base() + QStringLiteral("/downloads/") + QString::number(song.identifier)}});
         }
         TULOSandboxStorePrivate::reply(response, 200, {{QStringLiteral("items"), items}});
     });
-    store->route("GET", R"(/downloads/(\d{1,12}))", [store](const httplib::Request &request, httplib::Response &response) {
-        if (!store->signedAccount(request, response))
-            return;
-        const qint64 identifier = QString::fromStdString(request.matches[1]).toLongLong();
-        const std::optional<TULOSandboxItem> song = store->database.item(identifier);
-        if (!inCloudLibrary(song)) {
-            TULOSandboxStorePrivate::failure(response, 404, "notFound", QStringLiteral("Item %1 is not in this library.").arg(identifier));
-            return;
-        }
-        const QString folder = store->dataDirectory + QStringLiteral("/downloads");
-        const QString path = folder + QStringLiteral("/%1.wav").arg(identifier);
-        if (!QFile::exists(path)) {
-            QDir().mkpath(folder);
-            QSaveFile out(path);
-            const QByteArray data = songFile(identifier, song->name, song->artistName, song->albumName,
-                                             song->artistIdentifier, song->albumIdentifier, songSeconds);
-            if (!out.open(QIODevice::WriteOnly) || out.write(data) != data.size() || !out.commit()) {
-                TULOSandboxStorePrivate::failure(response, 500, "storeFailure", QStringLiteral("The song could not be prepared."));
+    store->route("GET", R"(/downloads/(\d{1,12}))",
+        [store](const httplib::Request &request, httplib::Response &response) {
+            if (!store->signedAccount(request, response))
+                return;
+            const qint64 identifier = QString::fromStdString(request.matches[1]).toLongLong();
+            const std::optional<TULOSandboxItem> song = store->database.item(identifier);
+            if (!inCloudLibrary(song)) {
+                TULOSandboxStorePrivate::failure(response, 404, "notFound",
+                    QStringLiteral("Item %1 is not in this library.").arg(identifier));
                 return;
             }
-        }
-        auto file = std::make_shared<QFile>(path);
-        if (!file->open(QIODevice::ReadOnly)) {
-            TULOSandboxStorePrivate::failure(response, 500, "storeFailure", file->errorString());
-            return;
-        }
-        response.set_header("Content-Disposition", QStringLiteral("attachment; filename=\"%1.wav\"").arg(identifier).toStdString());
-        response.set_content_provider(size_t(file->size()), "audio/wav", [file](size_t offset, size_t length, httplib::DataSink &sink) {
-            QByteArray chunk(qsizetype(std::min<size_t>(length, 1 << 15)), Qt::Uninitialized);
-            if (!file->seek(qint64(offset)))
-                return false;
-            const qint64 read = file->read(chunk.data(), chunk.size());
-            return read > 0 && sink.write(chunk.constData(), size_t(read));
+            const QString folder = store->dataDirectory + QStringLiteral("/downloads");
+            const QString path = folder + QStringLiteral("/%1.wav").arg(identifier);
+            if (!QFile::exists(path)) {
+                QDir().mkpath(folder);
+                QSaveFile out(path);
+                const QByteArray data = songFile(identifier, song->name, song->artistName, song->albumName,
+                    song->artistIdentifier, song->albumIdentifier, songSeconds);
+                if (!out.open(QIODevice::WriteOnly) || out.write(data) != data.size() || !out.commit()) {
+                    TULOSandboxStorePrivate::failure(
+                        response, 500, "storeFailure", QStringLiteral("The song could not be prepared."));
+                    return;
+                }
+            }
+            auto file = std::make_shared<QFile>(path);
+            if (!file->open(QIODevice::ReadOnly)) {
+                TULOSandboxStorePrivate::failure(response, 500, "storeFailure", file->errorString());
+                return;
+            }
+            response.set_header("Content-Disposition",
+                QStringLiteral("attachment; filename=\"%1.wav\"").arg(identifier).toStdString());
+            response.set_content_provider(size_t(file->size()), "audio/wav",
+                [file](size_t offset, size_t length, httplib::DataSink &sink) {
+                    QByteArray chunk(qsizetype(std::min<size_t>(length, 1 << 15)), Qt::Uninitialized);
+                    if (!file->seek(qint64(offset)))
+                        return false;
+                    const qint64 read = file->read(chunk.data(), chunk.size());
+                    return read > 0 && sink.write(chunk.constData(), size_t(read));
+                });
         });
-    });
     return downloads;
 }

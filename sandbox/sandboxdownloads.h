@@ -2,7 +2,6 @@
 
 #include <QByteArray>
 #include <QString>
-
 #include <memory>
 
 class TULOSandboxStorePrivate;
@@ -12,13 +11,16 @@ class TULOSandboxStorePrivate;
 class TULOSandboxDownloads
 {
 public:
-    explicit TULOSandboxDownloads(TULOSandboxStorePrivate *store) : m_store(store) {}
+    explicit TULOSandboxDownloads(TULOSandboxStorePrivate *store)
+        : m_store(store)
+    {
+    }
     static std::shared_ptr<TULOSandboxDownloads> install(TULOSandboxStorePrivate *store);
 
     // The song file the store delivers: 16-bit stereo PCM WAV with an ID3 chunk carrying
     // title, artist, album and the store identifiers.
-    static QByteArray songFile(qint64 identifier, const QString &title, const QString &artist, const QString &album,
-                               qint64 artistIdentifier, qint64 albumIdentifier, int seconds);
+    static QByteArray songFile(qint64 identifier, const QString &title, const QString &artist,
+        const QString &album, qint64 artistIdentifier, qint64 albumIdentifier, int seconds);
     static constexpr int songSeconds = 6;
 
 private:

@@ -20,9 +20,11 @@ QString textWithTags(const QString &text, const QString &base)
     for (auto it = token.globalMatch(text); it.hasNext();) {
         const QRegularExpressionMatch match = it.next();
         html += escaped(text.mid(last, match.capturedStart() - last));
-        html += QStringLiteral("<a class=\"tag tag-%1\" href=\"%2/catalog/lookup?id=%3&amp;profile=lockup&amp;version=2\">%4</a>")
-                    .arg(escaped(match.captured(1)), base, QString::fromLatin1(QUrl::toPercentEncoding(match.captured(2))),
-                         escaped(match.captured(3)));
+        html += QStringLiteral("<a class=\"tag tag-%1\" "
+                               "href=\"%2/catalog/lookup?id=%3&amp;profile=lockup&amp;version=2\">%4</a>")
+                    .arg(escaped(match.captured(1)), base,
+                        QString::fromLatin1(QUrl::toPercentEncoding(match.captured(2))),
+                        escaped(match.captured(3)));
         last = match.capturedEnd();
     }
     html += escaped(text.mid(last));
@@ -58,16 +60,19 @@ figcaption .title { font-weight: 600; }
 QByteArray TULOSandboxPosts::feedPage(const QList<TULOSandboxPost> &posts) const
 {
     const QString base = m_store->base();
-    QString html = QStringLiteral("<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>Artist feed</title>"
-                                  "<style>%1</style></head><body><header>Artist feed</header><main>")
+    QString html = QStringLiteral(
+        "<!DOCTYPE html><html lang=\"en\"><head><meta charset=\"utf-8\"><title>Artist feed</title>"
+        "<style>%1</style></head><body><header>Artist feed</header><main>")
                        .arg(QString::fromLatin1(TULOSandboxFeedStyle));
     if (posts.isEmpty())
         html += QStringLiteral("<p class=\"empty\">No posts yet.</p>");
     for (const TULOSandboxPost &post : posts) {
-        html += QStringLiteral("<article class=\"post\" id=\"post-%1\" data-author-id=\"%2\">").arg(post.postIdentifier, escaped(post.authorIdentifier));
+        html += QStringLiteral("<article class=\"post\" id=\"post-%1\" data-author-id=\"%2\">")
+                    .arg(post.postIdentifier, escaped(post.authorIdentifier));
         html += QStringLiteral("<div class=\"byline\">%1</div>").arg(escaped(post.authorName));
         if (post.attributed)
-            html += QStringLiteral("<div class=\"attribution\">posted by %1</div>").arg(escaped(post.attributionName));
+            html += QStringLiteral("<div class=\"attribution\">posted by %1</div>")
+                        .arg(escaped(post.attributionName));
         html += QStringLiteral("<div class=\"created\">%1</div>").arg(escaped(post.created));
         html += QStringLiteral("<p class=\"text\">%1</p>").arg(textWithTags(post.text, base));
         for (const TULOSandboxPostAttachment &a : post.attachments) {
@@ -82,27 +87,35 @@ QByteArray TULOSandboxPosts::feedPage(const QList<TULOSandboxPost> &posts) const
             for (const QJsonValue &artist : a.artists)
                 artists.append(escaped(artist.toObject().value(QStringLiteral("name")).toString()));
             if (!artists.isEmpty())
-                caption += QStringLiteral("<div class=\"artists\">%1</div>").arg(artists.join(QStringLiteral(", ")));
+                caption += QStringLiteral("<div class=\"artists\">%1</div>")
+                               .arg(artists.join(QStringLiteral(", ")));
             if (!a.albumName.isEmpty())
                 caption += QStringLiteral("<div class=\"album\">%1</div>").arg(escaped(a.albumName));
             switch (a.type) {
             case 2:
-                html += QStringLiteral("<figure class=\"image\"><img class=\"photo\" src=\"%1\" alt=\"%2\"><figcaption>%3</figcaption></figure>")
+                html += QStringLiteral("<figure class=\"image\"><img class=\"photo\" src=\"%1\" "
+                                       "alt=\"%2\"><figcaption>%3</figcaption></figure>")
                             .arg(url, escaped(a.title), caption);
                 break;
             case 4: {
                 // The chosen cover frame: the cover image when sent, else the frame at its time.
-                const QString source = a.previewFrameTime >= 0 ? url + QStringLiteral("#t=%1").arg(a.previewFrameTime / 1000.0) : url;
-                const QString poster = cover.isEmpty() ? QString() : QStringLiteral(" poster=\"%1\"").arg(cover);
-                html += QStringLiteral("<figure class=\"video\"><video controls preload=\"metadata\" src=\"%1\"%2></video><figcaption>%3</figcaption></figure>")
+                const QString source = a.previewFrameTime >= 0
+                    ? url + QStringLiteral("#t=%1").arg(a.previewFrameTime / 1000.0)
+                    : url;
+                const QString poster
+                    = cover.isEmpty() ? QString() : QStringLiteral(" poster=\"%1\"").arg(cover);
+                html += QStringLiteral("<figure class=\"video\"><video controls preload=\"metadata\" "
+                                       "src=\"%1\"%2></video><figcaption>%3</figcaption></figure>")
                             .arg(source, poster, caption);
                 break;
             }
             default: {
-                const QString coverImage = cover.isEmpty() ? QString()
-                                                           : QStringLiteral("<img class=\"cover\" src=\"%1\" alt=\"%2\">")
-                                                                 .arg(cover, escaped(a.children.first().title));
-                html += QStringLiteral("<figure class=\"song\">%1<div><figcaption>%2</figcaption><audio controls preload=\"metadata\" src=\"%3\"></audio></div></figure>")
+                const QString coverImage = cover.isEmpty()
+                    ? QString()
+                    : QStringLiteral("<img class=\"cover\" src=\"%1\" alt=\"%2\">")
+                          .arg(cover, escaped(a.children.first().title));
+                html += QStringLiteral("<figure class=\"song\">%1<div><figcaption>%2</figcaption><audio "
+                                       "controls preload=\"metadata\" src=\"%3\"></audio></div></figure>")
                             .arg(coverImage, caption, url);
                 break;
             }
@@ -111,8 +124,10 @@ QByteArray TULOSandboxPosts::feedPage(const QList<TULOSandboxPost> &posts) const
         if (!post.destinations.isEmpty()) {
             QStringList names;
             for (const TULOSandboxPostDestination &d : post.destinations)
-                names.append(d.pageIdentifier.isNull() ? serviceName(d.service) : serviceName(d.service) + QStringLiteral(" (page)"));
-            html += QStringLiteral("<div class=\"crosspost\">Also shared to %1</div>").arg(names.join(QStringLiteral(", ")));
+                names.append(d.pageIdentifier.isNull() ? serviceName(d.service)
+                                                       : serviceName(d.service) + QStringLiteral(" (page)"));
+            html += QStringLiteral("<div class=\"crosspost\">Also shared to %1</div>")
+                        .arg(names.join(QStringLiteral(", ")));
         }
         html += QStringLiteral("</article>");
     }

@@ -1,7 +1,6 @@
 #include "sandboxpostdatabase.h"
 
 #include <QJsonDocument>
-
 #include <sqlite3.h>
 
 namespace {
@@ -87,9 +86,9 @@ private:
     sqlite3_stmt *m_stmt = nullptr;
 };
 
-const char *const TULOSandboxPostColumns =
-    "SELECT id, post_id, idempotency_key, account_id, author_id, author_type, author_name, attributed, "
-    "attribution_name, text, item_id, item_type, created FROM posts ";
+const char *const TULOSandboxPostColumns
+    = "SELECT id, post_id, idempotency_key, account_id, author_id, author_type, author_name, attributed, "
+      "attribution_name, text, item_id, item_type, created FROM posts ";
 
 TULOSandboxPost postFromRow(const Statement &row)
 {
@@ -120,8 +119,9 @@ bool TULOSandboxPostDatabase::open(const QString &path, QString *error)
 {
     std::lock_guard lock(m_mutex);
     close();
-    if (sqlite3_open_v2(path.toUtf8().constData(), &m_db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
-                        nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(path.toUtf8().constData(), &m_db,
+            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr)
+        != SQLITE_OK) {
         if (error)
             *error = QStringLiteral("cannot open %1: %2").arg(path, QString::fromUtf8(sqlite3_errmsg(m_db)));
         close();
@@ -156,12 +156,13 @@ bool TULOSandboxPostDatabase::exec(const char *sql, QString *error)
     return false;
 }
 
-bool TULOSandboxPostDatabase::insertAttachment(qint64 rowid, int position, int parent,
-                                              const TULOSandboxPostAttachment &a)
+bool TULOSandboxPostDatabase::insertAttachment(
+    qint64 rowid, int position, int parent, const TULOSandboxPostAttachment &a)
 {
-    Statement insert(m_db, "INSERT INTO attachments(post, position, parent, type, uti, title, subtitle, description, "
-                           "artists, album_id, album_name, category, explicit, preview_frame_time, file, original_name, "
-                           "size) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    Statement insert(m_db,
+        "INSERT INTO attachments(post, position, parent, type, uti, title, subtitle, description, "
+        "artists, album_id, album_name, category, explicit, preview_frame_time, file, original_name, "
+        "size) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     insert.bind(1, rowid);
     insert.bind(2, position);
     insert.bind(3, parent);
@@ -192,9 +193,10 @@ bool TULOSandboxPostDatabase::insert(const TULOSandboxPost &post, QString *error
     }
     if (!exec("BEGIN IMMEDIATE", error))
         return false;
-    Statement insert(m_db, "INSERT OR IGNORE INTO posts(post_id, idempotency_key, account_id, author_id, author_type, "
-                           "author_name, attributed, attribution_name, text, item_id, item_type, created) "
-                           "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    Statement insert(m_db,
+        "INSERT OR IGNORE INTO posts(post_id, idempotency_key, account_id, author_id, author_type, "
+        "author_name, attributed, attribution_name, text, item_id, item_type, created) "
+        "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     insert.bind(1, post.postIdentifier);
     insert.bind(2, post.idempotencyKey);
     insert.bind(3, post.accountIdentifier);
@@ -240,9 +242,10 @@ bool TULOSandboxPostDatabase::insert(const TULOSandboxPost &post, QString *error
 
 void TULOSandboxPostDatabase::fill(TULOSandboxPost &post, qint64 rowid)
 {
-    Statement a(m_db, "SELECT position, parent, type, uti, title, subtitle, description, artists, album_id, album_name, "
-                      "category, explicit, preview_frame_time, file, original_name, size FROM attachments "
-                      "WHERE post = ? ORDER BY position");
+    Statement a(m_db,
+        "SELECT position, parent, type, uti, title, subtitle, description, artists, album_id, album_name, "
+        "category, explicit, preview_frame_time, file, original_name, size FROM attachments "
+        "WHERE post = ? ORDER BY position");
     a.bind(1, rowid);
     QMap<int, int> topIndex; // position -> index in post.attachments
     while (a.step()) {
@@ -309,7 +312,9 @@ QList<TULOSandboxPost> TULOSandboxPostDatabase::posts(const QString &authorIdent
     QList<TULOSandboxPost> result;
     if (!m_db)
         return result;
-    Statement s(m_db, (QByteArray(TULOSandboxPostColumns) + "WHERE ?1 IS NULL OR author_id = ?1 ORDER BY id DESC").constData());
+    Statement s(m_db,
+        (QByteArray(TULOSandboxPostColumns) + "WHERE ?1 IS NULL OR author_id = ?1 ORDER BY id DESC")
+            .constData());
     s.bind(1, authorIdentifier.isEmpty() ? QString() : authorIdentifier);
     while (s.step()) {
         TULOSandboxPost post = postFromRow(s);

@@ -3,7 +3,6 @@
 #include <QJsonArray>
 #include <QList>
 #include <QString>
-
 #include <mutex>
 #include <optional>
 
@@ -23,7 +22,7 @@ struct TULOSandboxPostAttachment
     QString categoryName;
     bool explicitContent = false;
     double previewFrameTime = -1; // milliseconds; negative: none
-    QString fileName;             // relative to the post's folder
+    QString fileName; // relative to the post's folder
     QString originalFileName;
     qint64 size = 0;
     QList<TULOSandboxPostAttachment> children; // cover images
@@ -45,7 +44,7 @@ struct TULOSandboxPost
     QString authorName;
     bool attributed = false;
     QString attributionName; // the signed-in account's name when attributed
-    QString text;            // with tag tokens
+    QString text; // with tag tokens
     QString itemIdentifier;
     QString itemType;
     QString created; // ISO 8601, UTC
@@ -75,7 +74,8 @@ public:
 
 private:
     bool exec(const char *sql, QString *error = nullptr);
-    bool insertAttachment(qint64 rowid, int position, int parent, const TULOSandboxPostAttachment &attachment);
+    bool insertAttachment(
+        qint64 rowid, int position, int parent, const TULOSandboxPostAttachment &attachment);
     void fill(TULOSandboxPost &post, qint64 rowid);
 
     sqlite3 *m_db = nullptr;

@@ -1,4 +1,5 @@
 #include "sandboxposts.h"
+
 #include "sandboxstore_p.h"
 
 #include <QDateTime>
@@ -49,17 +50,22 @@ QString familyForType(int type)
 {
     switch (type) {
     case 1:
-    case 3: return QStringLiteral("audio/");
-    case 2: return QStringLiteral("image/");
-    case 4: return QStringLiteral("video/");
-    default: return QString();
+    case 3:
+        return QStringLiteral("audio/");
+    case 2:
+        return QStringLiteral("image/");
+    case 4:
+        return QStringLiteral("video/");
+    default:
+        return QString();
     }
 }
 
 void drain(const httplib::ContentReader &reader, const httplib::Request &request)
 {
     if (request.is_multipart_form_data())
-        reader([](const httplib::MultipartFormData &) { return true; }, [](const char *, size_t) { return true; });
+        reader([](const httplib::MultipartFormData &) { return true; },
+            [](const char *, size_t) { return true; });
     else
         reader([](const char *, size_t) { return true; });
 }
@@ -75,16 +81,18 @@ std::shared_ptr<TULOSandboxPosts> TULOSandboxPosts::install(TULOSandboxStorePriv
 {
     auto posts = std::make_shared<TULOSandboxPosts>(store);
     QDir().mkpath(posts->postsFolder());
-    posts->m_open = posts->m_database.open(store->dataDirectory + QStringLiteral("/posts.sqlite"), &posts->m_openError);
+    posts->m_open
+        = posts->m_database.open(store->dataDirectory + QStringLiteral("/posts.sqlite"), &posts->m_openError);
     TULOSandboxPosts *self = posts.get();
-    store->server->Post("/posts", [self](const httplib::Request &request, httplib::Response &response,
-                                         const httplib::ContentReader &reader) {
-        self->handleUpload(request, response, reader);
-    });
-    store->route("GET", "/posts", [self](const httplib::Request &q, httplib::Response &r) { self->handleList(q, r); });
+    store->server->Post("/posts",
+        [self](const httplib::Request &request, httplib::Response &response,
+            const httplib::ContentReader &reader) { self->handleUpload(request, response, reader); });
+    store->route(
+        "GET", "/posts", [self](const httplib::Request &q, httplib::Response &r) { self->handleList(q, r); });
     store->route("GET", R"(/posts/([0-9a-f-]{36})/files/([A-Za-z0-9_.-]{1,80}))",
-                 [self](const httplib::Request &q, httplib::Response &r) { self->handleFile(q, r); });
-    store->route("GET", "/feed", [self](const httplib::Request &q, httplib::Response &r) { self->handleFeed(q, r); });
+        [self](const httplib::Request &q, httplib::Response &r) { self->handleFile(q, r); });
+    store->route(
+        "GET", "/feed", [self](const httplib::Request &q, httplib::Response &r) { self->handleFeed(q, r); });
     return posts;
 }
 
@@ -93,9 +101,11 @@ QString TULOSandboxPosts::postsFolder() const
     return m_store->dataDirectory + QStringLiteral("/posts");
 }
 
-QString TULOSandboxPosts::fileURL(const TULOSandboxPost &post, const TULOSandboxPostAttachment &attachment) const
+QString TULOSandboxPosts::fileURL(
+    const TULOSandboxPost &post, const TULOSandboxPostAttachment &attachment) const
 {
-    return m_store->base() + QStringLiteral("/posts/%1/files/%2").arg(post.postIdentifier, attachment.fileName);
+    return m_store->base()
+        + QStringLiteral("/posts/%1/files/%2").arg(post.postIdentifier, attachment.fileName);
 }
 
 void TULOSandboxPosts::lockKey(const QString &key)
@@ -114,18 +124,21 @@ void TULOSandboxPosts::unlockKey(const QString &key)
     m_keyReleased.notify_all();
 }
 
-void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Response &response,
-                                    const httplib::ContentReader &reader)
+void TULOSandboxPosts::handleUpload(
+    const httplib::Request &request, httplib::Response &response, const httplib::ContentReader &reader)
 {
-    if (const std::optional<TULOSandboxFault> fault = m_store->takeFault(QString::fromStdString(request.path))) {
+    if (const std::optional<TULOSandboxFault> fault
+        = m_store->takeFault(QString::fromStdString(request.path))) {
         if (fault->kind() == TULOSandboxFault::Kind::Delay) {
             if (!m_store->waitUnlessStopping(fault->milliseconds())) {
-                TULOSandboxStorePrivate::failure(response, 503, "stopping", QStringLiteral("The store is shutting down."));
+                TULOSandboxStorePrivate::failure(
+                    response, 503, "stopping", QStringLiteral("The store is shutting down."));
                 return;
             }
         } else if (fault->kind() == TULOSandboxFault::Kind::Status) {
             drain(reader, request);
-            TULOSandboxStorePrivate::failure(response, fault->httpStatus(), "injected", QStringLiteral("Injected failure."));
+            TULOSandboxStorePrivate::failure(
+                response, fault->httpStatus(), "injected", QStringLiteral("Injected failure."));
             return;
         }
     }
@@ -144,21 +157,24 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
     if (!keyPattern.match(key).hasMatch()) {
         drain(reader, request);
         TULOSandboxStorePrivate::failure(response, 400, "malformedRequest",
-                                         QStringLiteral("An Idempotency-Key header of 8 to 128 letters, digits, - or _ is needed."));
+            QStringLiteral("An Idempotency-Key header of 8 to 128 letters, digits, - or _ is needed."));
         return;
     }
     if (!request.is_multipart_form_data()) {
         drain(reader, request);
-        TULOSandboxStorePrivate::failure(response, 400, "malformedRequest", QStringLiteral("A post is sent as multipart/form-data."));
+        TULOSandboxStorePrivate::failure(
+            response, 400, "malformedRequest", QStringLiteral("A post is sent as multipart/form-data."));
         return;
     }
 
     lockKey(key);
     const auto unlock = qScopeGuard([&] { unlockKey(key); });
     const auto answerStored = [&](const TULOSandboxPost &post) {
-        TULOSandboxStorePrivate::reply(response, 200, {{QStringLiteral("status"), QStringLiteral("success")},
-                                                       {QStringLiteral("postId"), post.postIdentifier},
-                                                       {QStringLiteral("url"), m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
+        TULOSandboxStorePrivate::reply(response, 200,
+            {{QStringLiteral("status"), QStringLiteral("success")},
+                {QStringLiteral("postId"), post.postIdentifier},
+                {QStringLiteral("url"),
+                    m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
     };
     if (const std::optional<TULOSandboxPost> stored = m_database.postForIdempotencyKey(key)) {
         drain(reader, request); // sent again: the first post stands
@@ -190,20 +206,25 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
                 return true;
             }
             if (!partPattern.match(name).hasMatch() || parts.contains(name)) {
-                failure.set(400, "malformedRequest", QStringLiteral("Unexpected or repeated part \"%1\".").arg(name));
+                failure.set(
+                    400, "malformedRequest", QStringLiteral("Unexpected or repeated part \"%1\".").arg(name));
                 return true;
             }
             ReceivedPart part;
             part.fileName = QString::fromStdString(header.filename);
             part.contentType = mimeWithoutParameters(QString::fromStdString(header.content_type));
-            if (!part.contentType.startsWith(QLatin1String("image/")) && !part.contentType.startsWith(QLatin1String("audio/"))
+            if (!part.contentType.startsWith(QLatin1String("image/"))
+                && !part.contentType.startsWith(QLatin1String("audio/"))
                 && !part.contentType.startsWith(QLatin1String("video/"))) {
-                failure.set(415, "unsupportedType", QStringLiteral("Part \"%1\" is %2, not an image, audio or video.").arg(name, part.contentType));
+                failure.set(415, "unsupportedType",
+                    QStringLiteral("Part \"%1\" is %2, not an image, audio or video.")
+                        .arg(name, part.contentType));
                 return true;
             }
             const QString suffix = QFileInfo(part.fileName).suffix().toLower();
             static const QRegularExpression suffixPattern(QStringLiteral("^[a-z0-9]{1,8}$"));
-            part.storedName = name + (suffixPattern.match(suffix).hasMatch() ? QLatin1Char('.') + suffix : QString());
+            part.storedName
+                = name + (suffixPattern.match(suffix).hasMatch() ? QLatin1Char('.') + suffix : QString());
             file = std::make_unique<QFile>(staging + QLatin1Char('/') + part.storedName);
             if (!file->open(QIODevice::WriteOnly)) {
                 failure.set(500, "storeFailure", file->errorString());
@@ -227,7 +248,8 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
             ReceivedPart &part = parts[currentPart];
             part.size += qint64(length);
             if (part.size > maximumFileSize) {
-                failure.set(413, "tooLarge", QStringLiteral("Part \"%1\" is larger than the store accepts.").arg(currentPart));
+                failure.set(413, "tooLarge",
+                    QStringLiteral("Part \"%1\" is larger than the store accepts.").arg(currentPart));
                 file.reset();
                 return true;
             }
@@ -240,7 +262,8 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
     file.reset();
     if (!complete) {
         // The sender went away mid-body: nothing of it is kept.
-        TULOSandboxStorePrivate::failure(response, 400, "malformedRequest", QStringLiteral("The post arrived incomplete."));
+        TULOSandboxStorePrivate::failure(
+            response, 400, "malformedRequest", QStringLiteral("The post arrived incomplete."));
         return;
     }
     if (failure.status) {
@@ -258,7 +281,8 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
         bad(QStringLiteral("The description part is not a JSON object."));
         return;
     }
-    if (!object.value(QStringLiteral("text")).isString() || !object.value(QStringLiteral("authorId")).isString()) {
+    if (!object.value(QStringLiteral("text")).isString()
+        || !object.value(QStringLiteral("authorId")).isString()) {
         bad(QStringLiteral("The description needs \"text\" and \"authorId\" strings."));
         return;
     }
@@ -278,12 +302,12 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
     }
     if (!author) {
         TULOSandboxStorePrivate::failure(response, 403, "forbiddenAuthor",
-                                         QStringLiteral("This account may not post as %1.").arg(post.authorIdentifier));
+            QStringLiteral("This account may not post as %1.").arg(post.authorIdentifier));
         return;
     }
     if (post.attributed && !author->permissions.contains(QStringLiteral("shareWithAttribution"))) {
         TULOSandboxStorePrivate::failure(response, 403, "forbiddenAttribution",
-                                         QStringLiteral("%1 may not post with attribution.").arg(author->name));
+            QStringLiteral("%1 may not post with attribution.").arg(author->name));
         return;
     }
     post.authorName = author->name;
@@ -296,7 +320,8 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
 
     // Every file part is described exactly once, with the size and type that arrived.
     QSet<QString> described;
-    const auto takeAttachment = [&](const QJsonValue &value, bool cover, TULOSandboxPostAttachment *out) -> bool {
+    const auto takeAttachment
+        = [&](const QJsonValue &value, bool cover, TULOSandboxPostAttachment *out) -> bool {
         const QJsonObject a = value.toObject();
         const QString part = a.value(QStringLiteral("part")).toString();
         if (!value.isObject() || !parts.contains(part) || described.contains(part)) {
@@ -308,15 +333,21 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
         out->type = cover ? 2 : a.value(QStringLiteral("type")).toInt();
         out->uti = mimeWithoutParameters(a.value(QStringLiteral("uti")).toString());
         const QString family = familyForType(out->type);
-        if (family.isEmpty() || !received.contentType.startsWith(family) || out->uti != received.contentType) {
+        if (family.isEmpty() || !received.contentType.startsWith(family)
+            || out->uti != received.contentType) {
             TULOSandboxStorePrivate::failure(response, 415, "unsupportedType",
-                                             QStringLiteral("Part \"%1\" is %2, which does not fit attachment type %3 (%4).")
-                                                 .arg(part, received.contentType).arg(out->type).arg(out->uti));
+                QStringLiteral("Part \"%1\" is %2, which does not fit attachment type %3 (%4).")
+                    .arg(part, received.contentType)
+                    .arg(out->type)
+                    .arg(out->uti));
             return false;
         }
         const QJsonValue size = a.value(QStringLiteral("size"));
         if (!size.isDouble() || qint64(size.toDouble()) != received.size) {
-            bad(QStringLiteral("Part \"%1\" has %2 bytes, not the %3 described.").arg(part).arg(received.size).arg(size.toDouble()));
+            bad(QStringLiteral("Part \"%1\" has %2 bytes, not the %3 described.")
+                    .arg(part)
+                    .arg(received.size)
+                    .arg(size.toDouble()));
             return false;
         }
         out->title = a.value(QStringLiteral("title")).toString();
@@ -363,7 +394,8 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
 
     const QString folder = postsFolder() + QLatin1Char('/') + postIdentifier;
     if (!QDir().rename(staging, folder)) {
-        TULOSandboxStorePrivate::failure(response, 500, "storeFailure", QStringLiteral("The post's files could not be kept."));
+        TULOSandboxStorePrivate::failure(
+            response, 500, "storeFailure", QStringLiteral("The post's files could not be kept."));
         return;
     }
     QString error;
@@ -376,22 +408,19 @@ void TULOSandboxPosts::handleUpload(const httplib::Request &request, httplib::Re
         TULOSandboxStorePrivate::failure(response, 500, "storeFailure", error);
         return;
     }
-    TULOSandboxStorePrivate::reply(response, 201, {{QStringLiteral("status"), QStringLiteral("success")},
-                                                   {QStringLiteral("postId"), post.postIdentifier},
-                                                   {QStringLiteral("url"), m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
+    TULOSandboxStorePrivate::reply(response, 201,
+        {{QStringLiteral("status"), QStringLiteral("success")},
+            {QStringLiteral("postId"), post.postIdentifier},
+            {QStringLiteral("url"), m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
 }
 
 QJsonObject TULOSandboxPosts::postDictionary(const TULOSandboxPost &post) const
 {
     const auto attachmentDictionary = [&](const TULOSandboxPostAttachment &a) {
-        QJsonObject o{{QStringLiteral("url"), fileURL(post, a)},
-                      {QStringLiteral("type"), a.type},
-                      {QStringLiteral("uti"), a.uti},
-                      {QStringLiteral("title"), a.title},
-                      {QStringLiteral("subtitle"), a.subtitle},
-                      {QStringLiteral("artists"), a.artists},
-                      {QStringLiteral("explicit"), a.explicitContent},
-                      {QStringLiteral("size"), double(a.size)}};
+        QJsonObject o {{QStringLiteral("url"), fileURL(post, a)}, {QStringLiteral("type"), a.type},
+            {QStringLiteral("uti"), a.uti}, {QStringLiteral("title"), a.title},
+            {QStringLiteral("subtitle"), a.subtitle}, {QStringLiteral("artists"), a.artists},
+            {QStringLiteral("explicit"), a.explicitContent}, {QStringLiteral("size"), double(a.size)}};
         if (!a.description.isEmpty())
             o.insert(QStringLiteral("description"), a.description);
         if (!a.albumIdentifier.isEmpty())
@@ -413,31 +442,31 @@ QJsonObject TULOSandboxPosts::postDictionary(const TULOSandboxPost &post) const
     }
     QJsonArray destinations;
     for (const TULOSandboxPostDestination &d : post.destinations) {
-        QJsonObject o{{QStringLiteral("service"), d.service}};
+        QJsonObject o {{QStringLiteral("service"), d.service}};
         if (!d.pageIdentifier.isNull())
             o.insert(QStringLiteral("pageId"), d.pageIdentifier);
         destinations.append(o);
     }
-    QJsonObject o{{QStringLiteral("postId"), post.postIdentifier},
-                  {QStringLiteral("authorId"), post.authorIdentifier},
-                  {QStringLiteral("authorType"), post.authorType},
-                  {QStringLiteral("authorName"), post.authorName},
-                  {QStringLiteral("attributed"), post.attributed},
-                  {QStringLiteral("text"), post.text},
-                  {QStringLiteral("created"), post.created},
-                  {QStringLiteral("attachments"), attachments},
-                  {QStringLiteral("externalDestinations"), destinations}};
+    QJsonObject o {{QStringLiteral("postId"), post.postIdentifier},
+        {QStringLiteral("authorId"), post.authorIdentifier}, {QStringLiteral("authorType"), post.authorType},
+        {QStringLiteral("authorName"), post.authorName}, {QStringLiteral("attributed"), post.attributed},
+        {QStringLiteral("text"), post.text}, {QStringLiteral("created"), post.created},
+        {QStringLiteral("attachments"), attachments}, {QStringLiteral("externalDestinations"), destinations}};
     if (post.attributed)
         o.insert(QStringLiteral("attributionName"), post.attributionName);
     if (!post.itemIdentifier.isEmpty())
-        o.insert(QStringLiteral("item"), QJsonObject{{QStringLiteral("id"), post.itemIdentifier}, {QStringLiteral("type"), post.itemType}});
+        o.insert(QStringLiteral("item"),
+            QJsonObject {
+                {QStringLiteral("id"), post.itemIdentifier}, {QStringLiteral("type"), post.itemType}});
     return o;
 }
 
 void TULOSandboxPosts::handleList(const httplib::Request &request, httplib::Response &response)
 {
     QJsonArray list;
-    const QString author = request.has_param("authorId") ? QString::fromStdString(request.get_param_value("authorId")) : QString();
+    const QString author = request.has_param("authorId")
+        ? QString::fromStdString(request.get_param_value("authorId"))
+        : QString();
     for (const TULOSandboxPost &post : m_database.posts(author))
         list.append(postDictionary(post));
     TULOSandboxStorePrivate::reply(response, 200, {{QStringLiteral("posts"), list}});
@@ -459,24 +488,27 @@ void TULOSandboxPosts::handleFile(const httplib::Request &request, httplib::Resp
             }
         }
     }
-    auto file = std::make_shared<QFile>(postsFolder() + QLatin1Char('/') + postIdentifier + QLatin1Char('/') + name);
+    auto file = std::make_shared<QFile>(
+        postsFolder() + QLatin1Char('/') + postIdentifier + QLatin1Char('/') + name);
     if (type.isEmpty() || !file->open(QIODevice::ReadOnly)) {
         TULOSandboxStorePrivate::failure(response, 404, "notFound", QStringLiteral("No such file."));
         return;
     }
     // Streamed: a video is never read into memory whole.
     response.set_content_provider(size_t(file->size()), type.toStdString(),
-                                  [file](size_t offset, size_t length, httplib::DataSink &sink) {
-                                      QByteArray chunk(qsizetype(std::min<size_t>(length, 1 << 16)), Qt::Uninitialized);
-                                      if (!file->seek(qint64(offset)))
-                                          return false;
-                                      const qint64 read = file->read(chunk.data(), chunk.size());
-                                      return read > 0 && sink.write(chunk.constData(), size_t(read));
-                                  });
+        [file](size_t offset, size_t length, httplib::DataSink &sink) {
+            QByteArray chunk(qsizetype(std::min<size_t>(length, 1 << 16)), Qt::Uninitialized);
+            if (!file->seek(qint64(offset)))
+                return false;
+            const qint64 read = file->read(chunk.data(), chunk.size());
+            return read > 0 && sink.write(chunk.constData(), size_t(read));
+        });
 }
 
 void TULOSandboxPosts::handleFeed(const httplib::Request &request, httplib::Response &response)
 {
-    const QString author = request.has_param("authorId") ? QString::fromStdString(request.get_param_value("authorId")) : QString();
+    const QString author = request.has_param("authorId")
+        ? QString::fromStdString(request.get_param_value("authorId"))
+        : QString();
     response.set_content(feedPage(m_database.posts(author)).toStdString(), "text/html; charset=utf-8");
 }

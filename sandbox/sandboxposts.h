@@ -4,7 +4,6 @@
 
 #include <QJsonObject>
 #include <QSet>
-
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -16,7 +15,7 @@ class Server;
 struct Request;
 struct Response;
 class ContentReader;
-}
+} // namespace httplib
 
 // The store's post endpoints: the streamed multipart upload, the JSON post list, the posts'
 // files and the HTML feed page (sandboxfeed.cpp). Posts live in posts.sqlite, their files

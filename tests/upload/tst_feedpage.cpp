@@ -20,9 +20,10 @@ constexpr int TULOBrowserWait = 120000; // a hang guard, never a measurement
 QStringList browserArguments(const QString &profile)
 {
     return {QStringLiteral("--headless"), QStringLiteral("--no-sandbox"), QStringLiteral("--disable-gpu"),
-            QStringLiteral("--disable-quic"), QStringLiteral("--no-first-run"), QStringLiteral("--disable-background-networking"),
-            QStringLiteral("--disable-component-update"), QStringLiteral("--disable-sync"), QStringLiteral("--hide-scrollbars"),
-            QStringLiteral("--user-data-dir=") + profile};
+        QStringLiteral("--disable-quic"), QStringLiteral("--no-first-run"),
+        QStringLiteral("--disable-background-networking"), QStringLiteral("--disable-component-update"),
+        QStringLiteral("--disable-sync"), QStringLiteral("--hide-scrollbars"),
+        QStringLiteral("--user-data-dir=") + profile};
 }
 
 } // namespace
@@ -41,7 +42,7 @@ private:
     QByteArray runBrowser(const QStringList &extra, const QUrl &url)
     {
         QProcess browser;
-        browser.start(m_browser, browserArguments(m_profile.path()) + extra + QStringList{url.toString()});
+        browser.start(m_browser, browserArguments(m_profile.path()) + extra + QStringList {url.toString()});
         if (!browser.waitForFinished(TULOBrowserWait)) {
             browser.kill();
             browser.waitForFinished();
@@ -68,28 +69,35 @@ private Q_SLOTS:
         description.setAuthorIdentifier(QStringLiteral("1002"));
         description.setAuthorType(QStringLiteral("brand"));
         description.setAttributed(true);
-        description.setText(QStringLiteral("Tonight with @{artist:1001:\"Dana Demo\"} & <friends>\nsecond line"));
-        TULOPostAttachment photo = TULOFileAttachment(write(QStringLiteral("stage.png"), TULOPngData(300, Qt::red)),
-                                                      QStringLiteral("image/png"), QStringLiteral("On stage"), true);
+        description.setText(
+            QStringLiteral("Tonight with @{artist:1001:\"Dana Demo\"} & <friends>\nsecond line"));
+        TULOPostAttachment photo
+            = TULOFileAttachment(write(QStringLiteral("stage.png"), TULOPngData(300, Qt::red)),
+                QStringLiteral("image/png"), QStringLiteral("On stage"), true);
         TULOPostAttachment song = TULOFileAttachment(
-            write(QStringLiteral("song.wav"), TULOSandboxDownloads::songFile(3004, QStringLiteral("Kettle Song"), QStringLiteral("Dana Demo"),
-                                                                             QStringLiteral("Kitchen Tapes"), 1001, 2002, 1)),
+            write(QStringLiteral("song.wav"),
+                TULOSandboxDownloads::songFile(3004, QStringLiteral("Kettle Song"),
+                    QStringLiteral("Dana Demo"), QStringLiteral("Kitchen Tapes"), 1001, 2002, 1)),
             QStringLiteral("audio/x-wav"), QStringLiteral("Kettle Song"), true);
         song.setArtists({TULOPostArtist(QStringLiteral("1001"), QStringLiteral("Dana Demo"))});
         song.setExplicitContent(true);
-        song.setChildAttachment(TULOFileAttachment(write(QStringLiteral("cover.png"), TULOPngData(120, Qt::blue)),
-                                                   QStringLiteral("image/png"), QStringLiteral("Cover image"), true),
-                                QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
-        TULOPostAttachment video = TULOFileAttachment(write(QStringLiteral("clip.mp4"), TULORandomData(1 << 16, 1)),
-                                                      QStringLiteral("video/mp4"), QStringLiteral("Backstage"), true);
+        song.setChildAttachment(
+            TULOFileAttachment(write(QStringLiteral("cover.png"), TULOPngData(120, Qt::blue)),
+                QStringLiteral("image/png"), QStringLiteral("Cover image"), true),
+            QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
+        TULOPostAttachment video
+            = TULOFileAttachment(write(QStringLiteral("clip.mp4"), TULORandomData(1 << 16, 1)),
+                QStringLiteral("video/mp4"), QStringLiteral("Backstage"), true);
         video.setPreviewFrameTimestamp(2500);
-        video.setChildAttachment(TULOFileAttachment(write(QStringLiteral("frame.png"), TULOPngData(200, Qt::green)),
-                                                    QStringLiteral("image/png"), QStringLiteral("Frame"), true),
-                                 QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
-        description.setAttachments(QList<TULOPostAttachment>{photo, song, video});
+        video.setChildAttachment(
+            TULOFileAttachment(write(QStringLiteral("frame.png"), TULOPngData(200, Qt::green)),
+                QStringLiteral("image/png"), QStringLiteral("Frame"), true),
+            QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
+        description.setAttachments(QList<TULOPostAttachment> {photo, song, video});
         TULOExternalDestination facebook(QStringLiteral("facebook"));
         facebook.setPageIdentifier(QString(""));
-        description.setExternalServiceDestinations(QList<TULOExternalDestination>{facebook, TULOExternalDestination(QStringLiteral("twitter"))});
+        description.setExternalServiceDestinations(
+            QList<TULOExternalDestination> {facebook, TULOExternalDestination(QStringLiteral("twitter"))});
 
         TULOPostOutbox outbox(m_files.filePath(QStringLiteral("outbox")));
         auto *request = new TULOPostRequest(description);
@@ -110,10 +118,12 @@ private Q_SLOTS:
 
     void domShowsThePostAsAReaderSeesIt()
     {
-        const QString dom = QString::fromUtf8(runBrowser({QStringLiteral("--dump-dom")}, QUrl(m_store.baseUrl().toString() + QStringLiteral("/feed"))));
+        const QString dom = QString::fromUtf8(runBrowser(
+            {QStringLiteral("--dump-dom")}, QUrl(m_store.baseUrl().toString() + QStringLiteral("/feed"))));
         QVERIFY2(dom.contains(QStringLiteral("id=\"post-%1\"").arg(m_postId)), qPrintable(dom.left(2000)));
         // Tag tokens read as names and link to the tagged item; nothing of the token syntax shows.
-        const QRegularExpression tag(QStringLiteral("<a class=\"tag tag-artist\" href=\"[^\"]*id=1001[^\"]*\">Dana Demo</a>"));
+        const QRegularExpression tag(
+            QStringLiteral("<a class=\"tag tag-artist\" href=\"[^\"]*id=1001[^\"]*\">Dana Demo</a>"));
         QVERIFY(tag.match(dom).hasMatch());
         QVERIFY(!dom.contains(QStringLiteral("@{")));
         // The text is shown, not interpreted.
@@ -121,11 +131,22 @@ private Q_SLOTS:
         QVERIFY(dom.contains(QStringLiteral("<div class=\"byline\">Northern Lights Orchestra</div>")));
         QVERIFY(dom.contains(QStringLiteral("posted by Casey Demo")));
         QVERIFY(dom.contains(QStringLiteral("Also shared to Facebook (page), Twitter")));
-        QVERIFY(QRegularExpression(QStringLiteral("<img class=\"photo\" src=\"[^\"]+/files/file0\\.png\" alt=\"On stage\">")).match(dom).hasMatch());
-        QVERIFY(QRegularExpression(QStringLiteral("<img class=\"cover\" src=\"[^\"]+/files/file2\\.png\"")).match(dom).hasMatch());
-        QVERIFY(QRegularExpression(QStringLiteral("<audio controls=\"\" preload=\"metadata\" src=\"[^\"]+/files/file1\\.wav\">")).match(dom).hasMatch());
-        QVERIFY(QRegularExpression(QStringLiteral("<video controls=\"\" preload=\"metadata\" src=\"[^\"]+/files/file3\\.mp4#t=2\\.5\" poster=\"[^\"]+/files/file4\\.png\">"))
-                    .match(dom).hasMatch());
+        QVERIFY(QRegularExpression(
+            QStringLiteral("<img class=\"photo\" src=\"[^\"]+/files/file0\\.png\" alt=\"On stage\">"))
+                    .match(dom)
+                    .hasMatch());
+        QVERIFY(QRegularExpression(QStringLiteral("<img class=\"cover\" src=\"[^\"]+/files/file2\\.png\""))
+                    .match(dom)
+                    .hasMatch());
+        QVERIFY(QRegularExpression(
+            QStringLiteral("<audio controls=\"\" preload=\"metadata\" src=\"[^\"]+/files/file1\\.wav\">"))
+                    .match(dom)
+                    .hasMatch());
+        QVERIFY(QRegularExpression(
+            QStringLiteral("<video controls=\"\" preload=\"metadata\" "
+                           "src=\"[^\"]+/files/file3\\.mp4#t=2\\.5\" poster=\"[^\"]+/files/file4\\.png\">"))
+                    .match(dom)
+                    .hasMatch());
         QVERIFY(dom.contains(QStringLiteral("<span class=\"explicit\">E</span>")));
     }
 
@@ -134,7 +155,7 @@ private Q_SLOTS:
         const QString path = TULOTestOutputPath(QStringLiteral("upload")) + QStringLiteral("/feed.png");
         QFile::remove(path);
         runBrowser({QStringLiteral("--screenshot=") + path, QStringLiteral("--window-size=800,1400")},
-                   QUrl(m_store.baseUrl().toString() + QStringLiteral("/feed")));
+            QUrl(m_store.baseUrl().toString() + QStringLiteral("/feed")));
         const QImage shot(path);
         QVERIFY2(!shot.isNull(), qPrintable(path));
         // The uploaded photo (red), the song's cover (blue) and the video's cover frame (green)

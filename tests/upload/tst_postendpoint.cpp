@@ -26,12 +26,11 @@ struct FilePart
 QJsonObject photoDescription(qint64 size, const QString &uti = QStringLiteral("image/png"))
 {
     return {{QStringLiteral("text"), QStringLiteral("hello")},
-            {QStringLiteral("authorId"), TULOSandboxStore::demoArtistIdentifier()},
-            {QStringLiteral("attachments"),
-             QJsonArray{QJsonObject{{QStringLiteral("part"), QStringLiteral("file0")},
-                                    {QStringLiteral("type"), 2},
-                                    {QStringLiteral("uti"), uti},
-                                    {QStringLiteral("size"), double(size)}}}}};
+        {QStringLiteral("authorId"), TULOSandboxStore::demoArtistIdentifier()},
+        {QStringLiteral("attachments"),
+            QJsonArray {
+                QJsonObject {{QStringLiteral("part"), QStringLiteral("file0")}, {QStringLiteral("type"), 2},
+                    {QStringLiteral("uti"), uti}, {QStringLiteral("size"), double(size)}}}}};
 }
 
 } // namespace
@@ -48,7 +47,7 @@ private:
     QNetworkAccessManager m_network;
 
     QNetworkReply *send(const QByteArray &description, const QList<FilePart> &files, const QString &key,
-                        const QString &token, bool multipart = true)
+        const QString &token, bool multipart = true)
     {
         QNetworkRequest request(QUrl(m_store.baseUrl().toString() + QStringLiteral("/posts")));
         if (!token.isEmpty())
@@ -66,7 +65,8 @@ private:
         body->append(part);
         for (const FilePart &f : files) {
             QHttpPart filePart;
-            filePart.setRawHeader("Content-Disposition", "form-data; name=\"" + f.name.toLatin1() + "\"; filename=\"f.bin\"");
+            filePart.setRawHeader(
+                "Content-Disposition", "form-data; name=\"" + f.name.toLatin1() + "\"; filename=\"f.bin\"");
             filePart.setRawHeader("Content-Type", f.contentType.toLatin1());
             filePart.setBody(f.data);
             body->append(filePart);
@@ -87,7 +87,8 @@ private:
 
     QStringList postFolders() const
     {
-        return QDir(m_store.dataDirectory() + QStringLiteral("/posts")).entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden);
+        return QDir(m_store.dataDirectory() + QStringLiteral("/posts"))
+            .entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden);
     }
 
 private Q_SLOTS:
@@ -102,19 +103,21 @@ private Q_SLOTS:
     void refusesWhatItCannotKeep_data()
     {
         const QByteArray png = TULOPngData(8, Qt::red);
-        const auto json = [](const QJsonObject &o) { return QJsonDocument(o).toJson(QJsonDocument::Compact); };
-        const FilePart photo{QStringLiteral("file0"), QStringLiteral("image/png"), png};
+        const auto json
+            = [](const QJsonObject &o) { return QJsonDocument(o).toJson(QJsonDocument::Compact); };
+        const FilePart photo {QStringLiteral("file0"), QStringLiteral("image/png"), png};
         QJsonObject unknownService = photoDescription(png.size());
-        unknownService.insert(QStringLiteral("externalDestinations"), QJsonArray{QJsonObject{{QStringLiteral("service"), QStringLiteral("myspace")}}});
+        unknownService.insert(QStringLiteral("externalDestinations"),
+            QJsonArray {QJsonObject {{QStringLiteral("service"), QStringLiteral("myspace")}}});
         QJsonObject badCover = photoDescription(png.size());
-        QJsonObject audio{{QStringLiteral("part"), QStringLiteral("file0")}, {QStringLiteral("type"), 1},
-                          {QStringLiteral("uti"), QStringLiteral("audio/x-wav")}, {QStringLiteral("size"), 4},
-                          {QStringLiteral("cover"), QJsonObject{{QStringLiteral("part"), QStringLiteral("file1")},
-                                                                 {QStringLiteral("uti"), QStringLiteral("audio/x-wav")},
-                                                                 {QStringLiteral("size"), 4}}}};
-        badCover.insert(QStringLiteral("attachments"), QJsonArray{audio});
-        const QList<FilePart> audioAndCover{{QStringLiteral("file0"), QStringLiteral("audio/x-wav"), "RIFF"},
-                                            {QStringLiteral("file1"), QStringLiteral("audio/x-wav"), "RIFF"}};
+        QJsonObject audio {{QStringLiteral("part"), QStringLiteral("file0")}, {QStringLiteral("type"), 1},
+            {QStringLiteral("uti"), QStringLiteral("audio/x-wav")}, {QStringLiteral("size"), 4},
+            {QStringLiteral("cover"),
+                QJsonObject {{QStringLiteral("part"), QStringLiteral("file1")},
+                    {QStringLiteral("uti"), QStringLiteral("audio/x-wav")}, {QStringLiteral("size"), 4}}}};
+        badCover.insert(QStringLiteral("attachments"), QJsonArray {audio});
+        const QList<FilePart> audioAndCover {{QStringLiteral("file0"), QStringLiteral("audio/x-wav"), "RIFF"},
+            {QStringLiteral("file1"), QStringLiteral("audio/x-wav"), "RIFF"}};
 
         QTest::addColumn<QByteArray>("description");
         QTest::addColumn<QList<FilePart>>("files");
@@ -124,26 +127,40 @@ private Q_SLOTS:
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("errorCode");
         const QString key = QStringLiteral("refused-post-%1");
-        QTest::newRow("not signed in") << json(photoDescription(png.size())) << QList<FilePart>{photo} << key.arg(1) << false << true << 401 << "unauthorized";
-        QTest::newRow("no idempotency key") << json(photoDescription(png.size())) << QList<FilePart>{photo} << QString() << true << true << 400 << "malformedRequest";
-        QTest::newRow("key with spaces") << json(photoDescription(png.size())) << QList<FilePart>{photo} << QStringLiteral("a key with spaces") << true << true << 400 << "malformedRequest";
-        QTest::newRow("not multipart") << json(photoDescription(png.size())) << QList<FilePart>{} << key.arg(2) << true << false << 400 << "malformedRequest";
-        QTest::newRow("description not JSON") << QByteArray("{\"text\": ") << QList<FilePart>{photo} << key.arg(3) << true << true << 400 << "malformedRequest";
-        QTest::newRow("size differs") << json(photoDescription(png.size() + 1)) << QList<FilePart>{photo} << key.arg(4) << true << true << 400 << "malformedRequest";
-        QTest::newRow("part not described") << json(photoDescription(png.size()))
-                                            << QList<FilePart>{photo, {QStringLiteral("file1"), QStringLiteral("image/png"), png}}
-                                            << key.arg(5) << true << true << 400 << "malformedRequest";
-        QTest::newRow("described part missing") << json(photoDescription(png.size())) << QList<FilePart>{} << key.arg(6) << true << true << 400 << "malformedRequest";
-        QTest::newRow("type differs from uti") << json(photoDescription(png.size(), QStringLiteral("image/jpeg"))) << QList<FilePart>{photo}
-                                               << key.arg(7) << true << true << 415 << "unsupportedType";
+        QTest::newRow("not signed in") << json(photoDescription(png.size())) << QList<FilePart> {photo}
+                                       << key.arg(1) << false << true << 401 << "unauthorized";
+        QTest::newRow("no idempotency key") << json(photoDescription(png.size())) << QList<FilePart> {photo}
+                                            << QString() << true << true << 400 << "malformedRequest";
+        QTest::newRow("key with spaces")
+            << json(photoDescription(png.size())) << QList<FilePart> {photo}
+            << QStringLiteral("a key with spaces") << true << true << 400 << "malformedRequest";
+        QTest::newRow("not multipart") << json(photoDescription(png.size())) << QList<FilePart> {}
+                                       << key.arg(2) << true << false << 400 << "malformedRequest";
+        QTest::newRow("description not JSON") << QByteArray("{\"text\": ") << QList<FilePart> {photo}
+                                              << key.arg(3) << true << true << 400 << "malformedRequest";
+        QTest::newRow("size differs") << json(photoDescription(png.size() + 1)) << QList<FilePart> {photo}
+                                      << key.arg(4) << true << true << 400 << "malformedRequest";
+        QTest::newRow("part not described")
+            << json(photoDescription(png.size()))
+            << QList<FilePart> {photo, {QStringLiteral("file1"), QStringLiteral("image/png"), png}}
+            << key.arg(5) << true << true << 400 << "malformedRequest";
+        QTest::newRow("described part missing") << json(photoDescription(png.size())) << QList<FilePart> {}
+                                                << key.arg(6) << true << true << 400 << "malformedRequest";
+        QTest::newRow("type differs from uti")
+            << json(photoDescription(png.size(), QStringLiteral("image/jpeg"))) << QList<FilePart> {photo}
+            << key.arg(7) << true << true << 415 << "unsupportedType";
         QTest::newRow("not media") << json(photoDescription(4, QStringLiteral("text/plain")))
-                                   << QList<FilePart>{{QStringLiteral("file0"), QStringLiteral("text/plain"), "text"}}
+                                   << QList<FilePart> {{QStringLiteral("file0"), QStringLiteral("text/plain"),
+                                          "text"}}
                                    << key.arg(8) << true << true << 415 << "unsupportedType";
-        QTest::newRow("cover not an image") << json(badCover) << audioAndCover << key.arg(9) << true << true << 415 << "unsupportedType";
-        QTest::newRow("unknown service") << json(unknownService) << QList<FilePart>{photo} << key.arg(10) << true << true << 400 << "malformedRequest";
-        QTest::newRow("stray part name") << json(photoDescription(png.size()))
-                                         << QList<FilePart>{photo, {QStringLiteral("../etc"), QStringLiteral("image/png"), png}}
-                                         << key.arg(11) << true << true << 400 << "malformedRequest";
+        QTest::newRow("cover not an image")
+            << json(badCover) << audioAndCover << key.arg(9) << true << true << 415 << "unsupportedType";
+        QTest::newRow("unknown service") << json(unknownService) << QList<FilePart> {photo} << key.arg(10)
+                                         << true << true << 400 << "malformedRequest";
+        QTest::newRow("stray part name")
+            << json(photoDescription(png.size()))
+            << QList<FilePart> {photo, {QStringLiteral("../etc"), QStringLiteral("image/png"), png}}
+            << key.arg(11) << true << true << 400 << "malformedRequest";
     }
 
     void refusesWhatItCannotKeep()
@@ -157,7 +174,8 @@ private Q_SLOTS:
         QFETCH(QString, errorCode);
         const qsizetype before = TULOFetchSandboxPosts(m_store).size();
         int answered = 0;
-        const QJsonObject body = wait(send(description, files, key, signedIn ? m_token : QString(), multipart), &answered);
+        const QJsonObject body
+            = wait(send(description, files, key, signedIn ? m_token : QString(), multipart), &answered);
         QCOMPARE(answered, status);
         QCOMPARE(body.value(QStringLiteral("errorCode")).toString(), errorCode);
         QVERIFY(!body.value(QStringLiteral("message")).toString().isEmpty());
@@ -178,7 +196,7 @@ private Q_SLOTS:
         QFETCH(bool, concurrent);
         const QByteArray data = TULORandomData(4 << 20, 17);
         const QByteArray description = QJsonDocument(photoDescription(data.size())).toJson();
-        const QList<FilePart> files{{QStringLiteral("file0"), QStringLiteral("image/png"), data}};
+        const QList<FilePart> files {{QStringLiteral("file0"), QStringLiteral("image/png"), data}};
         const QString key = QUuid::createUuid().toString(QUuid::WithoutBraces);
         const qsizetype before = TULOFetchSandboxPosts(m_store).size();
         int firstStatus = 0, secondStatus = 0;
@@ -193,8 +211,10 @@ private Q_SLOTS:
             second = wait(send(description, files, key, m_token), &secondStatus);
         }
         QCOMPARE(QSet<int>({firstStatus, secondStatus}), QSet<int>({201, 200}));
-        QCOMPARE(first.value(QStringLiteral("postId")).toString(), second.value(QStringLiteral("postId")).toString());
-        QCOMPARE(first.value(QStringLiteral("url")).toString(), second.value(QStringLiteral("url")).toString());
+        QCOMPARE(first.value(QStringLiteral("postId")).toString(),
+            second.value(QStringLiteral("postId")).toString());
+        QCOMPARE(
+            first.value(QStringLiteral("url")).toString(), second.value(QStringLiteral("url")).toString());
         QCOMPARE(TULOFetchSandboxPosts(m_store).size(), before + 1);
         QCOMPARE(postFolders().size(), before + 1);
     }
@@ -206,25 +226,34 @@ private Q_SLOTS:
         socket.connectToHost(QStringLiteral("127.0.0.1"), m_store.port());
         QVERIFY(socket.waitForConnected(TULOEndpointWait));
         const QByteArray description = QJsonDocument(photoDescription(1000)).toJson(QJsonDocument::Compact);
-        const QByteArray start = "--B\r\nContent-Disposition: form-data; name=\"description\"\r\n\r\n" + description
-                                 + "\r\n--B\r\nContent-Disposition: form-data; name=\"file0\"; filename=\"p.png\"\r\n"
-                                   "Content-Type: image/png\r\n\r\n" + QByteArray(400, 'x');
+        const QByteArray start = "--B\r\nContent-Disposition: form-data; name=\"description\"\r\n\r\n"
+            + description
+            + "\r\n--B\r\nContent-Disposition: form-data; name=\"file0\"; filename=\"p.png\"\r\n"
+              "Content-Type: image/png\r\n\r\n"
+            + QByteArray(400, 'x');
         socket.write("POST /posts HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " + m_token.toLatin1()
-                     + "\r\nIdempotency-Key: cut-short-1\r\nContent-Type: multipart/form-data; boundary=B\r\n"
-                       "Content-Length: 100000\r\n\r\n" + start);
+            + "\r\nIdempotency-Key: cut-short-1\r\nContent-Type: multipart/form-data; boundary=B\r\n"
+              "Content-Length: 100000\r\n\r\n"
+            + start);
         QVERIFY(socket.waitForBytesWritten(TULOEndpointWait));
         const int served = m_store.requestCount(QStringLiteral("/posts"));
-        QTRY_VERIFY_WITH_TIMEOUT(QDir(m_store.dataDirectory() + QStringLiteral("/posts")).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot)
-                                     .join(QLatin1Char(' ')).contains(QStringLiteral(".staging")), TULOEndpointWait);
+        QTRY_VERIFY_WITH_TIMEOUT(QDir(m_store.dataDirectory() + QStringLiteral("/posts"))
+                                     .entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot)
+                                     .join(QLatin1Char(' '))
+                                     .contains(QStringLiteral(".staging")),
+            TULOEndpointWait);
         socket.abort();
-        QTRY_VERIFY_WITH_TIMEOUT(!postFolders().join(QLatin1Char(' ')).contains(QStringLiteral(".staging")), TULOEndpointWait);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !postFolders().join(QLatin1Char(' ')).contains(QStringLiteral(".staging")), TULOEndpointWait);
         QVERIFY(m_store.requestCount(QStringLiteral("/posts")) >= served);
         QCOMPARE(TULOFetchSandboxPosts(m_store).size(), before);
         // The key was never used, so a complete resend is a new post.
         const QByteArray png = TULOPngData(8, Qt::red);
         int status = 0;
-        wait(send(QJsonDocument(photoDescription(png.size())).toJson(), {{QStringLiteral("file0"), QStringLiteral("image/png"), png}},
-                  QStringLiteral("cut-short-1"), m_token), &status);
+        wait(send(QJsonDocument(photoDescription(png.size())).toJson(),
+                 {{QStringLiteral("file0"), QStringLiteral("image/png"), png}}, QStringLiteral("cut-short-1"),
+                 m_token),
+            &status);
         QCOMPARE(status, 201);
     }
 };

@@ -12,7 +12,6 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-
 #include <csignal>
 
 namespace {
@@ -37,15 +36,17 @@ int runChild(const QString &mode)
     account.setToken(qEnvironmentVariable("TULO_CHILD_TOKEN"));
     TULOStoreAccountStore::defaultStore()->setActiveAccount(account);
     TULOPostOutbox *outbox = TULOPostOutbox::defaultOutbox();
-    QObject::connect(outbox, &TULOPostOutbox::postDidFinish, qApp, [] { QCoreApplication::exit(0); });
-    QObject::connect(outbox, &TULOPostOutbox::postDidFail, qApp, [](const QString &, const TULOError &, bool) { QCoreApplication::exit(2); });
+    QObject::connect(outbox, &TULOPostOutbox::postDidFinish, QCoreApplication::instance(), [] { QCoreApplication::exit(0); });
+    QObject::connect(outbox, &TULOPostOutbox::postDidFail, QCoreApplication::instance(),
+        [](const QString &, const TULOError &, bool) { QCoreApplication::exit(2); });
     if (mode == QLatin1String("post")) {
         TULOPostDescription description;
         description.setAuthorIdentifier(TULOSandboxStore::demoArtistIdentifier());
         description.setAuthorType(QStringLiteral("artist"));
         description.setText(QStringLiteral("Interrupted, then delivered"));
-        description.setAttachments(QList<TULOPostAttachment>{
-            TULOFileAttachment(qEnvironmentVariable("TULO_CHILD_FILE"), QStringLiteral("video/mp4"), QStringLiteral("Long take"), true)});
+        description.setAttachments(
+            QList<TULOPostAttachment> {TULOFileAttachment(qEnvironmentVariable("TULO_CHILD_FILE"),
+                QStringLiteral("video/mp4"), QStringLiteral("Long take"), true)});
         auto *request = new TULOPostRequest(description);
         request->startWithCompletionBlock([](const QUrl &, const TULOError &) {});
     } else {
@@ -119,96 +120,115 @@ private Q_SLOTS:
         m_outbox->setRetryDelays(50, 400);
     }
 
-    void cleanup()
-    {
-        m_outbox.reset();
-    }
+    void cleanup() { m_outbox.reset(); }
 
     void postWithEveryKindOfAttachmentArrivesComplete()
     {
         const QString photo = file(QStringLiteral("photo.png"), TULOPngData(64, Qt::red));
         const QString song = file(QStringLiteral("song.wav"),
-                                  TULOSandboxDownloads::songFile(1, QStringLiteral("Song"), QStringLiteral("Dana Demo"),
-                                                                 QStringLiteral("First Light"), 1001, 2001, 1));
+            TULOSandboxDownloads::songFile(1, QStringLiteral("Song"), QStringLiteral("Dana Demo"),
+                QStringLiteral("First Light"), 1001, 2001, 1));
         const QString cover = file(QStringLiteral("cover.png"), TULOPngData(32, Qt::blue));
         const QString video = file(QStringLiteral("clip.mp4"), TULORandomData(3 << 20, 7));
         const QString frame = file(QStringLiteral("frame.jpg"), TULOPngData(48, Qt::green));
         const QString bite = file(QStringLiteral("bite.caf"), TULORandomData(4096, 9));
         const QString library = file(QStringLiteral("library-song.wav"), TULORandomData(8192, 11));
-        const QMap<QString, QByteArray> digests{{photo, TULOFileDigest(photo)}, {song, TULOFileDigest(song)},
-                                                {cover, TULOFileDigest(cover)}, {video, TULOFileDigest(video)},
-                                                {frame, TULOFileDigest(frame)}, {bite, TULOFileDigest(bite)},
-                                                {library, TULOFileDigest(library)}};
+        const QMap<QString, QByteArray> digests {{photo, TULOFileDigest(photo)}, {song, TULOFileDigest(song)},
+            {cover, TULOFileDigest(cover)}, {video, TULOFileDigest(video)}, {frame, TULOFileDigest(frame)},
+            {bite, TULOFileDigest(bite)}, {library, TULOFileDigest(library)}};
 
-        TULOPostDescription description = textPost(QStringLiteral("New songs with @{artist:1001:\"Dana Demo\"} tonight"));
+        TULOPostDescription description
+            = textPost(QStringLiteral("New songs with @{artist:1001:\"Dana Demo\"} tonight"));
         description.setAuthorIdentifier(QStringLiteral("1002"));
         description.setAuthorType(QStringLiteral("brand"));
         description.setAttributed(true);
-        TULOPostAttachment audio = TULOFileAttachment(song, QStringLiteral("audio/x-wav"), QStringLiteral("Kettle Song"), true);
+        TULOPostAttachment audio
+            = TULOFileAttachment(song, QStringLiteral("audio/x-wav"), QStringLiteral("Kettle Song"), true);
         audio.setSubtitle(QStringLiteral("Live"));
         audio.setArtists({TULOPostArtist(QStringLiteral("1001"), QStringLiteral("Dana Demo"))});
         audio.setAlbumIdentifier(QStringLiteral("2002"));
         audio.setCategoryName(QStringLiteral("song"));
         audio.setExplicitContent(true);
-        TULOPostAttachment audioCover = TULOFileAttachment(cover, QStringLiteral("image/png"), QStringLiteral("Cover"), true);
+        TULOPostAttachment audioCover
+            = TULOFileAttachment(cover, QStringLiteral("image/png"), QStringLiteral("Cover"), true);
         audioCover.setSubtitle(QStringLiteral("Kettle Song"));
         audio.setChildAttachment(audioCover, QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
-        TULOPostAttachment movie = TULOFileAttachment(video, QStringLiteral("video/mp4"), QStringLiteral("Backstage"), true);
+        TULOPostAttachment movie
+            = TULOFileAttachment(video, QStringLiteral("video/mp4"), QStringLiteral("Backstage"), true);
         movie.setPreviewFrameTimestamp(1500);
-        movie.setChildAttachment(TULOFileAttachment(frame, QStringLiteral("image/png"), QStringLiteral("Frame"), true),
-                                 QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
-        description.setAttachments(QList<TULOPostAttachment>{
-            TULOFileAttachment(photo, QStringLiteral("image/png"), QStringLiteral("Stage"), true), audio, movie,
+        movie.setChildAttachment(
+            TULOFileAttachment(frame, QStringLiteral("image/png"), QStringLiteral("Frame"), true),
+            QString::fromLatin1(TULOAttachmentRelationshipCoverImage));
+        description.setAttachments(QList<TULOPostAttachment> {
+            TULOFileAttachment(photo, QStringLiteral("image/png"), QStringLiteral("Stage"), true), audio,
+            movie,
             TULOFileAttachment(bite, QStringLiteral("audio/x-caf"), QStringLiteral("Sound bite"), true),
             // A library song's own file: uploaded, never deleted.
-            TULOFileAttachment(library, QStringLiteral("audio/x-wav"), QStringLiteral("From the library"), false)});
+            TULOFileAttachment(
+                library, QStringLiteral("audio/x-wav"), QStringLiteral("From the library"), false)});
         TULOExternalDestination facebook(QStringLiteral("facebook"));
         facebook.setPageIdentifier(QString(""));
-        description.setExternalServiceDestinations(QList<TULOExternalDestination>{facebook, TULOExternalDestination(QStringLiteral("twitter"))});
-        description.setContentItems(QList<TULOPostItem>{TULOPostItem(QStringLiteral("2002"), TULOPostItemTypeAlbum)});
+        description.setExternalServiceDestinations(
+            QList<TULOExternalDestination> {facebook, TULOExternalDestination(QStringLiteral("twitter"))});
+        description.setContentItems(
+            QList<TULOPostItem> {TULOPostItem(QStringLiteral("2002"), TULOPostItemTypeAlbum)});
 
         const Outcome outcome = post(description);
         QVERIFY2(outcome.error.isNull(), qPrintable(outcome.error.localizedDescription()));
-        QVERIFY(outcome.url.toString().startsWith(m_store.baseUrl().toString() + QStringLiteral("/feed#post-")));
+        QVERIFY(
+            outcome.url.toString().startsWith(m_store.baseUrl().toString() + QStringLiteral("/feed#post-")));
 
         const QJsonArray posts = TULOFetchSandboxPosts(m_store);
         const auto found = std::find_if(posts.begin(), posts.end(), [&](const QJsonValue &p) {
-            return outcome.url.fragment() == QStringLiteral("post-") + p.toObject().value(QStringLiteral("postId")).toString();
+            return outcome.url.fragment()
+                == QStringLiteral("post-") + p.toObject().value(QStringLiteral("postId")).toString();
         });
         QVERIFY(found != posts.end());
         const QJsonObject stored = found->toObject();
         QCOMPARE(stored.value(QStringLiteral("text")).toString(), description.text());
-        QCOMPARE(stored.value(QStringLiteral("authorName")).toString(), QStringLiteral("Northern Lights Orchestra"));
+        QCOMPARE(stored.value(QStringLiteral("authorName")).toString(),
+            QStringLiteral("Northern Lights Orchestra"));
         QVERIFY(stored.value(QStringLiteral("attributed")).toBool());
         QCOMPARE(stored.value(QStringLiteral("attributionName")).toString(), QStringLiteral("Casey Demo"));
-        QCOMPARE(stored.value(QStringLiteral("item")).toObject().value(QStringLiteral("type")).toString(), QStringLiteral("album"));
+        QCOMPARE(stored.value(QStringLiteral("item")).toObject().value(QStringLiteral("type")).toString(),
+            QStringLiteral("album"));
         const QJsonArray destinations = stored.value(QStringLiteral("externalDestinations")).toArray();
         QCOMPARE(destinations.size(), 2);
-        QCOMPARE(destinations.at(0).toObject().value(QStringLiteral("pageId")).toString(QStringLiteral("none")), QString());
+        QCOMPARE(
+            destinations.at(0).toObject().value(QStringLiteral("pageId")).toString(QStringLiteral("none")),
+            QString());
         QVERIFY(!destinations.at(1).toObject().contains(QStringLiteral("pageId")));
 
         const QJsonArray attachments = stored.value(QStringLiteral("attachments")).toArray();
         QCOMPARE(attachments.size(), 5);
-        const QList<int> types{2, 1, 4, 3, 1};
-        const QStringList sources{photo, song, video, bite, library};
+        const QList<int> types {2, 1, 4, 3, 1};
+        const QStringList sources {photo, song, video, bite, library};
         for (int i = 0; i < attachments.size(); ++i) {
             const QJsonObject a = attachments.at(i).toObject();
             QCOMPARE(a.value(QStringLiteral("type")).toInt(), types.at(i));
-            const TULOSandboxExchange bytes = TULOSandboxFetch(QUrl(a.value(QStringLiteral("url")).toString()));
-            QCOMPARE(QCryptographicHash::hash(bytes.body, QCryptographicHash::Sha256), digests.value(sources.at(i)));
+            const TULOSandboxExchange bytes
+                = TULOSandboxFetch(QUrl(a.value(QStringLiteral("url")).toString()));
+            QCOMPARE(QCryptographicHash::hash(bytes.body, QCryptographicHash::Sha256),
+                digests.value(sources.at(i)));
         }
         const QJsonObject storedAudio = attachments.at(1).toObject();
         QCOMPARE(storedAudio.value(QStringLiteral("subtitle")).toString(), QStringLiteral("Live"));
         QCOMPARE(storedAudio.value(QStringLiteral("albumId")).toString(), QStringLiteral("2002"));
         QCOMPARE(storedAudio.value(QStringLiteral("category")).toString(), QStringLiteral("song"));
         QVERIFY(storedAudio.value(QStringLiteral("explicit")).toBool());
-        QCOMPARE(storedAudio.value(QStringLiteral("artists")).toArray().at(0).toObject().value(QStringLiteral("name")).toString(),
-                 QStringLiteral("Dana Demo"));
+        QCOMPARE(storedAudio.value(QStringLiteral("artists"))
+                     .toArray()
+                     .at(0)
+                     .toObject()
+                     .value(QStringLiteral("name"))
+                     .toString(),
+            QStringLiteral("Dana Demo"));
         const QJsonObject storedCover = storedAudio.value(QStringLiteral("cover")).toObject();
         QCOMPARE(storedCover.value(QStringLiteral("subtitle")).toString(), QStringLiteral("Kettle Song"));
-        QCOMPARE(QCryptographicHash::hash(TULOSandboxFetch(QUrl(storedCover.value(QStringLiteral("url")).toString())).body,
-                                          QCryptographicHash::Sha256),
-                 digests.value(cover));
+        QCOMPARE(QCryptographicHash::hash(
+                     TULOSandboxFetch(QUrl(storedCover.value(QStringLiteral("url")).toString())).body,
+                     QCryptographicHash::Sha256),
+            digests.value(cover));
         QCOMPARE(attachments.at(2).toObject().value(QStringLiteral("previewFrameTime")).toDouble(), 1500.0);
         QVERIFY(attachments.at(2).toObject().contains(QStringLiteral("cover")));
 
@@ -223,11 +243,14 @@ private Q_SLOTS:
     {
         const QString video = file(QStringLiteral("progress.mp4"), TULORandomData(8 << 20, 3));
         TULOPostDescription description = textPost(QStringLiteral("progress"));
-        description.setAttachments(QList<TULOPostAttachment>{TULOFileAttachment(video, QStringLiteral("video/mp4"), QStringLiteral("v"), false)});
+        description.setAttachments(QList<TULOPostAttachment> {
+            TULOFileAttachment(video, QStringLiteral("video/mp4"), QStringLiteral("v"), false)});
         QList<QPair<qint64, qint64>> reports;
         auto *request = new TULOPostRequest(description);
         request->setOutbox(m_outbox.get());
-        connect(request, &TULOPostRequest::uploadProgress, this, [&reports](qint64 sent, qint64 total) { reports.append({sent, total}); });
+        connect(request, &TULOPostRequest::uploadProgress, this, [&reports](qint64 sent, qint64 total) {
+            reports.append({sent, total});
+        });
         bool done = false;
         QStringList tasksWhileSending;
         connect(request, &TULOPostRequest::uploadProgress, this, [&tasksWhileSending] {
@@ -238,12 +261,18 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(done, TULOUploadWait);
         QVERIFY(!reports.isEmpty());
         for (int i = 1; i < reports.size(); ++i)
-            QVERIFY2(reports.at(i).first >= reports.at(i - 1).first, qPrintable(QStringLiteral("%1/%2 after %3/%4").arg(reports.at(i).first).arg(reports.at(i).second).arg(reports.at(i - 1).first).arg(reports.at(i - 1).second)));
+            QVERIFY2(reports.at(i).first >= reports.at(i - 1).first,
+                qPrintable(QStringLiteral("%1/%2 after %3/%4")
+                               .arg(reports.at(i).first)
+                               .arg(reports.at(i).second)
+                               .arg(reports.at(i - 1).first)
+                               .arg(reports.at(i - 1).second)));
         QCOMPARE(reports.last().first, reports.last().second);
         QVERIFY(reports.last().second > QFileInfo(video).size());
         // The application is kept running while bytes move, and let go afterwards.
         QVERIFY(tasksWhileSending.contains(QStringLiteral("com.vantor.Quillon.postUpload")));
-        QVERIFY(!TULOBackgroundTask::runningTaskNames().contains(QStringLiteral("com.vantor.Quillon.postUpload")));
+        QVERIFY(!TULOBackgroundTask::runningTaskNames().contains(
+            QStringLiteral("com.vantor.Quillon.postUpload")));
     }
 
     void temporaryFailuresAreRetried_data()
@@ -263,13 +292,15 @@ private Q_SLOTS:
         const int before = m_store.requestCount(QStringLiteral("/posts"));
         m_store.addFault(QStringLiteral("/posts"), TULOSandboxFault::status(status), 2);
         TULOPostDescription description = textPost(QStringLiteral("retry %1").arg(status));
-        description.setAttachments(QList<TULOPostAttachment>{TULOFileAttachment(photo, QStringLiteral("image/png"), QStringLiteral("p"), true)});
+        description.setAttachments(QList<TULOPostAttachment> {
+            TULOFileAttachment(photo, QStringLiteral("image/png"), QStringLiteral("p"), true)});
         TULOPostRequest *request = nullptr;
         auto retries = std::make_shared<QList<TULOError>>();
         auto outcome = std::make_shared<Outcome>();
         request = new TULOPostRequest(description);
         request->setOutbox(m_outbox.get());
-        connect(request, &TULOPostRequest::uploadWillRetry, this, [retries](const TULOError &e) { retries->append(e); });
+        connect(request, &TULOPostRequest::uploadWillRetry, this,
+            [retries](const TULOError &e) { retries->append(e); });
         request->startWithCompletionBlock([outcome](const QUrl &url, const TULOError &error) {
             ++outcome->calls;
             outcome->url = url;
@@ -278,7 +309,8 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(outcome->calls > 0, TULOUploadWait);
         QVERIFY2(outcome->error.isNull(), qPrintable(outcome->error.localizedDescription()));
         QCOMPARE(retries->size(), 2);
-        QCOMPARE(retries->first().userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
+        QCOMPARE(
+            retries->first().userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
         QCOMPARE(m_store.requestCount(QStringLiteral("/posts")) - before, 3);
         QCOMPARE(TULOFetchSandboxPosts(m_store).size(), postsBefore + 1);
         QVERIFY(!QFile::exists(photo));
@@ -291,7 +323,8 @@ private Q_SLOTS:
         const quint16 port = m_store.port();
         m_store.stop();
         TULOPostDescription description = textPost(QStringLiteral("written offline"));
-        description.setAttachments(QList<TULOPostAttachment>{TULOFileAttachment(photo, QStringLiteral("image/png"), QStringLiteral("p"), true)});
+        description.setAttachments(QList<TULOPostAttachment> {
+            TULOFileAttachment(photo, QStringLiteral("image/png"), QStringLiteral("p"), true)});
         auto outcome = std::make_shared<Outcome>();
         auto retries = std::make_shared<int>(0);
         auto *request = new TULOPostRequest(description);
@@ -320,10 +353,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("uti");
         QTest::addColumn<int>("injected");
         QTest::addColumn<int>("status");
-        QTest::newRow("bad request") << TULOSandboxStore::demoArtistIdentifier() << QStringLiteral("image/png") << 400 << 400;
-        QTest::newRow("author not allowed") << QStringLiteral("1003") << QStringLiteral("image/png") << 0 << 403;
-        QTest::newRow("not a media type") << TULOSandboxStore::demoArtistIdentifier() << QStringLiteral("text/plain") << 0 << 415;
-        QTest::newRow("too large") << TULOSandboxStore::demoArtistIdentifier() << QStringLiteral("image/png") << 413 << 413;
+        QTest::newRow("bad request") << TULOSandboxStore::demoArtistIdentifier()
+                                     << QStringLiteral("image/png") << 400 << 400;
+        QTest::newRow("author not allowed")
+            << QStringLiteral("1003") << QStringLiteral("image/png") << 0 << 403;
+        QTest::newRow("not a media type")
+            << TULOSandboxStore::demoArtistIdentifier() << QStringLiteral("text/plain") << 0 << 415;
+        QTest::newRow("too large") << TULOSandboxStore::demoArtistIdentifier() << QStringLiteral("image/png")
+                                   << 413 << 413;
     }
 
     void clientErrorsStopRetryingAndKeepThePost()
@@ -339,7 +376,8 @@ private Q_SLOTS:
             m_store.addFault(QStringLiteral("/posts"), TULOSandboxFault::status(injected), 1);
         TULOPostDescription description = textPost(QStringLiteral("refused"));
         description.setAuthorIdentifier(author);
-        description.setAttachments(QList<TULOPostAttachment>{TULOFileAttachment(photo, uti, QStringLiteral("p"), true)});
+        description.setAttachments(
+            QList<TULOPostAttachment> {TULOFileAttachment(photo, uti, QStringLiteral("p"), true)});
         const Outcome outcome = post(description);
         QCOMPARE(outcome.error.domain(), QString::fromLatin1(TULOStoreErrorDomain));
         QCOMPARE(outcome.error.userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
@@ -349,8 +387,11 @@ private Q_SLOTS:
         const QList<TULOPostOutboxEntry> entries = m_outbox->entries();
         QCOMPARE(entries.size(), 1);
         QCOMPARE(entries.first().state, TULOPostOutboxEntry::Failed);
-        QCOMPARE(entries.first().description.value(QStringLiteral("text")).toString(), QStringLiteral("refused"));
-        QCOMPARE(entries.first().lastError.userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
+        QCOMPARE(
+            entries.first().description.value(QStringLiteral("text")).toString(), QStringLiteral("refused"));
+        QCOMPARE(
+            entries.first().lastError.userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(),
+            status);
         // Resuming does not send it again.
         m_outbox->resume(true);
         QCoreApplication::processEvents();
@@ -379,7 +420,7 @@ private Q_SLOTS:
         const QString good = file(QStringLiteral("good.png"), TULOPngData(8, Qt::white));
         const int before = m_store.requestCount(QStringLiteral("/posts"));
         TULOPostDescription description = textPost(QStringLiteral("never sent"));
-        description.setAttachments(QList<TULOPostAttachment>{
+        description.setAttachments(QList<TULOPostAttachment> {
             TULOFileAttachment(good, QStringLiteral("image/png"), QStringLiteral("g"), true),
             TULOFileAttachment(m_files->filePath(path), uti, QStringLiteral("p"), true)});
         const Outcome outcome = post(description);
@@ -431,12 +472,15 @@ private Q_SLOTS:
         const QJsonArray posts = TULOFetchSandboxPosts(m_store);
         QCOMPARE(posts.size(), postsBefore + 1);
         const QJsonObject stored = posts.first().toObject();
-        QCOMPARE(stored.value(QStringLiteral("text")).toString(), QStringLiteral("Interrupted, then delivered"));
-        const QJsonObject attachment = stored.value(QStringLiteral("attachments")).toArray().first().toObject();
+        QCOMPARE(
+            stored.value(QStringLiteral("text")).toString(), QStringLiteral("Interrupted, then delivered"));
+        const QJsonObject attachment
+            = stored.value(QStringLiteral("attachments")).toArray().first().toObject();
         QCOMPARE(qint64(attachment.value(QStringLiteral("size")).toDouble()), qint64(48 << 20));
-        QCOMPARE(QCryptographicHash::hash(TULOSandboxFetch(QUrl(attachment.value(QStringLiteral("url")).toString())).body,
-                                          QCryptographicHash::Sha256),
-                 digest);
+        QCOMPARE(QCryptographicHash::hash(
+                     TULOSandboxFetch(QUrl(attachment.value(QStringLiteral("url")).toString())).body,
+                     QCryptographicHash::Sha256),
+            digest);
         QVERIFY(!QFile::exists(video));
         QVERIFY(QDir(outbox.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty());
     }

@@ -15,13 +15,15 @@ constexpr int TULODownloadWait = 30000; // a hang guard, never a measurement
 class Recorder : public TULOStoreDownloadManagerObserver
 {
 public:
-    void downloadManagerDownloadDidProgress(TULOStoreDownloadManager *manager, const TULOStoreDownloadPtr &download) override
+    void downloadManagerDownloadDidProgress(
+        TULOStoreDownloadManager *manager, const TULOStoreDownloadPtr &download) override
     {
         progress.append(download->progress());
         if (cancelOnProgress)
             manager->cancelDownloads({download});
     }
-    void downloadManagerDownloadDidFinish(TULOStoreDownloadManager *, const TULOStoreDownloadPtr &download) override
+    void downloadManagerDownloadDidFinish(
+        TULOStoreDownloadManager *, const TULOStoreDownloadPtr &download) override
     {
         ++finished;
         stateAtFinish = download->state();
@@ -88,9 +90,10 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(musicFolder()));
         // One of the cloud songs is on this computer already.
         QVERIFY(TULOWriteFile(musicFolder() + QStringLiteral("/local.wav"),
-                              TULOSandboxDownloads::songFile(3001, QStringLiteral("Opening"), QStringLiteral("Dana Demo"),
-                                                             QStringLiteral("First Light"), 1001, 2001, 1)));
-        m_library = std::make_unique<TULOMediaLibrary>(musicFolder(), m_folder->filePath(QStringLiteral("index.sqlite")));
+            TULOSandboxDownloads::songFile(3001, QStringLiteral("Opening"), QStringLiteral("Dana Demo"),
+                QStringLiteral("First Light"), 1001, 2001, 1)));
+        m_library = std::make_unique<TULOMediaLibrary>(
+            musicFolder(), m_folder->filePath(QStringLiteral("index.sqlite")));
         QVERIFY(m_library->reload());
         m_manager = std::make_unique<TULOStoreDownloadManager>();
     }
@@ -147,8 +150,10 @@ private Q_SLOTS:
         QVERIFY(m_manager->downloads().isEmpty());
         QVERIFY(m_library->reload());
         QVERIFY(m_library->items().contains(item)); // the same item, not a second one
-        const auto same = std::count_if(m_library->items().cbegin(), m_library->items().cend(),
-                                        [&](const TULOMediaLibraryItemPtr &i) { return i->storeItemIdentifier() == item->storeItemIdentifier(); });
+        const auto same = std::count_if(
+            m_library->items().cbegin(), m_library->items().cend(), [&](const TULOMediaLibraryItemPtr &i) {
+                return i->storeItemIdentifier() == item->storeItemIdentifier();
+            });
         QCOMPARE(same, 1);
 
         // And it can be removed again, file and all.
@@ -211,7 +216,8 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(recorder.finished, 1, TULODownloadWait);
         QCOMPARE(download->state(), TULOStoreDownloadState::Failed);
         QCOMPARE(download->error().domain(), QString::fromLatin1(TULOStoreErrorDomain));
-        QCOMPARE(download->error().userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
+        QCOMPARE(
+            download->error().userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
         QVERIFY(item->filePath().isEmpty());
         QVERIFY(leftovers().isEmpty());
     }

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "../sandbox/sandboxhttp.h"
 #include "platform/clientcontext.h"
 #include "platform/records/postdescription.h"
 #include "platform/store/storeaccount.h"
 #include "sandboxdownloads.h"
 #include "sandboxstore.h"
-
-#include "../sandbox/sandboxhttp.h"
 
 #include <QBuffer>
 #include <QCryptographicHash>
@@ -20,7 +19,10 @@
 class TULOMemoryTokenKeeper : public TULOStoreTokenKeeper
 {
 public:
-    QString tokenForAccount(const QString &accountName) override { return m_tokens.value(accountName.toLower()); }
+    QString tokenForAccount(const QString &accountName) override
+    {
+        return m_tokens.value(accountName.toLower());
+    }
     bool setTokenForAccount(const QString &token, const QString &accountName) override
     {
         m_tokens.insert(accountName.toLower(), token);
@@ -33,13 +35,14 @@ private:
 
 // Signs the demo account in on the sandbox and makes it the active store account, with the
 // sandbox as the application's store.
-inline QString TULOSignInToSandbox(const TULOSandboxStore &store, const QString &accountName = TULOSandboxStore::demoAccountName())
+inline QString TULOSignInToSandbox(
+    const TULOSandboxStore &store, const QString &accountName = TULOSandboxStore::demoAccountName())
 {
-    const TULOSandboxExchange exchange =
-        TULOSandboxFetch(QUrl(store.baseUrl().toString() + QStringLiteral("/account/signin")), QByteArray(),
-                         TULOSandboxForm({{QStringLiteral("accountName"), accountName},
-                                          {QStringLiteral("password"), TULOSandboxStore::demoPassword()}}),
-                         true);
+    const TULOSandboxExchange exchange
+        = TULOSandboxFetch(QUrl(store.baseUrl().toString() + QStringLiteral("/account/signin")), QByteArray(),
+            TULOSandboxForm({{QStringLiteral("accountName"), accountName},
+                {QStringLiteral("password"), TULOSandboxStore::demoPassword()}}),
+            true);
     const QString token = exchange.json().value(QStringLiteral("token")).toString();
     TULOStoreAccountStore *accounts = TULOStoreAccountStore::defaultStore();
     accounts->setTokenKeeper(std::make_unique<TULOMemoryTokenKeeper>());
@@ -88,7 +91,8 @@ inline QByteArray TULOFileDigest(const QString &path)
     return hash.result();
 }
 
-inline TULOPostAttachment TULOFileAttachment(const QString &path, const QString &uti, const QString &title, bool deletes)
+inline TULOPostAttachment TULOFileAttachment(
+    const QString &path, const QString &uti, const QString &title, bool deletes)
 {
     TULOPostAttachment attachment;
     attachment.setAssetURL(QUrl::fromLocalFile(path));
@@ -100,5 +104,8 @@ inline TULOPostAttachment TULOFileAttachment(const QString &path, const QString 
 
 inline QJsonArray TULOFetchSandboxPosts(const TULOSandboxStore &store)
 {
-    return TULOSandboxFetch(QUrl(store.baseUrl().toString() + QStringLiteral("/posts"))).json().value(QStringLiteral("posts")).toArray();
+    return TULOSandboxFetch(QUrl(store.baseUrl().toString() + QStringLiteral("/posts")))
+        .json()
+        .value(QStringLiteral("posts"))
+        .toArray();
 }

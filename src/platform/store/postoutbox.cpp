@@ -21,7 +21,6 @@
 #include <QStandardPaths>
 #include <QTimer>
 #include <QUuid>
-
 #include <unistd.h>
 
 namespace {
@@ -44,8 +43,8 @@ int attachmentTypeForUTI(const QString &uti)
 TULOError fileError(qint64 code, const QString &path, const QString &description)
 {
     return TULOError(QString::fromLatin1(TULOFileErrorDomain), code,
-                     {{QString::fromLatin1(TULOFilePathErrorKey), path},
-                      {QString::fromLatin1(TULOLocalizedDescriptionKey), description}});
+        {{QString::fromLatin1(TULOFilePathErrorKey), path},
+            {QString::fromLatin1(TULOLocalizedDescriptionKey), description}});
 }
 
 // Same file system: a hard link, free even for a 2 GB video. Otherwise a copy.
@@ -58,9 +57,8 @@ bool linkOrCopy(const QString &source, const QString &destination)
 
 QJsonObject errorDictionary(const TULOError &error)
 {
-    QJsonObject o{{QStringLiteral("domain"), error.domain()},
-                  {QStringLiteral("code"), double(error.code())},
-                  {QStringLiteral("message"), error.localizedDescription()}};
+    QJsonObject o {{QStringLiteral("domain"), error.domain()}, {QStringLiteral("code"), double(error.code())},
+        {QStringLiteral("message"), error.localizedDescription()}};
     const QVariant status = error.userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey));
     if (status.isValid())
         o.insert(QStringLiteral("httpStatus"), status.toInt());
@@ -74,27 +72,30 @@ TULOError errorFromDictionary(const QJsonObject &o)
 {
     if (o.isEmpty())
         return TULOError();
-    QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), o.value(QStringLiteral("message")).toString()}};
+    QVariantMap userInfo {
+        {QString::fromLatin1(TULOLocalizedDescriptionKey), o.value(QStringLiteral("message")).toString()}};
     if (o.contains(QStringLiteral("httpStatus")))
-        userInfo.insert(QString::fromLatin1(TULOStoreHTTPStatusKey), o.value(QStringLiteral("httpStatus")).toInt());
+        userInfo.insert(
+            QString::fromLatin1(TULOStoreHTTPStatusKey), o.value(QStringLiteral("httpStatus")).toInt());
     if (o.contains(QStringLiteral("errorCode")))
-        userInfo.insert(QString::fromLatin1(TULOStoreServerErrorCodeKey), o.value(QStringLiteral("errorCode")).toString());
-    return TULOError(o.value(QStringLiteral("domain")).toString(), qint64(o.value(QStringLiteral("code")).toDouble()), userInfo);
+        userInfo.insert(QString::fromLatin1(TULOStoreServerErrorCodeKey),
+            o.value(QStringLiteral("errorCode")).toString());
+    return TULOError(o.value(QStringLiteral("domain")).toString(),
+        qint64(o.value(QStringLiteral("code")).toDouble()), userInfo);
 }
 
 QJsonObject attachmentDictionary(const TULOPostAttachment &attachment, const QString &part, qint64 size)
 {
     QJsonArray artists;
     for (const TULOPostArtist &artist : attachment.artists())
-        artists.append(QJsonObject{{QStringLiteral("id"), artist.identifier()}, {QStringLiteral("name"), artist.name()}});
-    QJsonObject o{{QStringLiteral("part"), part},
-                  {QStringLiteral("type"), attachmentTypeForUTI(attachment.UTI())},
-                  {QStringLiteral("uti"), attachment.UTI()},
-                  {QStringLiteral("title"), attachment.title()},
-                  {QStringLiteral("subtitle"), attachment.subtitle()},
-                  {QStringLiteral("explicit"), attachment.isExplicitContent()},
-                  {QStringLiteral("artists"), artists},
-                  {QStringLiteral("size"), double(size)}};
+        artists.append(QJsonObject {
+            {QStringLiteral("id"), artist.identifier()}, {QStringLiteral("name"), artist.name()}});
+    QJsonObject o {{QStringLiteral("part"), part},
+        {QStringLiteral("type"), attachmentTypeForUTI(attachment.UTI())},
+        {QStringLiteral("uti"), attachment.UTI()}, {QStringLiteral("title"), attachment.title()},
+        {QStringLiteral("subtitle"), attachment.subtitle()},
+        {QStringLiteral("explicit"), attachment.isExplicitContent()}, {QStringLiteral("artists"), artists},
+        {QStringLiteral("size"), double(size)}};
     if (!attachment.attachmentDescription().isEmpty())
         o.insert(QStringLiteral("description"), attachment.attachmentDescription());
     if (!attachment.albumIdentifier().isEmpty())
@@ -109,7 +110,8 @@ QJsonObject attachmentDictionary(const TULOPostAttachment &attachment, const QSt
 QString quotedFileName(const QString &name)
 {
     QString quoted = name;
-    quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\")).replace(QLatin1Char('"'), QStringLiteral("\\\""));
+    quoted.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+        .replace(QLatin1Char('"'), QStringLiteral("\\\""));
     quoted.remove(QLatin1Char('\r')).remove(QLatin1Char('\n'));
     return quoted;
 }
@@ -132,10 +134,10 @@ TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
     }
     if (QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
         connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, this,
-                [this](QNetworkInformation::Reachability reachability) {
-                    if (reachability == QNetworkInformation::Reachability::Online)
-                        resume(true);
-                });
+            [this](QNetworkInformation::Reachability reachability) {
+                if (reachability == QNetworkInformation::Reachability::Online)
+                    resume(true);
+            });
     }
 }
 
@@ -151,7 +153,7 @@ QString TULOPostOutbox::defaultFolder()
     if (!overridden.isEmpty())
         return overridden;
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-           + QStringLiteral("/Library/com.vantor.Quillon/Outbox");
+        + QStringLiteral("/Library/com.vantor.Quillon/Outbox");
 }
 
 TULOPostOutbox *TULOPostOutbox::defaultOutbox()
@@ -179,8 +181,8 @@ bool TULOPostOutbox::writeManifest(const QString &folder, const QJsonObject &man
     return false;
 }
 
-QString TULOPostOutbox::enqueue(const TULOPostDescription &description, const QUrl &bagURL, const QString &accountName,
-                                TULOError *error)
+QString TULOPostOutbox::enqueue(
+    const TULOPostDescription &description, const QUrl &bagURL, const QString &accountName, TULOError *error)
 {
     const QString key = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const QString partial = m_folder + QLatin1Char('/') + key + QLatin1String(TULOOutboxPartialSuffix);
@@ -197,38 +199,45 @@ QString TULOPostOutbox::enqueue(const TULOPostDescription &description, const QU
         const QString source = attachment.assetURL().toLocalFile();
         const QFileInfo info(source);
         if (source.isEmpty() || !info.isFile()) {
-            TULOSetError(error, fileError(4, source.isEmpty() ? attachment.assetURL().toString() : source,
-                                          QStringLiteral("The attachment file \"%1\" does not exist.").arg(info.fileName())));
+            TULOSetError(error,
+                fileError(4, source.isEmpty() ? attachment.assetURL().toString() : source,
+                    QStringLiteral("The attachment file \"%1\" does not exist.").arg(info.fileName())));
             return false;
         }
         if (attachment.UTI().isEmpty()) {
-            TULOSetError(error, fileError(4, source, QStringLiteral("The attachment file \"%1\" has no type.").arg(info.fileName())));
+            TULOSetError(error,
+                fileError(4, source,
+                    QStringLiteral("The attachment file \"%1\" has no type.").arg(info.fileName())));
             return false;
         }
         const QString part = QStringLiteral("file%1").arg(partNumber++);
-        const QString stored = part + (info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix());
+        const QString stored
+            = part + (info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix());
         if (!linkOrCopy(info.absoluteFilePath(), partial + QLatin1Char('/') + stored)) {
-            TULOSetError(error, fileError(640, source, QStringLiteral("The attachment file \"%1\" could not be put in the outbox.").arg(info.fileName())));
+            TULOSetError(error,
+                fileError(640, source,
+                    QStringLiteral("The attachment file \"%1\" could not be put in the outbox.")
+                        .arg(info.fileName())));
             return false;
         }
         const qint64 size = QFileInfo(partial + QLatin1Char('/') + stored).size();
-        files.append(QJsonObject{{QStringLiteral("part"), part},
-                                 {QStringLiteral("stored"), stored},
-                                 {QStringLiteral("original"), info.absoluteFilePath()},
-                                 {QStringLiteral("deletes"), attachment.deletesAssetWhenFinished()},
-                                 {QStringLiteral("contentType"), attachment.UTI()},
-                                 {QStringLiteral("fileName"), info.fileName()},
-                                 {QStringLiteral("size"), double(size)}});
+        files.append(QJsonObject {{QStringLiteral("part"), part}, {QStringLiteral("stored"), stored},
+            {QStringLiteral("original"), info.absoluteFilePath()},
+            {QStringLiteral("deletes"), attachment.deletesAssetWhenFinished()},
+            {QStringLiteral("contentType"), attachment.UTI()}, {QStringLiteral("fileName"), info.fileName()},
+            {QStringLiteral("size"), double(size)}});
         *dictionary = attachmentDictionary(attachment, part, size);
         return true;
     };
 
     QJsonArray attachments;
-    for (const TULOPostAttachment &attachment : description.attachments().value_or(QList<TULOPostAttachment>())) {
+    for (const TULOPostAttachment &attachment :
+        description.attachments().value_or(QList<TULOPostAttachment>())) {
         QJsonObject dictionary;
         if (!take(attachment, &dictionary))
             return QString();
-        if (const auto cover = attachment.childAttachmentForRelationship(QString::fromLatin1(TULOAttachmentRelationshipCoverImage))) {
+        if (const auto cover = attachment.childAttachmentForRelationship(
+                QString::fromLatin1(TULOAttachmentRelationshipCoverImage))) {
             QJsonObject coverDictionary;
             if (!take(*cover, &coverDictionary))
                 return QString();
@@ -237,19 +246,21 @@ QString TULOPostOutbox::enqueue(const TULOPostDescription &description, const QU
         }
         attachments.append(dictionary);
     }
-    QJsonObject wire{{QStringLiteral("text"), description.text()},
-                     {QStringLiteral("authorId"), description.authorIdentifier()},
-                     {QStringLiteral("authorType"), description.authorType()},
-                     {QStringLiteral("attributed"), description.isAttributed()},
-                     {QStringLiteral("attachments"), attachments}};
+    QJsonObject wire {{QStringLiteral("text"), description.text()},
+        {QStringLiteral("authorId"), description.authorIdentifier()},
+        {QStringLiteral("authorType"), description.authorType()},
+        {QStringLiteral("attributed"), description.isAttributed()},
+        {QStringLiteral("attachments"), attachments}};
     const QList<TULOPostItem> items = description.contentItems().value_or(QList<TULOPostItem>());
     if (!items.isEmpty()) {
-        wire.insert(QStringLiteral("item"), QJsonObject{{QStringLiteral("id"), items.first().identifier()},
-                                                        {QStringLiteral("type"), TULOStorePlatformKindForPostItemType(items.first().type())}});
+        wire.insert(QStringLiteral("item"),
+            QJsonObject {{QStringLiteral("id"), items.first().identifier()},
+                {QStringLiteral("type"), TULOStorePlatformKindForPostItemType(items.first().type())}});
     }
     QJsonArray destinations;
-    for (const TULOExternalDestination &d : description.externalServiceDestinations().value_or(QList<TULOExternalDestination>())) {
-        QJsonObject o{{QStringLiteral("service"), d.serviceIdentifier()}};
+    for (const TULOExternalDestination &d :
+        description.externalServiceDestinations().value_or(QList<TULOExternalDestination>())) {
+        QJsonObject o {{QStringLiteral("service"), d.serviceIdentifier()}};
         if (!d.accessToken().isEmpty())
             o.insert(QStringLiteral("accessToken"), d.accessToken());
         if (!d.pageIdentifier().isNull())
@@ -260,19 +271,16 @@ QString TULOPostOutbox::enqueue(const TULOPostDescription &description, const QU
     }
     wire.insert(QStringLiteral("externalDestinations"), destinations);
 
-    const QJsonObject manifest{{QStringLiteral("version"), 1},
-                               {QStringLiteral("key"), key},
-                               {QStringLiteral("bagURL"), bagURL.toString()},
-                               {QStringLiteral("accountName"), accountName},
-                               {QStringLiteral("state"), QStringLiteral("pending")},
-                               {QStringLiteral("attempts"), 0},
-                               {QStringLiteral("description"), wire},
-                               {QStringLiteral("files"), files}};
+    const QJsonObject manifest {{QStringLiteral("version"), 1}, {QStringLiteral("key"), key},
+        {QStringLiteral("bagURL"), bagURL.toString()}, {QStringLiteral("accountName"), accountName},
+        {QStringLiteral("state"), QStringLiteral("pending")}, {QStringLiteral("attempts"), 0},
+        {QStringLiteral("description"), wire}, {QStringLiteral("files"), files}};
     if (!writeManifest(partial, manifest, error))
         return QString();
     const QString folder = m_folder + QLatin1Char('/') + key;
     if (!QDir().rename(partial, folder)) {
-        TULOSetError(error, fileError(513, folder, QStringLiteral("The post could not be put in the outbox.")));
+        TULOSetError(
+            error, fileError(513, folder, QStringLiteral("The post could not be put in the outbox.")));
         return QString();
     }
     cleanup.dismiss();
@@ -294,10 +302,12 @@ std::optional<TULOPostOutboxEntry> TULOPostOutbox::entry(const QString &key) con
     e.folder = folder;
     e.bagURL = QUrl(m.value(QStringLiteral("bagURL")).toString());
     e.accountName = m.value(QStringLiteral("accountName")).toString();
-    e.state = m.value(QStringLiteral("state")).toString() == QLatin1String("failed") ? TULOPostOutboxEntry::Failed
-                                                                                     : TULOPostOutboxEntry::Pending;
+    e.state = m.value(QStringLiteral("state")).toString() == QLatin1String("failed")
+        ? TULOPostOutboxEntry::Failed
+        : TULOPostOutboxEntry::Pending;
     e.attempts = m.value(QStringLiteral("attempts")).toInt();
-    e.nextAttempt = QDateTime::fromString(m.value(QStringLiteral("nextAttempt")).toString(), Qt::ISODateWithMs);
+    e.nextAttempt
+        = QDateTime::fromString(m.value(QStringLiteral("nextAttempt")).toString(), Qt::ISODateWithMs);
     e.lastError = errorFromDictionary(m.value(QStringLiteral("lastError")).toObject());
     e.description = m.value(QStringLiteral("description")).toObject();
     e.manifest = m;
@@ -307,7 +317,8 @@ std::optional<TULOPostOutboxEntry> TULOPostOutbox::entry(const QString &key) con
 QList<TULOPostOutboxEntry> TULOPostOutbox::entries() const
 {
     QList<TULOPostOutboxEntry> result;
-    const QFileInfoList folders = QDir(m_folder).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Time | QDir::Reversed);
+    const QFileInfoList folders
+        = QDir(m_folder).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Time | QDir::Reversed);
     for (const QFileInfo &info : folders) {
         if (info.fileName().endsWith(QLatin1String(TULOOutboxPartialSuffix)))
             continue;
@@ -320,7 +331,9 @@ QList<TULOPostOutboxEntry> TULOPostOutbox::entries() const
 bool TULOPostOutbox::discard(const QString &key, TULOError *error)
 {
     if (m_inFlight.contains(key) || !entry(key)) {
-        TULOSetError(error, fileError(4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
+        TULOSetError(error,
+            fileError(
+                4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
         return false;
     }
     return QDir(m_folder + QLatin1Char('/') + key).removeRecursively();
@@ -342,7 +355,8 @@ void TULOPostOutbox::scheduleTimer()
 {
     QDateTime earliest;
     for (const TULOPostOutboxEntry &e : entries()) {
-        if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(e.idempotencyKey) || !e.nextAttempt.isValid())
+        if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(e.idempotencyKey)
+            || !e.nextAttempt.isValid())
             continue;
         if (!earliest.isValid() || e.nextAttempt < earliest)
             earliest = e.nextAttempt;
@@ -351,16 +365,18 @@ void TULOPostOutbox::scheduleTimer()
         m_timer->stop();
         return;
     }
-    m_timer->start(int(qBound<qint64>(0, QDateTime::currentDateTimeUtc().msecsTo(earliest), qint64(m_longestDelay))));
+    m_timer->start(
+        int(qBound<qint64>(0, QDateTime::currentDateTimeUtc().msecsTo(earliest), qint64(m_longestDelay))));
 }
 
 void TULOPostOutbox::send(const TULOPostOutboxEntry &e)
 {
-    m_inFlight.insert(e.idempotencyKey, TULOBackgroundTask::begin(QString::fromLatin1(TULOPostUploadTaskName)));
+    m_inFlight.insert(
+        e.idempotencyKey, TULOBackgroundTask::begin(QString::fromLatin1(TULOPostUploadTaskName)));
     const TULOClientContext defaultContext = TULOClientContext::defaultContext();
     const TULOClientContext context = (!defaultContext.isNull() && defaultContext.bagURL() == e.bagURL)
-                                          ? defaultContext
-                                          : TULOClientContext(e.bagURL);
+        ? defaultContext
+        : TULOClientContext(e.bagURL);
     // The session of the account that wrote the post; the keeper has it when another is active.
     TULOStoreAccountStore *accounts = TULOStoreAccountStore::defaultStore();
     QString token;
@@ -370,27 +386,28 @@ void TULOPostOutbox::send(const TULOPostOutboxEntry &e)
     else if (!e.accountName.isEmpty() && accounts->tokenKeeper())
         token = accounts->tokenKeeper()->tokenForAccount(e.accountName);
     QPointer<TULOPostOutbox> self(this);
-    context.loadURLBag([self, e, token, context](const std::optional<TULOUrlBag> &bag, const TULOError &error) {
-        TULODispatchMain([self, e, token, context, bag, error] {
-            if (!self)
-                return;
-            if (!bag) {
-                self->recordFailure(e.idempotencyKey, error, true);
-                return;
-            }
-            TULOError missing;
-            const QUrl url = bag->urlForKey(QStringLiteral("postUpload"), &missing);
-            if (url.isEmpty()) {
-                self->recordFailure(e.idempotencyKey, missing, true);
-                return;
-            }
-            self->sendWithBag(e, url, token, context);
+    context.loadURLBag(
+        [self, e, token, context](const std::optional<TULOUrlBag> &bag, const TULOError &error) {
+            TULODispatchMain([self, e, token, context, bag, error] {
+                if (!self)
+                    return;
+                if (!bag) {
+                    self->recordFailure(e.idempotencyKey, error, true);
+                    return;
+                }
+                TULOError missing;
+                const QUrl url = bag->urlForKey(QStringLiteral("postUpload"), &missing);
+                if (url.isEmpty()) {
+                    self->recordFailure(e.idempotencyKey, missing, true);
+                    return;
+                }
+                self->sendWithBag(e, url, token, context);
+            });
         });
-    });
 }
 
 void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploadURL, const QString &token,
-                                 const TULOClientContext &context)
+    const TULOClientContext &context)
 {
     auto *multipart = new QHttpMultiPart(QHttpMultiPart::FormDataType);
     QHttpPart descriptionPart;
@@ -401,7 +418,8 @@ void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploa
     // Files stream from the outbox in chunks: no file is ever read whole into memory.
     for (const QJsonValue &value : e.manifest.value(QStringLiteral("files")).toArray()) {
         const QJsonObject f = value.toObject();
-        auto *file = new QFile(e.folder + QLatin1Char('/') + f.value(QStringLiteral("stored")).toString(), multipart);
+        auto *file = new QFile(
+            e.folder + QLatin1Char('/') + f.value(QStringLiteral("stored")).toString(), multipart);
         if (!file->open(QIODevice::ReadOnly)) {
             const TULOError error = fileError(260, file->fileName(), file->errorString());
             delete multipart;
@@ -409,10 +427,11 @@ void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploa
             return;
         }
         QHttpPart part;
-        part.setRawHeader("Content-Disposition", QStringLiteral("form-data; name=\"%1\"; filename=\"%2\"")
-                                                     .arg(f.value(QStringLiteral("part")).toString(),
-                                                          quotedFileName(f.value(QStringLiteral("fileName")).toString()))
-                                                     .toUtf8());
+        part.setRawHeader("Content-Disposition",
+            QStringLiteral("form-data; name=\"%1\"; filename=\"%2\"")
+                .arg(f.value(QStringLiteral("part")).toString(),
+                    quotedFileName(f.value(QStringLiteral("fileName")).toString()))
+                .toUtf8());
         part.setRawHeader("Content-Type", f.value(QStringLiteral("contentType")).toString().toUtf8());
         part.setBodyDevice(file);
         multipart->append(part);
@@ -427,12 +446,11 @@ void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploa
     QNetworkReply *reply = m_network->post(request, multipart);
     multipart->setParent(reply);
     const QString key = e.idempotencyKey;
-    connect(reply, &QNetworkReply::uploadProgress, this,
-            [this, key](qint64 sent, qint64 total) {
-                // The reply signs off with (0, 0); to a host that would read as starting over.
-                if (total > 0)
-                    Q_EMIT postUploadProgress(key, sent, total);
-            });
+    connect(reply, &QNetworkReply::uploadProgress, this, [this, key](qint64 sent, qint64 total) {
+        // The reply signs off with (0, 0); to a host that would read as starting over.
+        if (total > 0)
+            Q_EMIT postUploadProgress(key, sent, total);
+    });
     connect(reply, &QNetworkReply::finished, this, [this, key, reply] { finishAttempt(key, reply); });
 }
 
@@ -443,17 +461,19 @@ void TULOPostOutbox::finishAttempt(const QString &key, QNetworkReply *reply)
     const QByteArray body = reply->readAll();
     const QUrl url = reply->url();
     if (status == 0) {
-        const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError || reply->error() == QNetworkReply::TimeoutError;
+        const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError
+            || reply->error() == QNetworkReply::TimeoutError;
         recordFailure(key,
-                      TULOStoreError(timedOut ? TULOStoreErrorTimedOut : TULOStoreErrorRequestFailed, url,
-                                     {{QString::fromLatin1(TULOUnderlyingErrorKey),
-                                       QVariant::fromValue(TULONetworkError(reply->error(), reply->errorString(), url))},
-                                      {QString::fromLatin1(TULOLocalizedDescriptionKey), reply->errorString()}}),
-                      true);
+            TULOStoreError(timedOut ? TULOStoreErrorTimedOut : TULOStoreErrorRequestFailed, url,
+                {{QString::fromLatin1(TULOUnderlyingErrorKey),
+                     QVariant::fromValue(TULONetworkError(reply->error(), reply->errorString(), url))},
+                    {QString::fromLatin1(TULOLocalizedDescriptionKey), reply->errorString()}}),
+            true);
         return;
     }
     const QJsonObject answer = QJsonDocument::fromJson(body).object();
-    if (status >= 200 && status < 300 && answer.value(QStringLiteral("status")).toString() == QLatin1String("success")) {
+    if (status >= 200 && status < 300
+        && answer.value(QStringLiteral("status")).toString() == QLatin1String("success")) {
         // Accepted: the outbox copy and the files the post owned go.
         if (const auto e = entry(key)) {
             for (const QJsonValue &value : e->manifest.value(QStringLiteral("files")).toArray()) {
@@ -468,11 +488,13 @@ void TULOPostOutbox::finishAttempt(const QString &key, QNetworkReply *reply)
         scheduleTimer();
         return;
     }
-    QVariantMap userInfo{{QString::fromLatin1(TULOStoreHTTPStatusKey), status}};
+    QVariantMap userInfo {{QString::fromLatin1(TULOStoreHTTPStatusKey), status}};
     if (answer.value(QStringLiteral("errorCode")).isString())
-        userInfo.insert(QString::fromLatin1(TULOStoreServerErrorCodeKey), answer.value(QStringLiteral("errorCode")).toString());
+        userInfo.insert(QString::fromLatin1(TULOStoreServerErrorCodeKey),
+            answer.value(QStringLiteral("errorCode")).toString());
     userInfo.insert(QString::fromLatin1(TULOLocalizedDescriptionKey),
-                    answer.value(QStringLiteral("message")).toString(QStringLiteral("The store answered %1.").arg(status)));
+        answer.value(QStringLiteral("message"))
+            .toString(QStringLiteral("The store answered %1.").arg(status)));
     const bool clientError = status >= 400 && status < 500 && status != 408 && status != 429;
     recordFailure(key, TULOStoreError(TULOStoreErrorRequestFailed, url, userInfo), !clientError);
 }
@@ -489,7 +511,8 @@ void TULOPostOutbox::recordFailure(const QString &key, const TULOError &error, b
     manifest.insert(QStringLiteral("lastError"), errorDictionary(error));
     if (retryable) {
         const qint64 delay = qMin<qint64>(qint64(m_firstDelay) << qMin(attempts - 1, 20), m_longestDelay);
-        manifest.insert(QStringLiteral("nextAttempt"), QDateTime::currentDateTimeUtc().addMSecs(delay).toString(Qt::ISODateWithMs));
+        manifest.insert(QStringLiteral("nextAttempt"),
+            QDateTime::currentDateTimeUtc().addMSecs(delay).toString(Qt::ISODateWithMs));
     } else {
         manifest.insert(QStringLiteral("state"), QStringLiteral("failed"));
         manifest.remove(QStringLiteral("nextAttempt"));

@@ -10,7 +10,6 @@
 #include <QPointer>
 #include <QString>
 #include <QUrl>
-
 #include <optional>
 
 class QNetworkAccessManager;
@@ -32,7 +31,7 @@ struct TULOPostOutboxEntry
     QDateTime nextAttempt; // UTC; null: at once
     TULOError lastError;
     QJsonObject description; // the upload's description part
-    QJsonObject manifest;    // everything, as stored
+    QJsonObject manifest; // everything, as stored
 };
 
 // The durable outbox of post uploads. A post is written to disk (its description and its files)
@@ -60,7 +59,7 @@ public:
     // systems). Returns the post's idempotency key, or a null string with the error when a file
     // is missing or the outbox cannot be written; then nothing is left behind.
     QString enqueue(const TULOPostDescription &description, const QUrl &bagURL, const QString &accountName,
-                    TULOError *error = nullptr);
+        TULOError *error = nullptr);
 
     // Sends every pending post whose retry time has come; `now` ignores the backoff.
     void resume(bool now = false);
@@ -82,7 +81,7 @@ Q_SIGNALS:
 private:
     void send(const TULOPostOutboxEntry &entry);
     void sendWithBag(const TULOPostOutboxEntry &entry, const QUrl &uploadURL, const QString &token,
-                     const TULOClientContext &context);
+        const TULOClientContext &context);
     void finishAttempt(const QString &key, QNetworkReply *reply);
     void recordFailure(const QString &key, const TULOError &error, bool retryable);
     void scheduleTimer();

@@ -32,7 +32,8 @@ void TULOPostRequest::startWithCompletionBlock(CompletionBlock block)
     TULOError error;
     if (context.isNull() || context.bagURL().isEmpty())
         error = TULOStoreError(TULOStoreErrorBagValueMissing, QUrl(),
-                               {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("No store is configured to post to.")}});
+            {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+                QStringLiteral("No store is configured to post to.")}});
     else
         m_key = outbox->enqueue(m_description, context.bagURL(), accountName, &error);
     if (m_key.isEmpty()) {
@@ -40,25 +41,27 @@ void TULOPostRequest::startWithCompletionBlock(CompletionBlock block)
         return;
     }
     const QString key = m_key;
-    connect(outbox, &TULOPostOutbox::postUploadProgress, this, [this, key](const QString &k, qint64 sent, qint64 total) {
-        if (k != key)
-            return;
-        m_bytesSent = sent;
-        m_bytesTotal = total;
-        Q_EMIT uploadProgress(sent, total);
-    });
+    connect(outbox, &TULOPostOutbox::postUploadProgress, this,
+        [this, key](const QString &k, qint64 sent, qint64 total) {
+            if (k != key)
+                return;
+            m_bytesSent = sent;
+            m_bytesTotal = total;
+            Q_EMIT uploadProgress(sent, total);
+        });
     connect(outbox, &TULOPostOutbox::postDidFinish, this, [this, key](const QString &k, const QUrl &url) {
         if (k == key)
             complete(url, TULOError());
     });
-    connect(outbox, &TULOPostOutbox::postDidFail, this, [this, key](const QString &k, const TULOError &e, bool willRetry) {
-        if (k != key)
-            return;
-        if (willRetry)
-            Q_EMIT uploadWillRetry(e);
-        else
-            complete(QUrl(), e);
-    });
+    connect(outbox, &TULOPostOutbox::postDidFail, this,
+        [this, key](const QString &k, const TULOError &e, bool willRetry) {
+            if (k != key)
+                return;
+            if (willRetry)
+                Q_EMIT uploadWillRetry(e);
+            else
+                complete(QUrl(), e);
+        });
     // Sends this post and whatever else still waits.
     outbox->resume(true);
 }

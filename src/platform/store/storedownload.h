@@ -4,13 +4,12 @@
 #include "platform/library/medialibraryitem.h"
 
 #include <QVariantMap>
-
 #include <memory>
 
 enum class TULOStoreDownloadState {
-    Waiting,     // added, not yet under way
+    Waiting, // added, not yet under way
     Downloading,
-    Finished,    // the file is in the media library
+    Finished, // the file is in the media library
     Failed,
     Cancelled,
 };
@@ -20,9 +19,13 @@ enum class TULOStoreDownloadState {
 class TULOStoreDownload
 {
 public:
-    explicit TULOStoreDownload(const TULOMediaLibraryItemPtr &mediaItem, int downloadType = 1,
-                               const QVariantMap &attributes = {})
-        : m_mediaItem(mediaItem), m_downloadType(downloadType), m_attributes(attributes) {}
+    explicit TULOStoreDownload(
+        const TULOMediaLibraryItemPtr &mediaItem, int downloadType = 1, const QVariantMap &attributes = {})
+        : m_mediaItem(mediaItem)
+        , m_downloadType(downloadType)
+        , m_attributes(attributes)
+    {
+    }
 
     TULOMediaLibraryItemPtr mediaItem() const { return m_mediaItem; }
     int downloadType() const { return m_downloadType; }
@@ -33,7 +36,10 @@ public:
     // Ended one way or another: finished, failed or cancelled.
     bool hasEnded() const { return m_state >= TULOStoreDownloadState::Finished; }
     // 0 to 1; 0 while the size is not known yet.
-    double progress() const { return m_bytesExpected > 0 ? double(m_bytesReceived) / double(m_bytesExpected) : 0.0; }
+    double progress() const
+    {
+        return m_bytesExpected > 0 ? double(m_bytesReceived) / double(m_bytesExpected) : 0.0;
+    }
     qint64 bytesReceived() const { return m_bytesReceived; }
     qint64 bytesExpected() const { return m_bytesExpected; }
     TULOError error() const { return m_error; }

@@ -25,7 +25,8 @@ const char *const TULOStoreDownloadsFolder = "Store Downloads";
 // A file name from the item's names, without characters a file system may refuse.
 QString fileNameForItem(const TULOMediaLibraryItem &item, const QString &suffix)
 {
-    QString base = item.artist().isEmpty() ? item.title() : item.artist() + QStringLiteral(" - ") + item.title();
+    QString base
+        = item.artist().isEmpty() ? item.title() : item.artist() + QStringLiteral(" - ") + item.title();
     if (base.trimmed().isEmpty())
         base = QString::number(item.storeItemIdentifier());
     static const QString forbidden = QStringLiteral("/\\:*?\"<>|");
@@ -38,7 +39,10 @@ QString fileNameForItem(const TULOMediaLibraryItem &item, const QString &suffix)
 
 QString suffixForReply(QNetworkReply *reply)
 {
-    const QString type = reply->header(QNetworkRequest::ContentTypeHeader).toString().section(QLatin1Char(';'), 0, 0).trimmed();
+    const QString type = reply->header(QNetworkRequest::ContentTypeHeader)
+                             .toString()
+                             .section(QLatin1Char(';'), 0, 0)
+                             .trimmed();
     const QMimeType mime = QMimeDatabase().mimeTypeForName(type);
     if (mime.isValid() && !mime.preferredSuffix().isEmpty())
         return mime.preferredSuffix();
@@ -92,7 +96,8 @@ QString TULOStoreDownloadManager::token() const
     return account ? account->token() : QString();
 }
 
-void TULOStoreDownloadManager::addObserver(TULOStoreDownloadManagerObserver *observer, const TULOStoreDownloadPtr &download)
+void TULOStoreDownloadManager::addObserver(
+    TULOStoreDownloadManagerObserver *observer, const TULOStoreDownloadPtr &download)
 {
     if (!observer || !download)
         return;
@@ -101,7 +106,8 @@ void TULOStoreDownloadManager::addObserver(TULOStoreDownloadManagerObserver *obs
         list.append(observer);
 }
 
-void TULOStoreDownloadManager::removeObserver(TULOStoreDownloadManagerObserver *observer, const TULOStoreDownloadPtr &download)
+void TULOStoreDownloadManager::removeObserver(
+    TULOStoreDownloadManagerObserver *observer, const TULOStoreDownloadPtr &download)
 {
     if (!download)
         return;
@@ -119,16 +125,20 @@ void TULOStoreDownloadManager::addDownloads(const QList<TULOStoreDownloadPtr> &d
     for (const TULOStoreDownloadPtr &download : downloads) {
         if (!download || m_active.contains(download.get()) || download->hasEnded())
             continue;
-        m_active.insert(download.get(), Transfer{download, nullptr, nullptr});
+        m_active.insert(download.get(), Transfer {download, nullptr, nullptr});
         const TULOMediaLibraryItemPtr item = download->mediaItem();
         if (!item || item->storeItemIdentifier() <= 0 || ctx.isNull()) {
             // Ended from the event loop, so observers added after this call still hear it.
-            QMetaObject::invokeMethod(this, [this, download] {
-                end(download, TULOStoreDownloadState::Failed,
-                    TULOStoreError(TULOStoreErrorItemNotFound, QUrl(),
-                                   {{QString::fromLatin1(TULOLocalizedDescriptionKey),
-                                     QStringLiteral("The item is not in the store, or no store is configured.")}}));
-            }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this,
+                [this, download] {
+                    end(download, TULOStoreDownloadState::Failed,
+                        TULOStoreError(TULOStoreErrorItemNotFound, QUrl(),
+                            {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                QStringLiteral(
+                                    "The item is not in the store, or no store is configured.")}}));
+                },
+                Qt::QueuedConnection);
             continue;
         }
         QPointer<TULOStoreDownloadManager> self(this);
@@ -151,19 +161,20 @@ void TULOStoreDownloadManager::begin(const TULOStoreDownloadPtr &download, const
 {
     const TULOMediaLibraryItemPtr item = download->mediaItem();
     TULOMediaLibrary *library = item->library();
-    const QString folder = (library ? library->musicFolder() : TULOMediaLibrary::defaultMusicFolder()) + QLatin1Char('/')
-                           + QLatin1String(TULOStoreDownloadsFolder);
+    const QString folder = (library ? library->musicFolder() : TULOMediaLibrary::defaultMusicFolder())
+        + QLatin1Char('/') + QLatin1String(TULOStoreDownloadsFolder);
     QDir().mkpath(folder);
     auto *file = new QFile(folder + QStringLiteral("/.%1.download").arg(item->storeItemIdentifier()));
     if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         const TULOError error(QString::fromLatin1(TULOFileErrorDomain), 513,
-                              {{QString::fromLatin1(TULOFilePathErrorKey), file->fileName()},
-                               {QString::fromLatin1(TULOLocalizedDescriptionKey), file->errorString()}});
+            {{QString::fromLatin1(TULOFilePathErrorKey), file->fileName()},
+                {QString::fromLatin1(TULOLocalizedDescriptionKey), file->errorString()}});
         delete file;
         end(download, TULOStoreDownloadState::Failed, error);
         return;
     }
-    TULOStoreRequest storeRequest(QUrl(downloadsURL.toString() + QLatin1Char('/') + QString::number(item->storeItemIdentifier())));
+    TULOStoreRequest storeRequest(
+        QUrl(downloadsURL.toString() + QLatin1Char('/') + QString::number(item->storeItemIdentifier())));
     storeRequest.setToken(token());
     QNetworkRequest request = storeRequest.networkRequest(context());
     request.setTransferTimeout(context().requestTimeout());
@@ -179,8 +190,8 @@ void TULOStoreDownloadManager::begin(const TULOStoreDownloadPtr &download, const
         const QByteArray chunk = reply->readAll();
         if (file->write(chunk) != chunk.size()) {
             const TULOError error(QString::fromLatin1(TULOFileErrorDomain), 640,
-                                  {{QString::fromLatin1(TULOFilePathErrorKey), file->fileName()},
-                                   {QString::fromLatin1(TULOLocalizedDescriptionKey), file->errorString()}});
+                {{QString::fromLatin1(TULOFilePathErrorKey), file->fileName()},
+                    {QString::fromLatin1(TULOLocalizedDescriptionKey), file->errorString()}});
             end(download, TULOStoreDownloadState::Failed, error);
         }
     });
@@ -205,13 +216,13 @@ void TULOStoreDownloadManager::finishTransfer(const TULOStoreDownloadPtr &downlo
     const QUrl url = reply->url();
     if (reply->error() != QNetworkReply::NoError || status / 100 != 2) {
         const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
-        QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey),
-                              answer.value(QStringLiteral("message")).toString(reply->errorString())}};
+        QVariantMap userInfo {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+            answer.value(QStringLiteral("message")).toString(reply->errorString())}};
         if (status)
             userInfo.insert(QString::fromLatin1(TULOStoreHTTPStatusKey), status);
         else
             userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey),
-                            QVariant::fromValue(TULONetworkError(reply->error(), reply->errorString(), url)));
+                QVariant::fromValue(TULONetworkError(reply->error(), reply->errorString(), url)));
         const bool timedOut = status == 0 && reply->error() == QNetworkReply::OperationCanceledError;
         end(download, TULOStoreDownloadState::Failed,
             TULOStoreError(timedOut ? TULOStoreErrorTimedOut : TULOStoreErrorRequestFailed, url, userInfo));
@@ -220,14 +231,16 @@ void TULOStoreDownloadManager::finishTransfer(const TULOStoreDownloadPtr &downlo
     const QByteArray rest = reply->readAll();
     const bool written = file->write(rest) == rest.size() && file->flush();
     const TULOMediaLibraryItemPtr item = download->mediaItem();
-    const QString destination = QFileInfo(file->fileName()).absolutePath() + QLatin1Char('/') + fileNameForItem(*item, suffixForReply(reply));
+    const QString destination = QFileInfo(file->fileName()).absolutePath() + QLatin1Char('/')
+        + fileNameForItem(*item, suffixForReply(reply));
     file->close();
     QFile::remove(destination);
     TULOError error;
     if (!written || !QFile::rename(file->fileName(), destination)) {
         error = TULOError(QString::fromLatin1(TULOFileErrorDomain), 640,
-                          {{QString::fromLatin1(TULOFilePathErrorKey), destination},
-                           {QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The download could not be saved.")}});
+            {{QString::fromLatin1(TULOFilePathErrorKey), destination},
+                {QString::fromLatin1(TULOLocalizedDescriptionKey),
+                    QStringLiteral("The download could not be saved.")}});
         end(download, TULOStoreDownloadState::Failed, error);
         return;
     }
@@ -258,7 +271,8 @@ void TULOStoreDownloadManager::notifyProgress(const TULOStoreDownloadPtr &downlo
     Q_EMIT downloadDidProgress(download);
 }
 
-void TULOStoreDownloadManager::end(const TULOStoreDownloadPtr &download, TULOStoreDownloadState state, const TULOError &error)
+void TULOStoreDownloadManager::end(
+    const TULOStoreDownloadPtr &download, TULOStoreDownloadState state, const TULOError &error)
 {
     const Transfer transfer = m_active.take(download.get());
     download->m_state = state;
@@ -291,14 +305,19 @@ void TULOStoreDownloadManager::loadCloudLibrary(TULOMediaLibrary *library, Cloud
             completion(0, error);
     };
     if (ctx.isNull() || !library) {
-        QMetaObject::invokeMethod(this, [fail] {
-            fail(TULOStoreError(TULOStoreErrorBagValueMissing, QUrl(),
-                                {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("No store or library to load into.")}}));
-        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this,
+            [fail] {
+                fail(TULOStoreError(TULOStoreErrorBagValueMissing, QUrl(),
+                    {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+                        QStringLiteral("No store or library to load into.")}}));
+            },
+            Qt::QueuedConnection);
         return;
     }
     const QString sessionToken = token();
-    ctx.loadURLBag([self, target, ctx, fail, completion, sessionToken](const std::optional<TULOUrlBag> &bag, const TULOError &error) {
+    ctx.loadURLBag([self, target, ctx, fail, completion, sessionToken](
+                       const std::optional<TULOUrlBag> &bag, const TULOError &error) {
         TULODispatchMain([self, target, ctx, fail, completion, sessionToken, bag, error] {
             if (!self || !target)
                 return;
@@ -320,9 +339,9 @@ void TULOStoreDownloadManager::loadCloudLibrary(TULOMediaLibrary *library, Cloud
                 const QJsonValue items = document.object().value(QStringLiteral("items"));
                 if (!target || status / 100 != 2 || !items.isArray()) {
                     fail(TULOStoreError(TULOStoreErrorRequestFailed, url,
-                                        {{QString::fromLatin1(TULOStoreHTTPStatusKey), status},
-                                         {QString::fromLatin1(TULOLocalizedDescriptionKey),
-                                          QStringLiteral("The store library could not be read.")}}));
+                        {{QString::fromLatin1(TULOStoreHTTPStatusKey), status},
+                            {QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                QStringLiteral("The store library could not be read.")}}));
                     return;
                 }
                 QSet<qint64> known;
@@ -342,12 +361,15 @@ void TULOStoreDownloadManager::loadCloudLibrary(TULOMediaLibrary *library, Cloud
                     item->setArtist(o.value(QStringLiteral("artistName")).toString());
                     item->setAlbumArtist(item->artist());
                     item->setAlbumTitle(o.value(QStringLiteral("collectionName")).toString());
-                    item->setStoreArtistIdentifier(o.value(QStringLiteral("artistId")).toString().toLongLong());
-                    item->setStoreAlbumIdentifier(o.value(QStringLiteral("collectionId")).toString().toLongLong());
+                    item->setStoreArtistIdentifier(
+                        o.value(QStringLiteral("artistId")).toString().toLongLong());
+                    item->setStoreAlbumIdentifier(
+                        o.value(QStringLiteral("collectionId")).toString().toLongLong());
                     item->setDuration(o.value(QStringLiteral("durationInMillis")).toDouble() / 1000.0);
-                    item->setMediaType(o.value(QStringLiteral("kind")).toString() == QLatin1String("musicVideo")
-                                           ? TULOMediaTypeMusicVideo
-                                           : TULOMediaTypeMusic);
+                    item->setMediaType(
+                        o.value(QStringLiteral("kind")).toString() == QLatin1String("musicVideo")
+                            ? TULOMediaTypeMusicVideo
+                            : TULOMediaTypeMusic);
                     added.append(item);
                 }
                 target->addStoreItems(added);

@@ -7,7 +7,6 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
-
 #include <functional>
 
 class QNetworkAccessManager;
@@ -21,9 +20,12 @@ class TULOStoreDownloadManagerObserver
 {
 public:
     virtual ~TULOStoreDownloadManagerObserver() = default;
-    virtual void downloadManagerDownloadDidProgress(TULOStoreDownloadManager *, const TULOStoreDownloadPtr &) {}
+    virtual void downloadManagerDownloadDidProgress(TULOStoreDownloadManager *, const TULOStoreDownloadPtr &)
+    {
+    }
     // Sent once when the download ends: finished, failed or cancelled (see its state).
-    virtual void downloadManagerDownloadDidFinish(TULOStoreDownloadManager *, const TULOStoreDownloadPtr &) {}
+    virtual void downloadManagerDownloadDidFinish(TULOStoreDownloadManager *, const TULOStoreDownloadPtr &) {
+    }
 };
 
 // Downloads store library items (songs, music videos) into the media library: the file is
