@@ -5,6 +5,7 @@
 #include "postattachments.h"
 #include "postjson.h"
 #include "postoptions.h"
+#include "postrecording.h"
 #include "postsession.h"
 #include "posttext.h"
 
@@ -12,7 +13,9 @@
 #include "core/preparepostdescriptionoperation.h"
 #include "platform/operationqueue.h"
 
+#include <QFile>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QTextStream>
 
 namespace {
@@ -63,6 +66,20 @@ int runPost(const QStringList &arguments)
     if (!session.open(options->storeBagURL, &error))
         return TULOCommandFail(kCommand, error.localizedDescription());
     const TULOConfiguration &configuration = session.configuration();
+
+    // Recorded after the store answered, so the take is not wasted on a store that is away.
+    QString recordingPath;
+    if (options->recordSeconds) {
+        const double limit = configuration.maximumSoundBiteDuration();
+        if (*options->recordSeconds > limit + 1e-9)
+            return TULOCommandFail(kCommand, QStringLiteral("--record %1: the store takes sound bites of at most %2 seconds")
+                                                 .arg(*options->recordSeconds).arg(limit));
+        const TULOAttachmentPtr soundBite = TULOPostRecordSoundBite(*options->recordSeconds, options->captureFromPath, &error);
+        if (!soundBite)
+            return TULOCommandFail(kCommand, error.localizedDescription());
+        recordingPath = soundBite->assetURL().toLocalFile();
+        attachments << soundBite;
+    }
 
     if (configuration.maximumNumberOfAttachments() >= 0 && attachments.size() > configuration.maximumNumberOfAttachments())
         return TULOCommandFail(kCommand, QStringLiteral("too many attachments: the store takes at most %1, not %2")
@@ -121,13 +138,23 @@ int runPost(const QStringList &arguments)
     }
 
     if (options->dryRun) {
+        if (options->json && !recordingPath.isEmpty()) {
+            QJsonObject object = TULOPostDescriptionJSON(*description);
+            object.insert(QStringLiteral("recording"), recordingPath);
+            QTextStream(stdout) << QJsonDocument(object).toJson(QJsonDocument::Indented);
+            return 0;
+        }
         printDescription(*description, options->json);
+        if (!recordingPath.isEmpty())
+            QTextStream(stdout) << "recording: " << recordingPath << '\n';
         return 0;
     }
 
     const QUrl feed = session.publish(*description, &error);
     if (feed.isEmpty())
         return TULOCommandFail(kCommand, QStringLiteral("the post was not published: %1").arg(error.localizedDescription()));
+    if (!recordingPath.isEmpty())
+        QFile::remove(recordingPath); // the store has its prepared copy
     QTextStream out(stdout);
     if (options->json)
         out << QJsonDocument(QJsonObject{{QStringLiteral("feed"), feed.toString()}}).toJson(QJsonDocument::Compact);

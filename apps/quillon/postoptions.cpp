@@ -15,6 +15,10 @@ QString TULOPostUsage()
         "  --tag ID            add the catalogue entity ID as a tag (repeatable)\n"
         "  --attach FILE       attach a photo, video or song (repeatable, up to the store's limit);\n"
         "                      photo metadata that tells where it was taken is removed\n"
+        "  --record SECONDS    record a sound bite of at most SECONDS (up to the store's limit)\n"
+        "                      from the microphone and attach it\n"
+        "  --capture-from FILE record from this audio file, played in real time, instead of the\n"
+        "                      microphone (for machines without one)\n"
         "  --item STORE_ID     carry the store item STORE_ID (album, song, ...) in the post\n"
         "  --as AUTHOR_ID      post as this author (one the account may post as); default: the\n"
         "                      account's own author\n"
@@ -54,7 +58,8 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
         }
         const bool takesValue = option == QLatin1String("--text") || option == QLatin1String("--tag")
             || option == QLatin1String("--attach") || option == QLatin1String("--item") || option == QLatin1String("--as")
-            || option == QLatin1String("--share") || option == QLatin1String("--store");
+            || option == QLatin1String("--share") || option == QLatin1String("--store")
+            || option == QLatin1String("--record") || option == QLatin1String("--capture-from");
         if (takesValue && !hasInlineValue) {
             if (i + 1 >= arguments.size())
                 return fail(QStringLiteral("option %1 needs a value").arg(option));
@@ -75,6 +80,16 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
             if (value.isEmpty())
                 return fail(QStringLiteral("--attach needs a file"));
             options.attachmentPaths << value;
+        } else if (option == QLatin1String("--record")) {
+            bool ok = false;
+            const double seconds = value.toDouble(&ok);
+            if (!ok || !(seconds > 0) || seconds > 3600)
+                return fail(QStringLiteral("--record needs a number of seconds above 0, not '%1'").arg(value));
+            options.recordSeconds = seconds;
+        } else if (option == QLatin1String("--capture-from")) {
+            if (value.isEmpty())
+                return fail(QStringLiteral("--capture-from needs an audio file"));
+            options.captureFromPath = value;
         } else if (option == QLatin1String("--item")) {
             options.itemIdentifier = value.trimmed();
         } else if (option == QLatin1String("--as")) {
@@ -106,8 +121,10 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
     }
     if (options.help)
         return options;
+    if (!options.captureFromPath.isEmpty() && !options.recordSeconds)
+        return fail(QStringLiteral("--capture-from goes with --record"));
     if (options.text.trimmed().isEmpty() && options.attachmentPaths.isEmpty() && options.tagIdentifiers.isEmpty()
-        && options.itemIdentifier.isEmpty())
-        return fail(QStringLiteral("nothing to post: give --text, --attach, --tag or --item"));
+        && options.itemIdentifier.isEmpty() && !options.recordSeconds)
+        return fail(QStringLiteral("nothing to post: give --text, --attach, --record, --tag or --item"));
     return options;
 }

@@ -12,6 +12,8 @@ struct TULOPostOptions
     QString text;
     QStringList tagIdentifiers;   // --tag, in order
     QStringList attachmentPaths;  // --attach, in order
+    std::optional<double> recordSeconds; // --record: a sound bite of at most this many seconds
+    QString captureFromPath;      // --capture-from: the recording's audio comes from this file
     QString itemIdentifier;       // --item
     QString authorIdentifier;     // --as
     bool attributed = false;      // --attribute

@@ -213,7 +213,7 @@ std::optional<QList<TULOTag>> TULOPostSession::lookUpTags(const QString &query, 
         TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100, reply->errorString()));
         return std::nullopt;
     }
-    return TULOTagDataConsumer().objectForData(reply->readAll(), error);
+    return TULOTagDataConsumer().tagsForData(reply->readAll(), error);
 }
 
 std::optional<QVariantMap> TULOPostSession::lookUpItem(const QString &identifier, TULOError *error)
