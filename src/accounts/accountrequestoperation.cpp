@@ -1,4 +1,4 @@
-#include "accounts/accountrequestoperation_p.h"
+#include "accounts/accountrequestoperation.h"
 
 #include "platform/operationqueue.h"
 #include "platform/records/lookupvalue.h"
@@ -65,4 +65,38 @@ std::pair<bool, TULOError> TULOAccountRequestOperation::statusResult(const TULOU
     if (error.isNull() && !isSuccessStatus(child.response().httpStatus))
         error = errorForResponse(child);
     return {success, error};
+}
+
+TULOAccountStatusRequestOperation::TULOAccountStatusRequestOperation(const TULOPostAuthor &author, const TULOClientContext &context,
+                                                                     const char *accessQueueLabel)
+    : TULOAccountRequestOperation(author, context)
+    , m_accessQueueLabel(accessQueueLabel)
+{
+}
+
+void TULOAccountStatusRequestOperation::setOutputBlock(OutputBlock block)
+{
+    std::lock_guard lock(m_mutex);
+    m_outputBlock = std::move(block);
+}
+
+TULOAccountStatusRequestOperation::OutputBlock TULOAccountStatusRequestOperation::outputBlock() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_outputBlock;
+}
+
+void TULOAccountStatusRequestOperation::main()
+{
+    bool success = false;
+    TULOError error;
+    const QUrl url = endpoint();
+    if (url.isEmpty()) {
+        error = TULOStoreError(TULOStoreErrorRequestFailed);
+    } else {
+        const auto child = load(url, queryItems(), TULOPostAuthor::queryKeyForAuthorType(author().authorType()));
+        std::tie(success, error) = statusResult(*child);
+    }
+    if (OutputBlock block = outputBlock())
+        accessQueue(m_accessQueueLabel)->addOperation([block, success, error] { block(success, error); });
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "accounts/account.h"
-#include "accounts/accountrequestoperation_p.h"
+#include "accounts/accountrequestoperation.h"
 #include "platform/records/externaldestination.h"
 
 #include <functional>

@@ -1,17 +1,11 @@
 #pragma once
 
-#include "accounts/accountrequestoperation_p.h"
-
-#include <functional>
-#include <mutex>
+#include "accounts/accountrequestoperation.h"
 
 // Asks the store to forget the author's account of a service.
-class TULOAccountUnlinkRequestOperation : public TULOAccountRequestOperation
+class TULOAccountUnlinkRequestOperation : public TULOAccountStatusRequestOperation
 {
 public:
-    // Runs on the access queue. Judge by `success`: an error may come with it.
-    using OutputBlock = std::function<void(bool success, const TULOError &error)>;
-
     static const char *const AccessQueueLabel;
 
     TULOAccountUnlinkRequestOperation(const QString &serviceIdentifier, const TULOPostAuthor &author, const TULOClientContext &context = TULOClientContext());
@@ -19,17 +13,10 @@ public:
     // The service whose account is unlinked.
     QString serviceIdentifier() const { return m_serviceIdentifier; }
 
-    void setOutputBlock(OutputBlock block);
-    OutputBlock outputBlock() const;
-
 protected:
-    void main() override;
+    QUrl endpoint() override;
+    QList<QPair<QString, QString>> queryItems() const override;
 
 private:
-    QUrl endpoint();
-    QList<QPair<QString, QString>> queryItems() const;
-
     const QString m_serviceIdentifier;
-    mutable std::mutex m_mutex;
-    OutputBlock m_outputBlock;
 };

@@ -1,17 +1,11 @@
 #pragma once
 
-#include "accounts/accountrequestoperation_p.h"
-
-#include <functional>
-#include <mutex>
+#include "accounts/accountrequestoperation.h"
 
 // Tells the store which Facebook page the author posts to.
-class TULOFacebookPageUpdateOperation : public TULOAccountRequestOperation
+class TULOFacebookPageUpdateOperation : public TULOAccountStatusRequestOperation
 {
 public:
-    // Runs on the access queue. Judge by `success`: an error may come with it.
-    using OutputBlock = std::function<void(bool success, const TULOError &error)>;
-
     static const char *const AccessQueueLabel;
 
     TULOFacebookPageUpdateOperation(const QString &pageIdentifier, const TULOPostAuthor &author, const TULOClientContext &context = TULOClientContext());
@@ -19,17 +13,10 @@ public:
     // The page the store is to post to.
     QString pageIdentifier() const { return m_pageIdentifier; }
 
-    void setOutputBlock(OutputBlock block);
-    OutputBlock outputBlock() const;
-
 protected:
-    void main() override;
+    QUrl endpoint() override;
+    QList<QPair<QString, QString>> queryItems() const override;
 
 private:
-    QUrl endpoint();
-    QList<QPair<QString, QString>> queryItems() const;
-
     const QString m_pageIdentifier;
-    mutable std::mutex m_mutex;
-    OutputBlock m_outputBlock;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/weakdelegate_p.h"
+#include "media/weakdelegate.h"
 #include "platform/audio/voicecapture.h"
 #include "platform/error.h"
 

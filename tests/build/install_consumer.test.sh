@@ -28,4 +28,13 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 c++ $extra_flags -fPIC "$src/tests/build/consumer/main.cpp" -o "$work/pc-consumer" \
     $(pkg-config --cflags --libs quillon)
 LD_LIBRARY_PATH="$libdir" "$work/pc-consumer" | grep -qx 'TULOErrorDomain 3'
-echo "consumer builds against the installed tree (cmake and pkg-config)"
+# Every installed header can be included from the installed tree alone (no private or
+# build-tree header behind it).
+includedir="$prefix/include/Quillon"
+(cd "$includedir" && find . -name '*.h' | sed 's|^\./|#include <|; s|$|>|') > "$work/all_headers.cpp"
+[ "$(wc -l < "$work/all_headers.cpp")" -gt 50 ] || { echo "too few headers installed"; exit 1; }
+# shellcheck disable=SC2046
+c++ -fsyntax-only -fPIC "$work/all_headers.cpp" $(pkg-config --cflags quillon) \
+    $(pkg-config --cflags Qt6WebEngineWidgets Qt6MultimediaWidgets Qt6Sensors Qt6NetworkAuth Qt6Concurrent sndfile exiv2 taglib sqlite3 2>/dev/null) \
+    || { echo "installed headers do not compile on their own"; exit 1; }
+echo "consumer builds against the installed tree (cmake and pkg-config); all $(wc -l < "$work/all_headers.cpp") headers compile"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/records/postauthor.h"
-#include "platform/store/signedstoreoperation_p.h"
+#include "platform/store/signedstoreoperation.h"
 
 #include <QList>
 

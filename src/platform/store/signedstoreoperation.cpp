@@ -1,4 +1,4 @@
-#include "platform/store/signedstoreoperation_p.h"
+#include "platform/store/signedstoreoperation.h"
 
 #include "platform/store/storeerror.h"
 

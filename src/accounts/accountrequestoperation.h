@@ -6,6 +6,9 @@
 #include <QList>
 #include <QPair>
 
+#include <functional>
+#include <mutex>
+
 class TULOOperationQueue;
 
 // Shared by the store's social-account requests: one GET of an endpoint with the author's
@@ -36,4 +39,31 @@ protected:
 
 private:
     TULOPostAuthor m_author;
+};
+
+// A request whose reply is judged by its "status" alone; the result is delivered on the
+// subclass's access queue.
+class TULOAccountStatusRequestOperation : public TULOAccountRequestOperation
+{
+public:
+    // Runs on the access queue. Judge by `success`: an error may come with it.
+    using OutputBlock = std::function<void(bool success, const TULOError &error)>;
+
+    void setOutputBlock(OutputBlock block);
+    OutputBlock outputBlock() const;
+
+protected:
+    TULOAccountStatusRequestOperation(const TULOPostAuthor &author, const TULOClientContext &context,
+                                      const char *accessQueueLabel);
+
+    void main() override;
+    // Empty when the store does not offer the endpoint: the request then fails with error 100.
+    virtual QUrl endpoint() = 0;
+    // The items after the author's.
+    virtual QList<QPair<QString, QString>> queryItems() const = 0;
+
+private:
+    const char *const m_accessQueueLabel;
+    mutable std::mutex m_mutex;
+    OutputBlock m_outputBlock;
 };
