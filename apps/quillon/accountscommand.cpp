@@ -18,6 +18,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTextStream>
 
@@ -346,7 +347,10 @@ static int TULOAccountsRun(const QStringList &arguments)
     if (!parser.parse(QStringList{QStringLiteral("quillon accounts")} + arguments))
         return TULOAccountsFail(parser.errorText(), 2);
     if (parser.isSet(QStringLiteral("help"))) {
-        QTextStream(stdout) << parser.helpText();
+        // The parser names the executable's path; people type the subcommand.
+        QString help = parser.helpText();
+        help.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")), QStringLiteral("Usage: quillon accounts"));
+        QTextStream(stdout) << help;
         return 0;
     }
     const QStringList positional = parser.positionalArguments();
