@@ -14,6 +14,22 @@ target_include_directories(quillon_deps INTERFACE
 
 set(QUILLON_MODULES "" CACHE INTERNAL "")
 
+# Automoc (CMake 3.25, Ninja) reruns only when a header it already knows changes, so a header
+# added to a globbed target would never be moc'ed. When the source list changes, drop the
+# automoc stamp so the next build rescans the whole target.
+function(tulo_rescan_moc_on_new_files target sources)
+    set(list_file ${CMAKE_CURRENT_BINARY_DIR}/${target}_sources.txt)
+    string(REPLACE ";" "\n" content "${sources}")
+    set(previous "")
+    if(EXISTS ${list_file})
+        file(READ ${list_file} previous)
+    endif()
+    if(NOT previous STREQUAL content)
+        file(WRITE ${list_file} "${content}")
+        file(REMOVE ${CMAKE_CURRENT_BINARY_DIR}/${target}_autogen/timestamp)
+    endif()
+endfunction()
+
 # tulo_add_module(<folder>): every .cpp/.h below src/<folder>, except files of optional
 # plug-in modules (under a "modules/" folder), becomes quillon_<folder>.
 function(tulo_add_module folder)
@@ -25,6 +41,7 @@ function(tulo_add_module folder)
     endif()
     set(target quillon_${folder})
     add_library(${target} OBJECT ${sources})
+    tulo_rescan_moc_on_new_files(${target} "${sources}")
     target_link_libraries(${target} PUBLIC quillon_deps)
     set(QUILLON_MODULES ${QUILLON_MODULES} ${target} CACHE INTERNAL "")
 endfunction()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/weakdelegate.h"
+
 #include "compose/textrange.h"
 
 #include <QObject>
@@ -45,22 +47,3 @@ public:
     virtual void textViewDidEndEditing(TULOTokenTextView *textView) { Q_UNUSED(textView); }
 };
 
-// A weak delegate reference: when the delegate is also a QObject it is forgotten once that
-// object is destroyed; a plain delegate must outlive its use or be unset.
-template<typename Delegate>
-class TULOWeakDelegate
-{
-public:
-    void set(Delegate *delegate)
-    {
-        m_delegate = delegate;
-        m_guard = dynamic_cast<QObject *>(delegate);
-        m_guarded = !m_guard.isNull();
-    }
-    Delegate *get() const { return (m_guarded && m_guard.isNull()) ? nullptr : m_delegate; }
-
-private:
-    Delegate *m_delegate = nullptr;
-    QPointer<QObject> m_guard;
-    bool m_guarded = false;
-};

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "media/audioplayer.h"
-#include "media/weakdelegate.h"
+#include "platform/weakdelegate.h"
 
 #include <QObject>
 #include <QUrl>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "media/weakdelegate.h"
+#include "platform/weakdelegate.h"
 #include "platform/audio/voicecapture.h"
 #include "platform/error.h"
 

@@ -82,18 +82,13 @@ void TULOArtworkRequest::setClientContext(const TULOClientContext &context)
 TULOArtworkRequestDelegate *TULOArtworkRequest::delegate() const
 {
     std::lock_guard lock(m_mutex);
-    if (m_delegateIsObject && !m_delegateObject)
-        return nullptr;
-    return m_delegate;
+    return m_delegate.get();
 }
 
 void TULOArtworkRequest::setDelegate(TULOArtworkRequestDelegate *delegate)
 {
     std::lock_guard lock(m_mutex);
-    m_delegate = delegate;
-    QObject *object = dynamic_cast<QObject *>(delegate);
-    m_delegateObject = object;
-    m_delegateIsObject = object != nullptr;
+    m_delegate.set(delegate);
 }
 
 std::shared_ptr<TULOResourceLoadOperation> TULOArtworkRequest::newLoadOperation() const

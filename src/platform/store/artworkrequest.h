@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/weakdelegate.h"
+
 #include "platform/clientcontext.h"
 #include "platform/store/dataconsumer.h"
 
@@ -74,7 +76,5 @@ private:
     QUrl m_url;
     std::shared_ptr<TULODataConsumer> m_consumer;
     TULOClientContext m_context;
-    TULOArtworkRequestDelegate *m_delegate = nullptr;
-    QPointer<QObject> m_delegateObject;
-    bool m_delegateIsObject = false;
+    TULOWeakDelegate<TULOArtworkRequestDelegate> m_delegate;
 };
