@@ -4,6 +4,7 @@
 #include "accountspassword.h"
 #include "command.h"
 
+#include "accounts/accounterroralertcontroller.h"
 #include "accounts/accountstore.h"
 #include "accounts/serviceidentifier.h"
 #include "platform/dispatch.h"
@@ -289,8 +290,11 @@ static int TULOAccountsLinkTwitter(TULOAccountStore &store, const QString &userN
             });
         });
     TULOAccountsWaitFor(done);
-    if (!verified)
-        return TULOAccountsFail(QStringLiteral("Twitter refused %1: %2").arg(userName, failure.localizedDescription()));
+    if (!verified) {
+        // The sign-in screen's own words for the failure (bad credentials, verification, network).
+        const QString message = TULOAccountErrorAlertController::titleKeyAndMessageForError(failure, TULOClientContext::defaultContext()).second;
+        return TULOAccountsFail(QStringLiteral("Twitter refused %1: %2").arg(userName, message.isEmpty() ? failure.localizedDescription() : message));
+    }
     TULOError saveError;
     if (!store.saveAccount(*verified, &saveError))
         return TULOAccountsFail(QStringLiteral("could not keep the account: %1").arg(saveError.localizedDescription()));
