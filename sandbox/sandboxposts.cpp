@@ -193,10 +193,20 @@ void TULOSandboxPosts::handleUpload(
     QMap<QString, ReceivedPart> parts;
     QString currentPart;
     std::unique_ptr<QFile> file;
+    // The reader hands over a few KiB at a time; the disk gets them in large blocks.
+    QByteArray pending;
+    const auto flushPending = [&] {
+        if (file && !pending.isEmpty() && file->write(pending) != pending.size()) {
+            failure.set(507, "storeFailure", file->errorString());
+            file.reset();
+        }
+        pending.resize(0);
+    };
     static const QRegularExpression partPattern(QStringLiteral("^file[0-9]{1,4}$"));
 
     const bool complete = reader(
         [&](const httplib::MultipartFormData &header) {
+            flushPending();
             file.reset();
             inDescription = false;
             currentPart.clear();
@@ -226,7 +236,7 @@ void TULOSandboxPosts::handleUpload(
             part.storedName
                 = name + (suffixPattern.match(suffix).hasMatch() ? QLatin1Char('.') + suffix : QString());
             file = std::make_unique<QFile>(staging + QLatin1Char('/') + part.storedName);
-            if (!file->open(QIODevice::WriteOnly)) {
+            if (!file->open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
                 failure.set(500, "storeFailure", file->errorString());
                 file.reset();
                 return true;
@@ -253,12 +263,14 @@ void TULOSandboxPosts::handleUpload(
                 file.reset();
                 return true;
             }
-            if (file->write(data, qint64(length)) != qint64(length)) {
-                failure.set(507, "storeFailure", file->errorString());
-                file.reset();
-            }
+            if (pending.isEmpty())
+                pending.reserve(1 << 20);
+            pending.append(data, qsizetype(length));
+            if (pending.size() >= (1 << 20))
+                flushPending();
             return true;
         });
+    flushPending();
     file.reset();
     if (!complete) {
         // The sender went away mid-body: nothing of it is kept.

@@ -3,6 +3,7 @@
 #include "platform/clientcontext.h"
 #include "platform/dispatch.h"
 #include "platform/store/backgroundtask.h"
+#include "platform/store/postupload_p.h"
 #include "platform/store/storeaccount.h"
 #include "platform/store/storeerror.h"
 #include "platform/store/storerequest.h"
@@ -11,10 +12,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QHttpMultiPart>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
 #include <QNetworkInformation>
 #include <QNetworkReply>
 #include <QSaveFile>
@@ -121,7 +120,6 @@ QString quotedFileName(const QString &name)
 TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
     : QObject(parent)
     , m_folder(QDir::cleanPath(folder.isEmpty() ? defaultFolder() : folder))
-    , m_network(new QNetworkAccessManager(this))
     , m_timer(new QTimer(this))
 {
     m_timer->setSingleShot(true);
@@ -409,65 +407,63 @@ void TULOPostOutbox::send(const TULOPostOutboxEntry &e)
 void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploadURL, const QString &token,
     const TULOClientContext &context)
 {
-    auto *multipart = new QHttpMultiPart(QHttpMultiPart::FormDataType);
-    QHttpPart descriptionPart;
-    descriptionPart.setRawHeader("Content-Disposition", "form-data; name=\"description\"");
-    descriptionPart.setRawHeader("Content-Type", "application/json; charset=utf-8");
-    descriptionPart.setBody(QJsonDocument(e.description).toJson(QJsonDocument::Compact));
-    multipart->append(descriptionPart);
-    // Files stream from the outbox in chunks: no file is ever read whole into memory.
+    QList<TULOPostUpload::Part> parts;
+    TULOPostUpload::Part descriptionPart;
+    descriptionPart.headers = "Content-Disposition: form-data; name=\"description\"\r\n"
+                              "Content-Type: application/json; charset=utf-8";
+    descriptionPart.body = QJsonDocument(e.description).toJson(QJsonDocument::Compact);
+    descriptionPart.size = descriptionPart.body.size();
+    parts.append(descriptionPart);
+    // Files stream from the outbox in blocks: no file is ever read whole into memory.
     for (const QJsonValue &value : e.manifest.value(QStringLiteral("files")).toArray()) {
         const QJsonObject f = value.toObject();
-        auto *file = new QFile(
-            e.folder + QLatin1Char('/') + f.value(QStringLiteral("stored")).toString(), multipart);
-        if (!file->open(QIODevice::ReadOnly)) {
-            const TULOError error = fileError(260, file->fileName(), file->errorString());
-            delete multipart;
-            recordFailure(e.idempotencyKey, error, false);
+        auto file = std::make_shared<QFile>(
+            e.folder + QLatin1Char('/') + f.value(QStringLiteral("stored")).toString());
+        if (!file->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+            recordFailure(e.idempotencyKey, fileError(260, file->fileName(), file->errorString()), false);
             return;
         }
-        QHttpPart part;
-        part.setRawHeader("Content-Disposition",
-            QStringLiteral("form-data; name=\"%1\"; filename=\"%2\"")
-                .arg(f.value(QStringLiteral("part")).toString(),
-                    quotedFileName(f.value(QStringLiteral("fileName")).toString()))
-                .toUtf8());
-        part.setRawHeader("Content-Type", f.value(QStringLiteral("contentType")).toString().toUtf8());
-        part.setBodyDevice(file);
-        multipart->append(part);
+        TULOPostUpload::Part part;
+        part.headers = QStringLiteral("Content-Disposition: form-data; name=\"%1\"; filename=\"%2\"\r\n"
+                                      "Content-Type: %3")
+                           .arg(f.value(QStringLiteral("part")).toString(),
+                               quotedFileName(f.value(QStringLiteral("fileName")).toString()),
+                               f.value(QStringLiteral("contentType")).toString())
+                           .toUtf8();
+        part.size = file->size();
+        part.file = std::move(file);
+        parts.append(part);
     }
     TULOStoreRequest storeRequest(uploadURL);
     storeRequest.setMethod(QByteArrayLiteral("POST"));
     storeRequest.setToken(token);
     storeRequest.setRawHeader("Idempotency-Key", e.idempotencyKey.toLatin1());
-    QNetworkRequest request = storeRequest.networkRequest(context);
     // An inactivity limit: a long upload is fine as long as bytes keep moving.
-    request.setTransferTimeout(context.requestTimeout());
-    QNetworkReply *reply = m_network->post(request, multipart);
-    multipart->setParent(reply);
+    auto *upload = new TULOPostUpload(
+        storeRequest.networkRequest(context), std::move(parts), context.requestTimeout(), this);
     const QString key = e.idempotencyKey;
-    connect(reply, &QNetworkReply::uploadProgress, this, [this, key](qint64 sent, qint64 total) {
-        // The reply signs off with (0, 0); to a host that would read as starting over.
+    connect(upload, &TULOPostUpload::uploadProgress, this, [this, key](qint64 sent, qint64 total) {
         if (total > 0)
             Q_EMIT postUploadProgress(key, sent, total);
     });
-    connect(reply, &QNetworkReply::finished, this, [this, key, reply] { finishAttempt(key, reply); });
+    connect(upload, &TULOPostUpload::finished, this, [this, key, upload] { finishAttempt(key, upload); });
+    upload->start();
 }
 
-void TULOPostOutbox::finishAttempt(const QString &key, QNetworkReply *reply)
+void TULOPostOutbox::finishAttempt(const QString &key, TULOPostUpload *upload)
 {
-    reply->deleteLater();
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    const QByteArray body = reply->readAll();
-    const QUrl url = reply->url();
+    upload->deleteLater();
+    const int status = upload->status();
+    const QByteArray body = upload->body();
+    const QUrl url = upload->url();
     if (status == 0) {
-        const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError
-            || reply->error() == QNetworkReply::TimeoutError;
+        const bool timedOut = upload->error() == QNetworkReply::OperationCanceledError
+            || upload->error() == QNetworkReply::TimeoutError;
         recordFailure(key,
             TULOStoreError(timedOut ? TULOStoreErrorTimedOut : TULOStoreErrorRequestFailed, url,
                 {{QString::fromLatin1(TULOUnderlyingErrorKey),
-                     QVariant::fromValue(TULONetworkError(reply->error(), reply->errorString(), url))},
-                    {QString::fromLatin1(TULOLocalizedDescriptionKey), reply->errorString()}}),
+                     QVariant::fromValue(TULONetworkError(upload->error(), upload->errorString(), url))},
+                    {QString::fromLatin1(TULOLocalizedDescriptionKey), upload->errorString()}}),
             true);
         return;
     }

@@ -12,9 +12,8 @@
 #include <QUrl>
 #include <optional>
 
-class QNetworkAccessManager;
 class TULOClientContext;
-class QNetworkReply;
+class TULOPostUpload;
 class QTimer;
 
 // One post waiting in the outbox, as its manifest on disk describes it.
@@ -82,14 +81,13 @@ private:
     void send(const TULOPostOutboxEntry &entry);
     void sendWithBag(const TULOPostOutboxEntry &entry, const QUrl &uploadURL, const QString &token,
         const TULOClientContext &context);
-    void finishAttempt(const QString &key, QNetworkReply *reply);
+    void finishAttempt(const QString &key, TULOPostUpload *upload);
     void recordFailure(const QString &key, const TULOError &error, bool retryable);
     void scheduleTimer();
     bool writeManifest(const QString &folder, const QJsonObject &manifest, TULOError *error);
     std::optional<TULOPostOutboxEntry> entry(const QString &key) const;
 
     QString m_folder;
-    QNetworkAccessManager *m_network = nullptr;
     QTimer *m_timer = nullptr;
     QHash<QString, quint64> m_inFlight; // key -> background task
     int m_firstDelay = 2000;
