@@ -1,5 +1,7 @@
 #include "sandboxdatabase.h"
 
+#include "sandboxstatement.h"
+
 #include <QCryptographicHash>
 #include <QPasswordDigestor>
 #include <QRandomGenerator>
@@ -45,47 +47,6 @@ CREATE TABLE sessions(
     created INTEGER NOT NULL);
 )SQL";
 
-// RAII over one prepared statement.
-class TULOSandboxStatement
-{
-public:
-    TULOSandboxStatement(sqlite3 *db, const char *sql)
-    {
-        if (sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK)
-            m_stmt = nullptr;
-    }
-    ~TULOSandboxStatement() { sqlite3_finalize(m_stmt); }
-    TULOSandboxStatement(const TULOSandboxStatement &) = delete;
-    TULOSandboxStatement &operator=(const TULOSandboxStatement &) = delete;
-
-    bool isValid() const { return m_stmt != nullptr; }
-    void bind(int index, qint64 value) { sqlite3_bind_int64(m_stmt, index, value); }
-    void bind(int index, const QString &value)
-    {
-        const QByteArray utf8 = value.toUtf8();
-        sqlite3_bind_text(m_stmt, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
-    }
-    void bindBlob(int index, const QByteArray &value)
-    {
-        sqlite3_bind_blob(m_stmt, index, value.constData(), int(value.size()), SQLITE_TRANSIENT);
-    }
-    bool step() { return m_stmt && sqlite3_step(m_stmt) == SQLITE_ROW; }
-    bool run() { return m_stmt && sqlite3_step(m_stmt) == SQLITE_DONE; }
-    qint64 integer(int column) const { return sqlite3_column_int64(m_stmt, column); }
-    QString text(int column) const
-    {
-        const auto *data = reinterpret_cast<const char *>(sqlite3_column_text(m_stmt, column));
-        return data ? QString::fromUtf8(data, sqlite3_column_bytes(m_stmt, column)) : QString();
-    }
-    QByteArray blob(int column) const
-    {
-        const auto *data = static_cast<const char *>(sqlite3_column_blob(m_stmt, column));
-        return data ? QByteArray(data, sqlite3_column_bytes(m_stmt, column)) : QByteArray();
-    }
-
-private:
-    sqlite3_stmt *m_stmt = nullptr;
-};
 
 static const char *const TULOSandboxItemColumns =
     "SELECT i.id, i.kind, i.name, i.artist_id, COALESCE(a.name, ''), i.album_id, COALESCE(b.name, ''),"

@@ -1,5 +1,7 @@
 #include "sandboxpostdatabase.h"
 
+#include "sandboxstatement.h"
+
 #include <QJsonDocument>
 #include <sqlite3.h>
 
@@ -47,43 +49,13 @@ CREATE TABLE IF NOT EXISTS destinations(
     PRIMARY KEY(post, position));
 )SQL";
 
-class Statement
+// The post database stores a null string as NULL.
+class Statement : public TULOSandboxStatement
 {
 public:
-    Statement(sqlite3 *db, const char *sql)
-    {
-        if (sqlite3_prepare_v2(db, sql, -1, &m_stmt, nullptr) != SQLITE_OK)
-            m_stmt = nullptr;
-    }
-    ~Statement() { sqlite3_finalize(m_stmt); }
-    Statement(const Statement &) = delete;
-    Statement &operator=(const Statement &) = delete;
-
-    void bind(int index, qint64 value) { sqlite3_bind_int64(m_stmt, index, value); }
-    void bindDouble(int index, double value) { sqlite3_bind_double(m_stmt, index, value); }
-    void bind(int index, const QString &value)
-    {
-        if (value.isNull()) {
-            sqlite3_bind_null(m_stmt, index);
-            return;
-        }
-        const QByteArray utf8 = value.toUtf8();
-        sqlite3_bind_text(m_stmt, index, utf8.constData(), int(utf8.size()), SQLITE_TRANSIENT);
-    }
-    bool step() { return m_stmt && sqlite3_step(m_stmt) == SQLITE_ROW; }
-    bool run() { return m_stmt && sqlite3_step(m_stmt) == SQLITE_DONE; }
-    qint64 integer(int column) const { return sqlite3_column_int64(m_stmt, column); }
-    double real(int column) const { return sqlite3_column_double(m_stmt, column); }
-    QString text(int column) const
-    {
-        if (sqlite3_column_type(m_stmt, column) == SQLITE_NULL)
-            return QString();
-        const auto *data = reinterpret_cast<const char *>(sqlite3_column_text(m_stmt, column));
-        return QString::fromUtf8(data, sqlite3_column_bytes(m_stmt, column));
-    }
-
-private:
-    sqlite3_stmt *m_stmt = nullptr;
+    using TULOSandboxStatement::TULOSandboxStatement;
+    using TULOSandboxStatement::bind;
+    void bind(int index, const QString &value) { bindNullable(index, value); }
 };
 
 const char *const TULOSandboxPostColumns
