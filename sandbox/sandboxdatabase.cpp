@@ -145,13 +145,7 @@ void TULOSandboxDatabase::close()
 
 bool TULOSandboxDatabase::exec(const char *sql, QString *error)
 {
-    char *message = nullptr;
-    if (sqlite3_exec(m_db, sql, nullptr, nullptr, &message) == SQLITE_OK)
-        return true;
-    if (error)
-        *error = QString::fromUtf8(message ? message : "unknown SQLite error");
-    sqlite3_free(message);
-    return false;
+    return TULOSandboxExec(m_db, sql, error);
 }
 
 QList<TULOSandboxItem> TULOSandboxDatabase::items(const char *sql, qint64 parameter, const QString &text)

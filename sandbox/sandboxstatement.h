@@ -60,3 +60,15 @@ public:
 private:
     sqlite3_stmt *m_stmt = nullptr;
 };
+
+// Runs `sql` (one or more statements without parameters); false with SQLite's message otherwise.
+inline bool TULOSandboxExec(sqlite3 *db, const char *sql, QString *error)
+{
+    char *message = nullptr;
+    if (sqlite3_exec(db, sql, nullptr, nullptr, &message) == SQLITE_OK)
+        return true;
+    if (error)
+        *error = QString::fromUtf8(message ? message : "unknown SQLite error");
+    sqlite3_free(message);
+    return false;
+}
