@@ -26,8 +26,14 @@ int main(int argc, char **argv)
                                         QStringLiteral("N"), QStringLiteral("0"));
     const QCommandLineOption dataOption(QStringLiteral("data"), QStringLiteral("Folder of the store's database and files."),
                                         QStringLiteral("DIR"));
+    const QCommandLineOption certificateOption(QStringLiteral("tls-cert"),
+                                               QStringLiteral("Serve HTTPS with this certificate chain (PEM)."), QStringLiteral("FILE"));
+    const QCommandLineOption keyOption(QStringLiteral("tls-key"), QStringLiteral("Private key of --tls-cert (PEM)."),
+                                       QStringLiteral("FILE"));
     parser.addOption(portOption);
     parser.addOption(dataOption);
+    parser.addOption(certificateOption);
+    parser.addOption(keyOption);
     parser.process(application);
 
     bool ok = false;
@@ -41,7 +47,13 @@ int main(int argc, char **argv)
         return 2;
     }
 
+    if (parser.isSet(certificateOption) != parser.isSet(keyOption)) {
+        std::fprintf(stderr, "quillon-sandbox-store: --tls-cert and --tls-key go together\n");
+        return 2;
+    }
     TULOSandboxStore store;
+    if (parser.isSet(certificateOption))
+        store.setTlsCertificate(parser.value(certificateOption), parser.value(keyOption));
     QString error;
     if (!store.start(parser.value(dataOption), quint16(port), &error)) {
         std::fprintf(stderr, "quillon-sandbox-store: %s\n", qPrintable(error));

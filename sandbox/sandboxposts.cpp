@@ -1,6 +1,7 @@
 #include "sandboxposts.h"
 
 #include "sandboxstore_p.h"
+#include "sandboxupload.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -13,37 +14,6 @@
 #include <QUuid>
 
 namespace {
-
-constexpr qsizetype TULOSandboxMaximumDescription = 1 << 20;
-
-// A failure found while the body streams in; answered once the body has been read.
-struct UploadFailure
-{
-    int status = 0;
-    const char *code = nullptr;
-    QString message;
-    void set(int s, const char *c, const QString &m)
-    {
-        if (!status) {
-            status = s;
-            code = c;
-            message = m;
-        }
-    }
-};
-
-struct ReceivedPart
-{
-    QString fileName;
-    QString contentType;
-    QString storedName;
-    qint64 size = 0;
-};
-
-QString mimeWithoutParameters(const QString &type)
-{
-    return type.section(QLatin1Char(';'), 0, 0).trimmed().toLower();
-}
 
 // The media family a post attachment type must have.
 QString familyForType(int type)
@@ -81,6 +51,7 @@ std::shared_ptr<TULOSandboxPosts> TULOSandboxPosts::install(TULOSandboxStorePriv
 {
     auto posts = std::make_shared<TULOSandboxPosts>(store);
     QDir().mkpath(posts->postsFolder());
+    posts->sweepStaleStaging();
     posts->m_open
         = posts->m_database.open(store->dataDirectory + QStringLiteral("/posts.sqlite"), &posts->m_openError);
     TULOSandboxPosts *self = posts.get();
@@ -94,6 +65,22 @@ std::shared_ptr<TULOSandboxPosts> TULOSandboxPosts::install(TULOSandboxStorePriv
     store->route(
         "GET", "/feed", [self](const httplib::Request &q, httplib::Response &r) { self->handleFeed(q, r); });
     return posts;
+}
+
+void TULOSandboxPosts::sweepStaleStaging()
+{
+    // A store that was killed mid-upload left its staging folder behind. Another process on
+    // the same data folder may be receiving an upload right now: its folder keeps changing,
+    // since the read time-out ends any upload that stalls.
+    const QDateTime cutoff = QDateTime::currentDateTimeUtc().addSecs(-staleStagingSeconds);
+    const QDir folder(postsFolder());
+    for (const QFileInfo &staging : folder.entryInfoList({QStringLiteral(".staging-*")}, QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot)) {
+        QDateTime changed = staging.lastModified();
+        for (const QFileInfo &file : QDir(staging.filePath()).entryInfoList(QDir::Files | QDir::Hidden))
+            changed = std::max(changed, file.lastModified());
+        if (changed < cutoff)
+            QDir(staging.filePath()).removeRecursively();
+    }
 }
 
 QString TULOSandboxPosts::postsFolder() const
@@ -127,58 +114,15 @@ void TULOSandboxPosts::unlockKey(const QString &key)
 void TULOSandboxPosts::handleUpload(
     const httplib::Request &request, httplib::Response &response, const httplib::ContentReader &reader)
 {
-    if (const std::optional<TULOSandboxFault> fault
-        = m_store->takeFault(QString::fromStdString(request.path))) {
-        if (fault->kind() == TULOSandboxFault::Kind::Delay) {
-            if (!m_store->waitUnlessStopping(fault->milliseconds())) {
-                TULOSandboxStorePrivate::failure(
-                    response, 503, "stopping", QStringLiteral("The store is shutting down."));
-                return;
-            }
-        } else if (fault->kind() == TULOSandboxFault::Kind::Status) {
-            drain(reader, request);
-            TULOSandboxStorePrivate::failure(
-                response, fault->httpStatus(), "injected", QStringLiteral("Injected failure."));
-            return;
-        }
-    }
-    const std::optional<TULOSandboxAccount> account = m_store->signedAccount(request, response);
-    if (!account) {
-        drain(reader, request);
+    const std::optional<TULOSandboxAccount> account = acceptedSender(request, response, reader);
+    if (!account)
         return;
-    }
-    if (!m_open) {
-        drain(reader, request);
-        TULOSandboxStorePrivate::failure(response, 500, "storeFailure", m_openError);
-        return;
-    }
     const QString key = QString::fromStdString(request.get_header_value("Idempotency-Key")).trimmed();
-    static const QRegularExpression keyPattern(QStringLiteral("^[A-Za-z0-9_-]{8,128}$"));
-    if (!keyPattern.match(key).hasMatch()) {
-        drain(reader, request);
-        TULOSandboxStorePrivate::failure(response, 400, "malformedRequest",
-            QStringLiteral("An Idempotency-Key header of 8 to 128 letters, digits, - or _ is needed."));
-        return;
-    }
-    if (!request.is_multipart_form_data()) {
-        drain(reader, request);
-        TULOSandboxStorePrivate::failure(
-            response, 400, "malformedRequest", QStringLiteral("A post is sent as multipart/form-data."));
-        return;
-    }
-
     lockKey(key);
     const auto unlock = qScopeGuard([&] { unlockKey(key); });
-    const auto answerStored = [&](const TULOSandboxPost &post) {
-        TULOSandboxStorePrivate::reply(response, 200,
-            {{QStringLiteral("status"), QStringLiteral("success")},
-                {QStringLiteral("postId"), post.postIdentifier},
-                {QStringLiteral("url"),
-                    m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
-    };
     if (const std::optional<TULOSandboxPost> stored = m_database.postForIdempotencyKey(key)) {
         drain(reader, request); // sent again: the first post stands
-        answerStored(*stored);
+        answerPost(response, 200, *stored);
         return;
     }
 
@@ -187,102 +131,64 @@ void TULOSandboxPosts::handleUpload(
     const QString staging = postsFolder() + QStringLiteral("/.staging-") + postIdentifier;
     QDir().mkpath(staging);
     const auto cleanStaging = qScopeGuard([&] { QDir(staging).removeRecursively(); });
-    UploadFailure failure;
-    QByteArray description;
-    bool inDescription = false;
-    QMap<QString, ReceivedPart> parts;
-    QString currentPart;
-    std::unique_ptr<QFile> file;
-    // The reader hands over a few KiB at a time; the disk gets them in large blocks.
-    QByteArray pending;
-    const auto flushPending = [&] {
-        if (file && !pending.isEmpty() && file->write(pending) != pending.size()) {
-            failure.set(507, "storeFailure", file->errorString());
-            file.reset();
-        }
-        pending.resize(0);
-    };
-    static const QRegularExpression partPattern(QStringLiteral("^file[0-9]{1,4}$"));
-
-    const bool complete = reader(
-        [&](const httplib::MultipartFormData &header) {
-            flushPending();
-            file.reset();
-            inDescription = false;
-            currentPart.clear();
-            const QString name = QString::fromStdString(header.name);
-            if (name == QLatin1String("description")) {
-                inDescription = true;
-                return true;
-            }
-            if (!partPattern.match(name).hasMatch() || parts.contains(name)) {
-                failure.set(
-                    400, "malformedRequest", QStringLiteral("Unexpected or repeated part \"%1\".").arg(name));
-                return true;
-            }
-            ReceivedPart part;
-            part.fileName = QString::fromStdString(header.filename);
-            part.contentType = mimeWithoutParameters(QString::fromStdString(header.content_type));
-            if (!part.contentType.startsWith(QLatin1String("image/"))
-                && !part.contentType.startsWith(QLatin1String("audio/"))
-                && !part.contentType.startsWith(QLatin1String("video/"))) {
-                failure.set(415, "unsupportedType",
-                    QStringLiteral("Part \"%1\" is %2, not an image, audio or video.")
-                        .arg(name, part.contentType));
-                return true;
-            }
-            const QString suffix = QFileInfo(part.fileName).suffix().toLower();
-            static const QRegularExpression suffixPattern(QStringLiteral("^[a-z0-9]{1,8}$"));
-            part.storedName
-                = name + (suffixPattern.match(suffix).hasMatch() ? QLatin1Char('.') + suffix : QString());
-            file = std::make_unique<QFile>(staging + QLatin1Char('/') + part.storedName);
-            if (!file->open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-                failure.set(500, "storeFailure", file->errorString());
-                file.reset();
-                return true;
-            }
-            parts.insert(name, part);
-            currentPart = name;
-            return true;
-        },
-        [&](const char *data, size_t length) {
-            if (inDescription) {
-                if (description.size() + qsizetype(length) > TULOSandboxMaximumDescription)
-                    failure.set(413, "tooLarge", QStringLiteral("The description is larger than 1 MiB."));
-                else
-                    description.append(data, qsizetype(length));
-                return true;
-            }
-            if (!file || failure.status)
-                return true; // keep reading so the client hears the answer
-            ReceivedPart &part = parts[currentPart];
-            part.size += qint64(length);
-            if (part.size > maximumFileSize) {
-                failure.set(413, "tooLarge",
-                    QStringLiteral("Part \"%1\" is larger than the store accepts.").arg(currentPart));
-                file.reset();
-                return true;
-            }
-            if (pending.isEmpty())
-                pending.reserve(1 << 20);
-            pending.append(data, qsizetype(length));
-            if (pending.size() >= (1 << 20))
-                flushPending();
-            return true;
-        });
-    flushPending();
-    file.reset();
-    if (!complete) {
+    TULOSandboxUploadReceiver receiver(staging, maximumFileSize);
+    if (!receiver.receive(reader)) {
         // The sender went away mid-body: nothing of it is kept.
-        TULOSandboxStorePrivate::failure(
-            response, 400, "malformedRequest", QStringLiteral("The post arrived incomplete."));
+        TULOSandboxStorePrivate::failure(response, 400, "malformedRequest", QStringLiteral("The post arrived incomplete."));
         return;
     }
-    if (failure.status) {
+    if (const TULOSandboxUploadFailure &failure = receiver.failure(); failure.status) {
         TULOSandboxStorePrivate::failure(response, failure.status, failure.code, failure.message);
         return;
     }
+    std::optional<TULOSandboxPost> post = describedPost(receiver.description(), receiver.parts(), *account, response);
+    if (!post)
+        return;
+    post->postIdentifier = postIdentifier;
+    post->idempotencyKey = key;
+    keepPost(*post, staging, response);
+}
 
+std::optional<TULOSandboxAccount> TULOSandboxPosts::acceptedSender(
+    const httplib::Request &request, httplib::Response &response, const httplib::ContentReader &reader)
+{
+    if (const std::optional<TULOSandboxFault> fault = m_store->takeFault(QString::fromStdString(request.path))) {
+        if (fault->kind() == TULOSandboxFault::Kind::Delay) {
+            if (!m_store->waitUnlessStopping(fault->milliseconds())) {
+                TULOSandboxStorePrivate::failure(response, 503, "stopping", QStringLiteral("The store is shutting down."));
+                return std::nullopt;
+            }
+        } else if (fault->kind() == TULOSandboxFault::Kind::Status) {
+            drain(reader, request);
+            TULOSandboxStorePrivate::failure(response, fault->httpStatus(), "injected", QStringLiteral("Injected failure."));
+            return std::nullopt;
+        }
+    }
+    const std::optional<TULOSandboxAccount> account = m_store->signedAccount(request, response);
+    const auto refuse = [&](int status, const char *code, const QString &message) -> std::optional<TULOSandboxAccount> {
+        drain(reader, request);
+        if (status)
+            TULOSandboxStorePrivate::failure(response, status, code, message);
+        return std::nullopt;
+    };
+    if (!account)
+        return refuse(0, nullptr, QString()); // answered 401 already
+    if (!m_open)
+        return refuse(500, "storeFailure", m_openError);
+    const QString key = QString::fromStdString(request.get_header_value("Idempotency-Key")).trimmed();
+    static const QRegularExpression keyPattern(QStringLiteral("^[A-Za-z0-9_-]{8,128}$"));
+    if (!keyPattern.match(key).hasMatch())
+        return refuse(400, "malformedRequest",
+                      QStringLiteral("An Idempotency-Key header of 8 to 128 letters, digits, - or _ is needed."));
+    if (!request.is_multipart_form_data())
+        return refuse(400, "malformedRequest", QStringLiteral("A post is sent as multipart/form-data."));
+    return account;
+}
+
+std::optional<TULOSandboxPost> TULOSandboxPosts::describedPost(const QByteArray &description,
+                                                               const QMap<QString, TULOSandboxReceivedPart> &parts,
+                                                               const TULOSandboxAccount &account, httplib::Response &response) const
+{
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(description, &parseError);
     const QJsonObject object = document.object();
@@ -291,45 +197,53 @@ void TULOSandboxPosts::handleUpload(
     };
     if (!document.isObject()) {
         bad(QStringLiteral("The description part is not a JSON object."));
-        return;
+        return std::nullopt;
     }
-    if (!object.value(QStringLiteral("text")).isString()
-        || !object.value(QStringLiteral("authorId")).isString()) {
+    if (!object.value(QStringLiteral("text")).isString() || !object.value(QStringLiteral("authorId")).isString()) {
         bad(QStringLiteral("The description needs \"text\" and \"authorId\" strings."));
-        return;
+        return std::nullopt;
     }
 
     TULOSandboxPost post;
-    post.postIdentifier = postIdentifier;
-    post.idempotencyKey = key;
-    post.accountIdentifier = account->identifier;
+    post.accountIdentifier = account.identifier;
     post.authorIdentifier = object.value(QStringLiteral("authorId")).toString();
     post.text = object.value(QStringLiteral("text")).toString();
     post.attributed = object.value(QStringLiteral("attributed")).toBool();
     post.created = QDateTime::currentDateTimeUtc().toString(Qt::ISODateWithMs);
     std::optional<TULOSandboxAuthor> author;
-    for (const TULOSandboxAuthor &candidate : m_store->database.authorsOfAccount(account->identifier)) {
+    for (const TULOSandboxAuthor &candidate : m_store->database.authorsOfAccount(account.identifier)) {
         if (candidate.identifier == post.authorIdentifier)
             author = candidate;
     }
     if (!author) {
         TULOSandboxStorePrivate::failure(response, 403, "forbiddenAuthor",
-            QStringLiteral("This account may not post as %1.").arg(post.authorIdentifier));
-        return;
+                                         QStringLiteral("This account may not post as %1.").arg(post.authorIdentifier));
+        return std::nullopt;
     }
     if (post.attributed && !author->permissions.contains(QStringLiteral("shareWithAttribution"))) {
         TULOSandboxStorePrivate::failure(response, 403, "forbiddenAttribution",
-            QStringLiteral("%1 may not post with attribution.").arg(author->name));
-        return;
+                                         QStringLiteral("%1 may not post with attribution.").arg(author->name));
+        return std::nullopt;
     }
     post.authorName = author->name;
     post.authorType = author->type;
     if (post.attributed)
-        post.attributionName = account->displayName;
+        post.attributionName = account.displayName;
     const QJsonObject item = object.value(QStringLiteral("item")).toObject();
     post.itemIdentifier = item.value(QStringLiteral("id")).toString();
     post.itemType = item.value(QStringLiteral("type")).toString();
 
+    if (!readAttachments(object, parts, post, response))
+        return std::nullopt;
+    return post;
+}
+
+bool TULOSandboxPosts::readAttachments(const QJsonObject &object, const QMap<QString, TULOSandboxReceivedPart> &parts,
+                                       TULOSandboxPost &post, httplib::Response &response) const
+{
+    const auto bad = [&](const QString &message) {
+        TULOSandboxStorePrivate::failure(response, 400, "malformedRequest", message);
+    };
     // Every file part is described exactly once, with the size and type that arrived.
     QSet<QString> described;
     const auto takeAttachment
@@ -341,9 +255,9 @@ void TULOSandboxPosts::handleUpload(
             return false;
         }
         described.insert(part);
-        const ReceivedPart &received = parts[part];
+        const TULOSandboxReceivedPart &received = parts[part];
         out->type = cover ? 2 : a.value(QStringLiteral("type")).toInt();
-        out->uti = mimeWithoutParameters(a.value(QStringLiteral("uti")).toString());
+        out->uti = TULOSandboxMimeWithoutParameters(a.value(QStringLiteral("uti")).toString());
         const QString family = familyForType(out->type);
         if (family.isEmpty() || !received.contentType.startsWith(family)
             || out->uti != received.contentType) {
@@ -379,51 +293,60 @@ void TULOSandboxPosts::handleUpload(
     for (const QJsonValue &value : object.value(QStringLiteral("attachments")).toArray()) {
         TULOSandboxPostAttachment attachment;
         if (!takeAttachment(value, false, &attachment))
-            return;
+            return false;
         const QJsonValue cover = value.toObject().value(QStringLiteral("cover"));
         if (!cover.isUndefined() && !cover.isNull()) {
             TULOSandboxPostAttachment child;
             if (!takeAttachment(cover, true, &child))
-                return;
+                return false;
             attachment.children.append(child);
         }
         post.attachments.append(attachment);
     }
     if (described.size() != parts.size()) {
         bad(QStringLiteral("The post carries file parts that no attachment describes."));
-        return;
+        return false;
     }
     for (const QJsonValue &value : object.value(QStringLiteral("externalDestinations")).toArray()) {
         const QJsonObject d = value.toObject();
         const QString service = d.value(QStringLiteral("service")).toString();
         if (service != QLatin1String("facebook") && service != QLatin1String("twitter")) {
             bad(QStringLiteral("Unknown cross-posting service \"%1\".").arg(service));
-            return;
+            return false;
         }
         const QJsonValue page = d.value(QStringLiteral("pageId"));
         post.destinations.append({service, page.isString() ? page.toString() : QString()});
     }
 
-    const QString folder = postsFolder() + QLatin1Char('/') + postIdentifier;
+    return true;
+}
+
+void TULOSandboxPosts::keepPost(const TULOSandboxPost &post, const QString &staging, httplib::Response &response)
+{
+    const QString folder = postsFolder() + QLatin1Char('/') + post.postIdentifier;
     if (!QDir().rename(staging, folder)) {
-        TULOSandboxStorePrivate::failure(
-            response, 500, "storeFailure", QStringLiteral("The post's files could not be kept."));
+        TULOSandboxStorePrivate::failure(response, 500, "storeFailure", QStringLiteral("The post's files could not be kept."));
         return;
     }
     QString error;
     if (!m_database.insert(post, &error)) {
         QDir(folder).removeRecursively();
-        if (const std::optional<TULOSandboxPost> stored = m_database.postForIdempotencyKey(key)) {
-            answerStored(*stored);
+        if (const std::optional<TULOSandboxPost> stored = m_database.postForIdempotencyKey(post.idempotencyKey)) {
+            answerPost(response, 200, *stored);
             return;
         }
         TULOSandboxStorePrivate::failure(response, 500, "storeFailure", error);
         return;
     }
-    TULOSandboxStorePrivate::reply(response, 201,
-        {{QStringLiteral("status"), QStringLiteral("success")},
-            {QStringLiteral("postId"), post.postIdentifier},
-            {QStringLiteral("url"), m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
+    answerPost(response, 201, post);
+}
+
+void TULOSandboxPosts::answerPost(httplib::Response &response, int status, const TULOSandboxPost &post) const
+{
+    TULOSandboxStorePrivate::reply(response, status,
+                                   {{QStringLiteral("status"), QStringLiteral("success")},
+                                    {QStringLiteral("postId"), post.postIdentifier},
+                                    {QStringLiteral("url"), m_store->base() + QStringLiteral("/feed#post-") + post.postIdentifier}});
 }
 
 QJsonObject TULOSandboxPosts::postDictionary(const TULOSandboxPost &post) const

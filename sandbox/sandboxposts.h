@@ -1,9 +1,13 @@
 #pragma once
 
+#include "sandboxdatabase.h"
 #include "sandboxpostdatabase.h"
+#include "sandboxupload.h"
 
 #include <QJsonObject>
+#include <QMap>
 #include <QSet>
+#include <optional>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -28,6 +32,9 @@ public:
     // Opens the post store and registers the endpoints; made anew each time the store starts.
     static std::shared_ptr<TULOSandboxPosts> install(TULOSandboxStorePrivate *store);
 
+    // Staging folders untouched for this long belong to no upload and are removed at start.
+    static constexpr qint64 staleStagingSeconds = 10 * 60;
+
     // Largest file part the store accepts.
     static constexpr qint64 maximumFileSize = qint64(4) << 30;
 
@@ -37,11 +44,26 @@ public:
 
 private:
     void handleUpload(const httplib::Request &, httplib::Response &, const httplib::ContentReader &);
+    // The upload's account once its headers pass; otherwise the refusal is answered (and the
+    // body read) and nothing is returned.
+    std::optional<TULOSandboxAccount> acceptedSender(const httplib::Request &, httplib::Response &,
+                                                     const httplib::ContentReader &);
+    // The post the description part describes, checked against the account and the parts
+    // that arrived; nothing (with the refusal answered) when it does not hold.
+    std::optional<TULOSandboxPost> describedPost(const QByteArray &description,
+                                                 const QMap<QString, TULOSandboxReceivedPart> &parts,
+                                                 const TULOSandboxAccount &account, httplib::Response &response) const;
+    bool readAttachments(const QJsonObject &description, const QMap<QString, TULOSandboxReceivedPart> &parts,
+                         TULOSandboxPost &post, httplib::Response &response) const;
+    // Moves the staged files to the post's folder and records the post.
+    void keepPost(const TULOSandboxPost &post, const QString &staging, httplib::Response &response);
+    void answerPost(httplib::Response &response, int status, const TULOSandboxPost &post) const;
     void handleList(const httplib::Request &, httplib::Response &);
     void handleFile(const httplib::Request &, httplib::Response &);
     void handleFeed(const httplib::Request &, httplib::Response &);
 
     QString postsFolder() const;
+    void sweepStaleStaging();
     QString fileURL(const TULOSandboxPost &post, const TULOSandboxPostAttachment &attachment) const;
     // One upload per idempotency key at a time: a resend waits for the first to finish.
     void lockKey(const QString &key);

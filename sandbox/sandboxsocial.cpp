@@ -318,7 +318,7 @@ public:
         // Query and form parameters are signed too.
         for (const auto &[name, value] : request.params)
             parameters.append({QString::fromStdString(name), QString::fromStdString(value)});
-        const QUrl url(QStringLiteral("http://%1%2").arg(QString::fromStdString(request.get_header_value("Host")),
+        const QUrl url(QStringLiteral("%1://%2%3").arg(QString::fromLatin1(store.secure ? "https" : "http"), QString::fromStdString(request.get_header_value("Host")),
                                                          QString::fromStdString(request.path)));
         const QByteArray expected = TULOSandboxOAuth1::hmacSha1Signature(
             TULOSandboxOAuth1::signatureBaseString(QByteArray::fromStdString(request.method), url, parameters), s.consumerSecret(), QString());

@@ -1,13 +1,24 @@
 #include "sandboxstore.h"
 #include "sandboxstore_p.h"
+#include "sandboxconnectionpool.h"
 #include "sandboxdownloads.h"
 #include "sandboxposts.h"
 
 #include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 
 #include <chrono>
+
+namespace {
+// Enough for the demo, a test suite's clients and a few stuck ones at once.
+constexpr size_t TULOSandboxMaximumConnections = 512;
+// A client that sends nothing for this long is dropped (headers or body).
+constexpr time_t TULOSandboxReadTimeoutSeconds = 5;
+constexpr time_t TULOSandboxWriteTimeoutSeconds = 10;
+constexpr time_t TULOSandboxKeepAliveSeconds = 2;
+} // namespace
 
 // Turns every top-level value of a JSON object into a value of another type.
 static QByteArray wrongTypes(const std::string &body)
@@ -163,7 +174,7 @@ void TULOSandboxStorePrivate::installRoutes()
 
 QString TULOSandboxStorePrivate::base() const
 {
-    return QStringLiteral("http://127.0.0.1:%1").arg(port);
+    return QStringLiteral("%1://127.0.0.1:%2").arg(secure ? QStringLiteral("https") : QStringLiteral("http")).arg(port);
 }
 
 // --- public ----------------------------------------------------------------
@@ -201,9 +212,28 @@ bool TULOSandboxStore::start(const QString &dataDirectory, quint16 port, QString
     if (!d->database.open(d->dataDirectory + QStringLiteral("/store.sqlite"), error))
         return false;
 
-    d->server = std::make_unique<httplib::Server>();
-    d->server->set_read_timeout(10);
-    d->server->set_write_timeout(10);
+    const auto [certificate, key] = d->tlsFiles.value_or(std::pair(qEnvironmentVariable("QUILLON_SANDBOX_TLS_CERT"),
+                                                                   qEnvironmentVariable("QUILLON_SANDBOX_TLS_KEY")));
+    d->secure = !certificate.isEmpty();
+    if (d->secure) {
+        auto server = std::make_unique<httplib::SSLServer>(QFile::encodeName(certificate).constData(),
+                                                           QFile::encodeName(key).constData());
+        if (!server->is_valid()) {
+            if (error)
+                *error = QStringLiteral("cannot serve TLS with the certificate %1 and the key %2").arg(certificate, key);
+            d->database.close();
+            return false;
+        }
+        d->server = std::move(server);
+    } else {
+        d->server = std::make_unique<httplib::Server>();
+    }
+    // Every connection gets a thread of its own, so idle and slow clients cannot hold the
+    // others up; the time-outs only bound what such clients cost.
+    d->server->new_task_queue = [] { return new TULOSandboxConnectionPool(TULOSandboxMaximumConnections); };
+    d->server->set_read_timeout(TULOSandboxReadTimeoutSeconds);
+    d->server->set_write_timeout(TULOSandboxWriteTimeoutSeconds);
+    d->server->set_keep_alive_timeout(TULOSandboxKeepAliveSeconds);
     d->installRoutes();
     int bound = -1;
     if (port == 0)
@@ -252,6 +282,16 @@ bool TULOSandboxStore::isRunning() const
 {
     std::lock_guard lock(d->mutex);
     return d->running;
+}
+
+void TULOSandboxStore::setTlsCertificate(const QString &certificatePath, const QString &privateKeyPath)
+{
+    d->tlsFiles = std::pair(certificatePath, privateKeyPath);
+}
+
+bool TULOSandboxStore::isSecure() const
+{
+    return d->secure;
 }
 
 quint16 TULOSandboxStore::port() const

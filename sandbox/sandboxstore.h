@@ -26,12 +26,17 @@ public:
     // when it is empty, and starts serving on 127.0.0.1:`port` (0 = a random free port).
     // Returns false with a reason in `error` when the data or the port cannot be had.
     bool start(const QString &dataDirectory = QString(), quint16 port = 0, QString *error = nullptr);
+    // Serves HTTPS with this certificate chain and private key (PEM files) from the next start();
+    // empty paths go back to plain HTTP. Without a call, the environment variables
+    // QUILLON_SANDBOX_TLS_CERT and QUILLON_SANDBOX_TLS_KEY choose.
+    void setTlsCertificate(const QString &certificatePath, const QString &privateKeyPath);
+    bool isSecure() const;
     // Stops serving; requests held by an injected delay are released first. Idempotent.
     void stop();
     bool isRunning() const;
 
     quint16 port() const;
-    QUrl baseUrl() const; // http://127.0.0.1:<port>
+    QUrl baseUrl() const; // http://127.0.0.1:<port>, or https:// when serving TLS
     QUrl bagUrl() const;  // the one address a client needs
     QString dataDirectory() const;
 

@@ -69,6 +69,8 @@ public:
     std::unique_ptr<QTemporaryDir> temporaryDirectory;
     QString dataDirectory;
     quint16 port = 0;
+    std::optional<std::pair<QString, QString>> tlsFiles; // certificate, key; nullopt: from the environment
+    bool secure = false;
 
     mutable std::mutex mutex; // guards everything below
     std::condition_variable stopping;

@@ -8,14 +8,13 @@
 #include "platform/store/authenticaterequest.h"
 #include "platform/store/platformcontext.h"
 #include "platform/store/platformrequestoperation.h"
+#include "platform/store/urlloadoperation.h"
 
 #include "sandboxstore.h"
 
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QStandardPaths>
 #include <QTextStream>
 
@@ -201,19 +200,17 @@ std::optional<QList<TULOTag>> TULOPostSession::lookUpTags(const QString &query, 
         TULOSetError(error, sessionError(QStringLiteral("the store offers no tag lookup")));
         return std::nullopt;
     }
-    QNetworkAccessManager manager;
-    QNetworkRequest request(url);
-    request.setTransferTimeout(m_context.requestTimeout());
-    QNetworkReply *reply = manager.get(request);
-    QEventLoop loop;
-    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    loop.exec();
-    reply->deleteLater();
-    if (reply->error() != QNetworkReply::NoError) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100, reply->errorString()));
+    auto load = std::make_shared<TULOUrlLoadOperation>(url);
+    load->setClientContext(m_context);
+    runAndWait(load);
+    const TULOError failure = load->error();
+    if (!failure.isNull() || !load->response().isSuccess()) {
+        TULOSetError(error, !failure.isNull() ? failure
+                                              : TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100,
+                                                                           load->networkError().localizedDescription()));
         return std::nullopt;
     }
-    return TULOTagDataConsumer().tagsForData(reply->readAll(), error);
+    return TULOTagDataConsumer().tagsForData(load->data(), error);
 }
 
 std::optional<QVariantMap> TULOPostSession::lookUpItem(const QString &identifier, TULOError *error)

@@ -301,6 +301,16 @@ void TULOAccountStore::verifyUserName(const QString &userName, const QString &pa
             completion(std::nullopt, TULOError(QString::fromLatin1(TULOErrorDomain), 7));
         return;
     }
+    // Hosts and screens hear back on the GUI thread, as everywhere else.
+    authenticateWithService(userName, password,
+        [completion](const std::optional<TULOAccount> &account, const TULOError &error) {
+            if (completion)
+                TULODispatchMain([completion, account, error] { completion(account, error); });
+        });
+}
+
+void TULOAccountStore::authenticateWithService(const QString &userName, const QString &password, TULOVerifyCompletion completion)
+{
     // The request object lives until it has answered; its block drops itself after the call.
     auto request = std::make_shared<TULOTwitterAuthenticationRequest>(userName, password);
     request->startWithResponseBlock(
@@ -317,7 +327,12 @@ void TULOAccountStore::renewCredentialsForAccount(
     // Facebook tokens are renewed by the store; the completion is deliberately never called.
     if (!account || TULOIsFacebook(account->serviceIdentifier()))
         return;
-    verifyUserName(account->userName(), account->password(), account->serviceIdentifier(),
+    if (account->serviceIdentifier() != QLatin1String(TULOServiceIdentifierTwitter)) {
+        if (completion)
+            completion(TULOAccountCredentialRenewalFailed, TULOError(QString::fromLatin1(TULOErrorDomain), 7));
+        return;
+    }
+    authenticateWithService(account->userName(), account->password(),
         [account, completion](const std::optional<TULOAccount> &fresh, const TULOError &error) {
             if (error.isNull() && fresh) {
                 account->updateWithTULOAccount(*fresh);

@@ -90,14 +90,16 @@ public:
     // Any other service: (true, no error) at once. `permissions` is not used.
     void requestAccessToAccountForServiceIdentifier(const QString &serviceIdentifier, const QStringList &permissions,
         TULOViewController *presentingViewController, TULOAccessCompletion completion);
-    // Twitter only: signs in with the service and hands back a ready account (not saved). The
-    // completion runs on whatever thread the service answers on. Other services: code 7.
+    // Twitter only: signs in with the service and hands back a ready account (not saved), on
+    // the main thread. Other services: code 7, at once.
     void verifyUserName(const QString &userName, const QString &password, const QString &serviceIdentifier,
         TULOVerifyCompletion completion);
     // Signs a non-Facebook account in again with its stored password and copies the fresh
     // tokens into `account`; result 0 on success, 2 with the error otherwise. For a Facebook
     // account nothing happens and the completion is never called: the store renews those.
-    // The account is shared so that a late answer still has it to update.
+    // The account is shared so that a late answer still has it to update. Unlike the other
+    // callbacks, the completion runs on the thread the service answers on (a worker): the
+    // token refresh that calls this goes on there with blocking store requests.
     void renewCredentialsForAccount(const std::shared_ptr<TULOAccount> &account, TULORenewCompletion completion);
     // Registers the account's tokens with the store, synchronously on the calling thread (a
     // worker), then calls the completion there.
@@ -133,6 +135,8 @@ private:
     void applyAccountInfo(const QString &serviceIdentifier, const std::optional<TULOAccount> &account,
         const TULOError &error);
     void postDidChange();
+    // Signs in with Twitter; the completion runs on the thread the service answers on.
+    void authenticateWithService(const QString &userName, const QString &password, TULOVerifyCompletion completion);
     void enqueue(const std::shared_ptr<TULOOperation> &operation);
 
     bool saveDatabaseAccount(const TULOAccount &account, TULOError *error);

@@ -7,13 +7,11 @@
 #include "platform/operationqueue.h"
 #include "platform/records/lookupvalue.h"
 #include "platform/store/storeerror.h"
+#include "platform/store/urlloadoperation.h"
 
 #include <QDateTime>
-#include <QEventLoop>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QRandomGenerator>
 #include <QUrlQuery>
 #include <QtNetworkAuth/QOAuth1Signature>
@@ -199,22 +197,16 @@ void TULOTwitterAuthenticationRequest::authenticate(std::shared_ptr<Attempt> att
                 form += '&';
             form += percentEncoded(field.first) + '=' + percentEncoded(field.second);
         }
-        QNetworkRequest networkRequest(request.url);
-        networkRequest.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/x-www-form-urlencoded"));
-        networkRequest.setRawHeader("Authorization", request.authorizationHeader);
-        networkRequest.setTransferTimeout(TULOTwitterRequestTimeout);
-        QNetworkAccessManager manager;
-        QNetworkReply *reply = manager.post(networkRequest, form);
-        QEventLoop loop;
-        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-        if (!reply->isFinished())
-            loop.exec();
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        const QByteArray body = reply->readAll();
-        TULOError transportError;
-        if (reply->error() != QNetworkReply::NoError)
-            transportError = TULONetworkError(reply->error(), reply->errorString(), request.url);
-        delete reply;
+        TULOStoreRequest storeRequest(request.url);
+        storeRequest.setMethod(QByteArrayLiteral("POST"));
+        storeRequest.setBody(form, QByteArrayLiteral("application/x-www-form-urlencoded"));
+        storeRequest.setRawHeader("Authorization", request.authorizationHeader);
+        TULOUrlLoadOperation load(storeRequest);
+        load.setTimeout(TULOTwitterRequestTimeout);
+        load.start();
+        const int status = load.response().httpStatus;
+        const QByteArray body = load.data();
+        const TULOError transportError = load.networkError();
         const auto [account, error] = resultForReply(body, status, transportError, password);
         attempt->finish(account, error);
     });

@@ -2,7 +2,6 @@
 
 #include "platform/operationqueue.h"
 #include "platform/records/lookupvalue.h"
-#include "platform/semaphore.h"
 #include "platform/store/platformrequestoperation.h"
 #include "platform/store/storeerror.h"
 
@@ -44,13 +43,7 @@ void TULOLoadAuthorAlbumsOperation::main()
         error = TULOStoreError(TULOStoreErrorBagValueMissing, QUrl(),
                                {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("There is no store to ask.")}});
     } else {
-        TULOSemaphore loaded;
-        m_clientContext.loadURLBag([&bag, &error, &loaded](const std::optional<TULOUrlBag> &loadedBag, const TULOError &failure) {
-            bag = loadedBag;
-            error = failure;
-            loaded.signal();
-        });
-        loaded.wait();
+        bag = m_clientContext.loadURLBagAndWait(&error, this);
     }
 
     std::optional<QList<TULOStoreItem>> albums;
@@ -72,6 +65,7 @@ std::optional<QList<TULOStoreItem>> TULOLoadAuthorAlbumsOperation::loadArtistCon
                                                                                                         TULOError *error)
 {
     TULOPlatformRequestOperation request(platformContext);
+    const TULOCancellationLink link(this, &request);
     request.setItemIdentifiers({m_authorIdentifier});
     request.setKeyProfile(QString::fromLatin1(TULOLookupKeyProfileArtistContent));
     request.setPersonalizationStyle(TULOPersonalizationStyle);
@@ -163,7 +157,9 @@ QList<TULOStoreItem> TULOLoadAuthorAlbumsOperation::loadAlbumsWithItemIdentifier
         });
         queue.addOperation(request);
     }
+    const int cancellation = addCancellationHandler([&queue] { queue.cancelAllOperations(); });
     queue.waitUntilAllOperationsAreFinished();
+    removeCancellationHandler(cancellation);
     std::lock_guard lock(m_lock);
     return results;
 }

@@ -126,7 +126,10 @@ TULOClientContext TULOLoadConfigurationOperation::resolveClientContext(TULOError
         context = loaded;
         loadError = failure;
     });
-    loader.start();
+    {
+        const TULOCancellationLink link(this, &loader);
+        loader.start();
+    }
     if (context.isNull())
         TULOSetError(error, loadError);
     return context;
@@ -142,7 +145,7 @@ std::optional<TULOStoreAccount> TULOLoadConfigurationOperation::authenticateAcco
     authentication.setPromptStyle(TULOAuthenticationContext::PromptStyleAllowed);
     authentication.setAllowsCreatingAccount(false);
     TULOAuthenticateRequest request(authentication, context, m_accounts);
-    return request.run(error);
+    return request.run(error, this);
 }
 
 std::optional<TULOConfiguration> TULOLoadConfigurationOperation::configurationWithAccount(const TULOStoreAccount &account,
@@ -158,7 +161,10 @@ std::optional<TULOConfiguration> TULOLoadConfigurationOperation::configurationWi
         authors = listed;
         authorsError = failure;
     });
-    permissions.start();
+    {
+        const TULOCancellationLink link(this, &permissions);
+        permissions.start();
+    }
     TULOError failure;
     if (!authors.isEmpty()) {
         configuration.setPotentalAuthors(authors);
@@ -189,7 +195,7 @@ std::optional<TULOConfiguration> TULOLoadConfigurationOperation::configurationWi
 
     std::optional<TULOUrlBag> bag = context.loadedURLBag();
     if (!bag)
-        bag = context.loadURLBagAndWait();
+        bag = context.loadURLBagAndWait(nullptr, this);
     if (bag)
         applyUrlBag(*bag, configuration);
     else
@@ -204,6 +210,7 @@ std::optional<TULOPostAuthor> TULOLoadConfigurationOperation::loadAuthorWithAcco
     std::optional<TULOAuthorProfile> profile;
     TULOProfileOperation operation(context, m_accounts);
     operation.setOutputBlock([&profile](const std::optional<TULOAuthorProfile> &loaded, const TULOError &) { profile = loaded; });
+    const TULOCancellationLink link(this, &operation);
     operation.start();
     if (!profile)
         return std::nullopt;

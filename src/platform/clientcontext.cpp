@@ -23,7 +23,10 @@ public:
     int requestTimeout = TULOClientContext::DefaultRequestTimeout;
     std::optional<TULOUrlBag> bag;
     bool loading = false;
-    std::vector<TULOClientContext::URLBagCompletion> waiting;
+    std::vector<std::pair<int, TULOClientContext::URLBagCompletion>> waiting;
+    int nextWaiter = 1;
+    std::weak_ptr<TULOOperation> loader;
+    int generation = 0; // of the load in flight; an abandoned load's answer is not used
     TULOClientContext::LocalizedStringHandler localizedStrings;
 };
 
@@ -153,38 +156,50 @@ void TULOClientContext::setRequestTimeout(int milliseconds)
 
 void TULOClientContext::loadURLBag(URLBagCompletion completion) const
 {
+    waitForURLBag(std::move(completion));
+}
+
+int TULOClientContext::waitForURLBag(URLBagCompletion completion) const
+{
     if (!d) {
         if (completion)
             completion(std::nullopt, TULOStoreError(TULOStoreErrorRequestFailed, QUrl(),
                                                     {{QString::fromLatin1(TULOLocalizedDescriptionKey),
                                                       QStringLiteral("No store is configured.")}}));
-        return;
+        return 0;
     }
     std::optional<TULOUrlBag> ready;
+    int waiter = 0;
     {
         std::lock_guard lock(d->mutex);
         if (d->bag) {
             ready = d->bag;
         } else {
-            d->waiting.push_back(std::move(completion));
+            waiter = d->nextWaiter++;
+            d->waiting.emplace_back(waiter, std::move(completion));
             if (d->loading)
-                return;
+                return waiter;
             d->loading = true;
         }
     }
     if (ready) {
         if (completion)
             completion(ready, TULOError());
-        return;
+        return 0;
     }
 
+    int generation = 0;
+    {
+        std::lock_guard lock(d->mutex);
+        generation = ++d->generation;
+    }
     auto load = std::make_shared<TULOUrlLoadOperation>(d->bagURL);
     load->setName(QStringLiteral("com.vantor.Quillon.urlBag.load"));
     load->setClientContext(*this);
     const QExplicitlySharedDataPointer<TULOClientContextPrivate> shared = d;
     const QUrl source = d->bagURL;
     TULOUrlLoadOperation *loader = load.get();
-    load->setOutputBlock([shared, source, loader](const QVariant &output, const TULOError &loadError) {
+    load->setOutputBlock([shared, source, loader, generation](const QVariant &output, const TULOError &loadError) {
         std::optional<TULOUrlBag> bag;
         TULOError error = loadError;
         const int status = loader->response().httpStatus;
@@ -195,36 +210,81 @@ void TULOClientContext::loadURLBag(URLBagCompletion completion) const
                                      QStringLiteral("The store's URL bag is not available (status %1).").arg(status)}});
         if (error.isNull())
             bag = TULOUrlBag::withData(output.toByteArray(), source, &error);
-        std::vector<URLBagCompletion> waiting;
+        std::vector<std::pair<int, URLBagCompletion>> waiting;
         {
             std::lock_guard lock(shared->mutex);
+            if (generation != shared->generation)
+                return;
             if (bag)
                 shared->bag = bag;
             shared->loading = false;
             waiting.swap(shared->waiting);
         }
-        for (const URLBagCompletion &completion : waiting) {
+        for (const auto &[key, completion] : waiting) {
             if (completion)
                 completion(bag, bag ? TULOError() : error);
         }
     });
+    {
+        std::lock_guard lock(d->mutex);
+        d->loader = load;
+    }
     bagQueue()->addOperation(load);
+    return waiter;
 }
 
-std::optional<TULOUrlBag> TULOClientContext::loadURLBagAndWait(TULOError *error) const
+void TULOClientContext::stopWaitingForURLBag(int waiter) const
 {
-    TULOSemaphore done;
-    std::optional<TULOUrlBag> result;
-    TULOError failure;
-    loadURLBag([&](const std::optional<TULOUrlBag> &bag, const TULOError &loadError) {
-        result = bag;
-        failure = loadError;
-        done.signal();
+    std::shared_ptr<TULOOperation> abandoned;
+    {
+        std::lock_guard lock(d->mutex);
+        const auto removed = std::erase_if(d->waiting, [waiter](const auto &entry) { return entry.first == waiter; });
+        if (removed && d->waiting.empty() && d->loading) {
+            // Nobody wants this load any more: the next waiter starts a fresh one.
+            abandoned = d->loader.lock();
+            d->loading = false;
+            ++d->generation;
+        }
+    }
+    if (abandoned)
+        abandoned->cancel();
+}
+
+std::optional<TULOUrlBag> TULOClientContext::loadURLBagAndWait(TULOError *error, const TULOOperation *waiter) const
+{
+    // Shared: a cancelled waiter returns before the load answers.
+    struct Wait
+    {
+        TULOSemaphore done;
+        std::mutex mutex;
+        bool answered = false;
+        std::optional<TULOUrlBag> bag;
+        TULOError failure;
+    };
+    const auto wait = std::make_shared<Wait>();
+    const int key = waitForURLBag([wait](const std::optional<TULOUrlBag> &bag, const TULOError &loadError) {
+        {
+            std::lock_guard lock(wait->mutex);
+            wait->answered = true;
+            wait->bag = bag;
+            wait->failure = loadError;
+        }
+        wait->done.signal();
     });
-    done.wait();
-    if (!result)
-        TULOSetError(error, failure);
-    return result;
+    const int cancellation = waiter ? waiter->addCancellationHandler([wait] { wait->done.signal(); }) : 0;
+    wait->done.wait();
+    if (waiter)
+        waiter->removeCancellationHandler(cancellation);
+    std::unique_lock lock(wait->mutex);
+    if (!wait->answered) {
+        lock.unlock();
+        stopWaitingForURLBag(key);
+        TULOSetError(error, TULOStoreError(TULOStoreErrorUserCancelled, d ? d->bagURL : QUrl()));
+        return std::nullopt;
+    }
+    if (!wait->bag)
+        TULOSetError(error, wait->failure);
+    return wait->bag;
 }
 
 std::optional<TULOUrlBag> TULOClientContext::loadedURLBag() const

@@ -15,6 +15,7 @@ extern const char *const TULOClientConfigurationLocaleKey;            // e.g. "e
 extern const char *const TULOClientConfigurationStorefrontSuffixKey;  // e.g. "143441-1,32"
 
 class TULOClientContextPrivate;
+class TULOOperation;
 
 // What the framework knows about the store it talks to: the bag's address, a few
 // configuration values, the request timeout, and the URL bag once loaded. Copies share the
@@ -61,8 +62,10 @@ public:
     // (or at once on the calling thread when the bag is already there). Concurrent calls share
     // one request. A failed load is not kept: the next call tries again.
     void loadURLBag(URLBagCompletion completion) const;
-    // Blocks until the bag is there or has failed. Never call it on the main thread.
-    std::optional<TULOUrlBag> loadURLBagAndWait(TULOError *error = nullptr) const;
+    // Blocks until the bag is there or has failed, or until `waiter` is cancelled (store error
+    // 16); when nobody waits for the bag any more its request is aborted. Never call it on the
+    // main thread.
+    std::optional<TULOUrlBag> loadURLBagAndWait(TULOError *error = nullptr, const TULOOperation *waiter = nullptr) const;
     std::optional<TULOUrlBag> loadedURLBag() const;
     void invalidateURLBag();
 
@@ -73,6 +76,9 @@ public:
     bool operator==(const TULOClientContext &other) const { return d == other.d; }
 
 private:
+    // loadURLBag that names its place among the waiters (0: answered at once).
+    int waitForURLBag(URLBagCompletion completion) const;
+    void stopWaitingForURLBag(int waiter) const;
     QExplicitlySharedDataPointer<TULOClientContextPrivate> d;
 };
 

@@ -16,6 +16,7 @@ const char *const TULODeploymentFacebookAuthorizationRedirectURLKey = "facebookA
 const char *const TULODeploymentTwitterConsumerKeyKey = "twitterConsumerKey";
 const char *const TULODeploymentTwitterConsumerSecretKey = "twitterConsumerSecret";
 const char *const TULODeploymentFacebookAppIdKey = "facebookAppId";
+const char *const TULODeploymentTrustedCertificatesKey = "trustedCertificates";
 
 namespace {
 

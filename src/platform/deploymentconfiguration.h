@@ -20,6 +20,8 @@ extern const char *const TULODeploymentFacebookAuthorizationRedirectURLKey;
 extern const char *const TULODeploymentTwitterConsumerKeyKey;
 extern const char *const TULODeploymentTwitterConsumerSecretKey;
 extern const char *const TULODeploymentFacebookAppIdKey;
+// PEM files of certificate authorities trusted besides the system's, separated by ':'.
+extern const char *const TULODeploymentTrustedCertificatesKey;
 
 // What a deployer supplies besides the store's bag address: the social services' endpoints,
 // the store's Facebook-authorization addresses, and the application credentials, which are

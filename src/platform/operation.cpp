@@ -78,16 +78,44 @@ void TULOOperation::cancel()
     std::function<void()> wakeQueue;
     {
         std::lock_guard lock(m_mutex);
-        if (m_cancelled || m_state != State::Pending) {
-            m_cancelled = true;
+        if (m_cancelled)
             return;
-        }
         m_cancelled = true;
-        wakeQueue = m_wakeQueue;
+        if (m_state == State::Pending)
+            wakeQueue = m_wakeQueue;
+    }
+    {
+        std::lock_guard lock(m_cancellationMutex);
+        for (const auto &entry : std::exchange(m_cancellationHandlers, {}))
+            entry.second();
     }
     // A cancelled operation no longer waits for its dependencies: let its queue finish it.
     if (wakeQueue)
         wakeQueue();
+}
+
+int TULOOperation::addCancellationHandler(std::function<void()> handler) const
+{
+    if (!handler)
+        return 0;
+    std::lock_guard lock(m_cancellationMutex);
+    // cancel() sets the flag before it takes this lock: either it will see the handler, or the
+    // flag is already set here.
+    if (isCancelled()) {
+        handler();
+        return 0;
+    }
+    const int key = m_nextCancellationKey++;
+    m_cancellationHandlers.emplace_back(key, std::move(handler));
+    return key;
+}
+
+void TULOOperation::removeCancellationHandler(int key) const
+{
+    if (key == 0)
+        return;
+    std::lock_guard lock(m_cancellationMutex);
+    std::erase_if(m_cancellationHandlers, [key](const auto &entry) { return entry.first == key; });
 }
 
 bool TULOOperation::isCancelled() const
@@ -203,4 +231,17 @@ void TULOOperation::waitUntilFinished()
 {
     std::unique_lock lock(m_mutex);
     m_settledCondition.wait(lock, [this] { return m_settled; });
+}
+
+TULOCancellationLink::TULOCancellationLink(const TULOOperation *owner, TULOOperation *follower)
+    : m_owner(follower ? owner : nullptr)
+{
+    if (m_owner)
+        m_key = m_owner->addCancellationHandler([follower] { follower->cancel(); });
+}
+
+TULOCancellationLink::~TULOCancellationLink()
+{
+    if (m_owner)
+        m_owner->removeCancellationHandler(m_key);
 }

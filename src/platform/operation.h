@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 class TULOOperationQueue;
@@ -14,9 +15,9 @@ class TULOOperationQueue;
 //
 // Subclass and override main(), or wrap a function with fromFunction(). An operation runs
 // once: it is pending, then executing, then finished. It starts only when every operation it
-// depends on has finished (on any queue). Cancelling does not interrupt a running main(); a
-// long main() polls isCancelled(). An operation cancelled before it starts finishes without
-// running main().
+// depends on has finished (on any queue). Cancelling does not interrupt a running main() by
+// itself; work that can be stopped (a request in flight) registers a cancellation handler. An
+// operation cancelled before it starts finishes without running main().
 //
 // Asynchronous operations answer true from isAsynchronous(): their main() only starts the
 // work, and the operation stays executing until the work calls finish() from any thread.
@@ -42,6 +43,13 @@ public:
 
     void cancel();
     bool isCancelled() const;
+
+    // Runs `handler` once, on the cancelling thread, when the operation is cancelled; at once,
+    // on this thread, if it already is. Returns a key for removeCancellationHandler(), 0 when
+    // the handler already ran. Handlers must be short and must not cancel this operation.
+    int addCancellationHandler(std::function<void()> handler) const;
+    // Once this returns the handler is not running and never will.
+    void removeCancellationHandler(int key) const;
     bool isExecuting() const;
     bool isFinished() const;
     // True when every dependency has finished.
@@ -84,6 +92,10 @@ private:
     bool claimForQueue(std::function<void()> wakeQueue);
 
     mutable std::mutex m_mutex;
+    // Held while handlers run, so removing one waits for a call in progress.
+    mutable std::mutex m_cancellationMutex;
+    mutable std::vector<std::pair<int, std::function<void()>>> m_cancellationHandlers;
+    mutable int m_nextCancellationKey = 1;
     std::condition_variable m_settledCondition;
     QString m_name;
     std::vector<std::shared_ptr<TULOOperation>> m_dependencies;
@@ -94,4 +106,20 @@ private:
     bool m_cancelled = false;
     bool m_settled = false;
     bool m_queued = false;
+};
+
+// While it lives, cancelling `owner` cancels `follower` too, so an operation run inside another
+// one (synchronously, on the owner's thread) stops with it; a follower whose owner is already
+// cancelled is cancelled at once. Either may be null.
+class TULOCancellationLink
+{
+public:
+    TULOCancellationLink(const TULOOperation *owner, TULOOperation *follower);
+    ~TULOCancellationLink();
+    TULOCancellationLink(const TULOCancellationLink &) = delete;
+    TULOCancellationLink &operator=(const TULOCancellationLink &) = delete;
+
+private:
+    const TULOOperation *m_owner;
+    int m_key = 0;
 };

@@ -256,6 +256,7 @@ private Q_SLOTS:
         store->verifyUserName(TULOSandboxSocial::twitterUserName(), password, service,
             [&result](const std::optional<TULOAccount> &account, const TULOError &error) { result.deliver(account, error); });
         QTRY_COMPARE_WITH_TIMEOUT(result.calls(), 1, TULOStoreTestWait);
+        QCOMPARE(result.workerCalls(), 0); // a screen may touch its widgets from the completion
         QCOMPARE(result.value().has_value(), accountExpected);
         if (accountExpected) {
             QCOMPARE(result.value()->userName(), QStringLiteral("@") + TULOSandboxSocial::twitterUserName());

@@ -6,6 +6,8 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QUrlQuery>
 
 // A plain HTTP exchange with the sandbox store, independent of the framework's store client,
@@ -21,12 +23,24 @@ struct TULOSandboxExchange
     bool isJsonObject() const { return QJsonDocument::fromJson(body).isObject(); }
 };
 
+// TLS settings that trust the test CA of a sandbox serving TLS (named by the environment, as
+// for the framework), and the system's authorities.
+inline QSslConfiguration TULOSandboxSslConfiguration()
+{
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    const QString authority = qEnvironmentVariable("QUILLON_TRUSTED_CERTIFICATES");
+    if (!authority.isEmpty())
+        configuration.setCaCertificates(QSslConfiguration::systemCaCertificates() + QSslCertificate::fromPath(authority));
+    return configuration;
+}
+
 inline TULOSandboxExchange TULOSandboxFetch(const QUrl &url, const QByteArray &token = QByteArray(),
                                             const QByteArray &formBody = QByteArray(), bool post = false)
 {
     QNetworkAccessManager manager;
     QNetworkRequest request(url);
     request.setTransferTimeout(20000); // a hang guard, never a measurement
+    request.setSslConfiguration(TULOSandboxSslConfiguration());
     if (!token.isEmpty())
         request.setRawHeader("Authorization", "Bearer " + token);
     QNetworkReply *reply = nullptr;

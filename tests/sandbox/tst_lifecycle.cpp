@@ -1,13 +1,19 @@
 #include "sandboxhttp.h"
 #include "sandboxstore.h"
 
+#include <QDateTime>
+#include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
+#include <QTcpSocket>
 #include <QJsonArray>
 #include <QTcpServer>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <sqlite3.h>
+#include <utime.h>
 
 class TestSandboxLifecycle : public QObject
 {
@@ -112,6 +118,66 @@ private Q_SLOTS:
         QCOMPARE(TULOSandboxFetch(QUrl(first.baseUrl().toString() + QStringLiteral("/account/session")), token).status, 503);
         first.clearFaults();
         QCOMPARE(TULOSandboxFetch(QUrl(first.baseUrl().toString() + QStringLiteral("/account/session")), token).status, 401);
+    }
+
+    // Clients that connect and then say nothing, or send their headers a byte at a time, hold
+    // a connection each; the store keeps answering everyone else.
+    void keepsAnsweringWhileClientsHoldConnections_data()
+    {
+        QTest::addColumn<int>("idle");
+        QTest::addColumn<int>("slowHeaders");
+        QTest::newRow("8 idle sockets") << 8 << 0;
+        QTest::newRow("64 slow-header clients") << 0 << 64;
+        QTest::newRow("both at once") << 8 << 64;
+    }
+    void keepsAnsweringWhileClientsHoldConnections()
+    {
+        QFETCH(int, idle);
+        QFETCH(int, slowHeaders);
+        TULOSandboxStore store;
+        QVERIFY(store.start());
+        std::vector<std::unique_ptr<QTcpSocket>> holders;
+        for (int i = 0; i < idle + slowHeaders; ++i) {
+            auto socket = std::make_unique<QTcpSocket>();
+            socket->connectToHost(QHostAddress::LocalHost, store.port());
+            QVERIFY(socket->waitForConnected(10000));
+            if (i >= idle) {
+                socket->write("GET /bag HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ");
+                QVERIFY(socket->waitForBytesWritten(10000));
+            }
+            holders.push_back(std::move(socket));
+        }
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(TULOSandboxFetch(store.bagUrl()).status, 200);
+        // The held connections would have kept it waiting for a read time-out (seconds) or more;
+        // a loaded machine answers well within this bound.
+        QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    }
+
+    // A store killed mid-upload leaves its staging folder; the next start removes it, but not
+    // one that another store process on the same data may be filling right now.
+    void startSweepsStaleStagingFolders()
+    {
+        QTemporaryDir data;
+        TULOSandboxStore store;
+        QVERIFY(store.start(data.path()));
+        store.stop();
+        const QString stale = data.filePath(QStringLiteral("posts/.staging-stale"));
+        const QString busy = data.filePath(QStringLiteral("posts/.staging-busy"));
+        for (const QString &folder : {stale, busy}) {
+            QVERIFY(QDir().mkpath(folder));
+            QFile part(folder + QStringLiteral("/file0.jpg"));
+            QVERIFY(part.open(QIODevice::WriteOnly));
+            part.write("half a photo");
+        }
+        const time_t longAgo = QDateTime::currentSecsSinceEpoch() - 2 * 3600;
+        const utimbuf times{longAgo, longAgo};
+        for (const QString &path : {stale + QStringLiteral("/file0.jpg"), stale})
+            QCOMPARE(::utime(QFile::encodeName(path).constData(), &times), 0);
+        QVERIFY(store.start(data.path()));
+        QVERIFY(!QFileInfo::exists(stale));
+        QVERIFY(QFileInfo::exists(busy + QStringLiteral("/file0.jpg")));
     }
 
     void stopTwiceAndRestart()

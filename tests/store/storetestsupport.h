@@ -3,12 +3,14 @@
 #include "platform/clientcontext.h"
 #include "sandboxstore.h"
 
+#include <QCoreApplication>
 #include <QTest>
+#include <QThread>
 
 #include <mutex>
 #include <optional>
 
-// Collects one (value, error) callback that arrives on another thread, for QTRY_ waits on the
+// Collects one (value, error) callback that may arrive on another thread, for QTRY_ waits on the
 // main thread (which keeps dispatching, so prompts can run there).
 template<class T>
 class TULOCallbackResult
@@ -18,6 +20,8 @@ public:
     {
         std::lock_guard lock(m_mutex);
         ++m_calls;
+        if (QThread::currentThread() != QCoreApplication::instance()->thread())
+            ++m_workerCalls;
         m_value = value;
         m_error = error;
     }
@@ -25,6 +29,12 @@ public:
     {
         std::lock_guard lock(m_mutex);
         return m_calls;
+    }
+    // Calls that arrived on a thread other than the GUI thread.
+    int workerCalls() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_workerCalls;
     }
     T value() const
     {
@@ -40,6 +50,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     int m_calls = 0;
+    int m_workerCalls = 0;
     T m_value{};
     TULOError m_error;
 };

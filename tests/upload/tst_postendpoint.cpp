@@ -8,7 +8,7 @@
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QTcpSocket>
+#include <QSslSocket>
 #include <QTest>
 #include <QUuid>
 
@@ -50,6 +50,7 @@ private:
         const QString &token, bool multipart = true)
     {
         QNetworkRequest request(QUrl(m_store.baseUrl().toString() + QStringLiteral("/posts")));
+        request.setSslConfiguration(TULOSandboxSslConfiguration());
         if (!token.isEmpty())
             request.setRawHeader("Authorization", "Bearer " + token.toLatin1());
         if (!key.isNull())
@@ -222,9 +223,15 @@ private Q_SLOTS:
     void incompleteBodyLeavesNothing()
     {
         const qsizetype before = TULOFetchSandboxPosts(m_store).size();
-        QTcpSocket socket;
-        socket.connectToHost(QStringLiteral("127.0.0.1"), m_store.port());
-        QVERIFY(socket.waitForConnected(TULOEndpointWait));
+        QSslSocket socket;
+        socket.setSslConfiguration(TULOSandboxSslConfiguration());
+        if (m_store.isSecure()) {
+            socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), m_store.port());
+            QVERIFY(socket.waitForEncrypted(TULOEndpointWait));
+        } else {
+            socket.connectToHost(QStringLiteral("127.0.0.1"), m_store.port());
+            QVERIFY(socket.waitForConnected(TULOEndpointWait));
+        }
         const QByteArray description = QJsonDocument(photoDescription(1000)).toJson(QJsonDocument::Compact);
         const QByteArray start = "--B\r\nContent-Disposition: form-data; name=\"description\"\r\n\r\n"
             + description

@@ -1,18 +1,18 @@
 #include "platform/records/artworkcatalog.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
+#include "platform/store/urlloadoperation.h"
+
 #include <QFile>
 #include <QImageReader>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QRunnable>
 #include <QThreadPool>
 
 namespace {
 
 thread_local bool tArtworkThread = false;
+constexpr int TULOArtworkRequestTimeout = 30000;
 
 QThreadPool *artworkPool()
 {
@@ -68,25 +68,22 @@ public:
         const QUrl url(token);
         if (url.isLocalFile())
             return readImageFile(url.toLocalFile(), error);
-        // A private manager and loop: this runs on a worker thread without an event loop.
-        QNetworkAccessManager manager;
-        QNetworkRequest request(url);
-        request.setTransferTimeout(30000);
-        QNetworkReply *reply = manager.get(request);
-        QEventLoop loop;
-        QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-        loop.exec();
+        TULOUrlLoadOperation load(url);
+        load.setTimeout(TULOArtworkRequestTimeout);
+        load.start();
+        const TULOError failure = load.networkError();
         QImage image;
-        if (reply->error() != QNetworkReply::NoError) {
-            TULOSetError(error, TULOError(QString::fromLatin1(TULONetworkErrorDomain), reply->error(),
+        if (!failure.isNull()) {
+            TULOSetError(error, TULOError(QString::fromLatin1(TULONetworkErrorDomain),
+                                          failure.domain() == QLatin1String(TULONetworkErrorDomain) ? failure.code()
+                                                                                                    : qint64(QNetworkReply::TimeoutError),
                                           {{QString::fromLatin1(TULOURLErrorKey), url},
-                                           {QString::fromLatin1(TULOLocalizedDescriptionKey), reply->errorString()}}));
-        } else if (!image.loadFromData(reply->readAll())) {
+                                           {QString::fromLatin1(TULOLocalizedDescriptionKey), failure.localizedDescription()}}));
+        } else if (!image.loadFromData(load.data())) {
             TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULONetworkErrorDomain), -1,
                                                            QStringLiteral("The artwork at %1 is not an image.")
                                                                .arg(url.toDisplayString())));
         }
-        delete reply;
         return image;
     }
 };

@@ -69,7 +69,8 @@ void TULOAuthenticateRequest::startWithResponseBlock(ResponseBlock block)
     });
 }
 
-std::optional<bool> TULOAuthenticateRequest::sessionIsValid(const TULOUrlBag &bag, const QString &token, TULOError *error)
+std::optional<bool> TULOAuthenticateRequest::sessionIsValid(const TULOUrlBag &bag, const QString &token, const TULOOperation *owner,
+                                                            TULOError *error)
 {
     const QUrl url = bag.urlForKey(QStringLiteral("session"), error);
     if (url.isEmpty())
@@ -77,6 +78,7 @@ std::optional<bool> TULOAuthenticateRequest::sessionIsValid(const TULOUrlBag &ba
     TULOStoreRequest request(url);
     request.setToken(token);
     TULOSignInExchange exchange(m_context);
+    const TULOCancellationLink link(owner, &exchange);
     const auto child = exchange.exchange(request);
     if (child->response().httpStatus == 401)
         return false;
@@ -87,9 +89,9 @@ std::optional<bool> TULOAuthenticateRequest::sessionIsValid(const TULOUrlBag &ba
     return true;
 }
 
-std::optional<TULOStoreAccount> TULOAuthenticateRequest::run(TULOError *error)
+std::optional<TULOStoreAccount> TULOAuthenticateRequest::run(TULOError *error, const TULOOperation *owner)
 {
-    const std::optional<TULOUrlBag> bag = m_context.loadURLBagAndWait(error);
+    const std::optional<TULOUrlBag> bag = m_context.loadURLBagAndWait(error, owner);
     if (!bag)
         return std::nullopt;
 
@@ -98,7 +100,7 @@ std::optional<TULOStoreAccount> TULOAuthenticateRequest::run(TULOError *error)
     const QString wanted = m_authentication.accountName();
     const bool sameAccount = active && (wanted.isEmpty() || active->accountName().compare(wanted, Qt::CaseInsensitive) == 0);
     if (sameAccount && active->isAuthenticated()) {
-        const std::optional<bool> valid = sessionIsValid(*bag, active->token(), error);
+        const std::optional<bool> valid = sessionIsValid(*bag, active->token(), owner, error);
         if (!valid)
             return std::nullopt;
         if (*valid)
@@ -134,6 +136,7 @@ std::optional<TULOStoreAccount> TULOAuthenticateRequest::run(TULOError *error)
     TULOStoreRequest request(url);
     request.setFormBody({{QStringLiteral("accountName"), reply->accountName}, {QStringLiteral("password"), reply->password}});
     TULOSignInExchange exchange(m_context);
+    const TULOCancellationLink link(owner, &exchange);
     const auto child = exchange.exchange(request);
     const QVariantMap body = child->output().toMap();
     const QString token = TULOLookupString(body.value(QStringLiteral("token")));

@@ -17,6 +17,7 @@ struct TULOAuthenticationPromptReply
 };
 
 // How to sign in: which account, whether the user may be prompted, and the host's prompt.
+class TULOOperation;
 class TULOAuthenticationContext
 {
 public:
@@ -58,10 +59,11 @@ public:
     // Runs on a worker thread; `block` is called there exactly once.
     void startWithResponseBlock(ResponseBlock block);
     // The same, on the calling thread. Never call it on the main thread when a prompt may show.
-    std::optional<TULOStoreAccount> run(TULOError *error = nullptr);
+    // `owner`: the operation this runs inside; cancelling it stops the sign-in (store error 16).
+    std::optional<TULOStoreAccount> run(TULOError *error = nullptr, const TULOOperation *owner = nullptr);
 
 private:
-    std::optional<bool> sessionIsValid(const TULOUrlBag &bag, const QString &token, TULOError *error);
+    std::optional<bool> sessionIsValid(const TULOUrlBag &bag, const QString &token, const TULOOperation *owner, TULOError *error);
 
     TULOAuthenticationContext m_authentication;
     TULOClientContext m_context;

@@ -15,7 +15,7 @@ int TULOComplexStoreOperation::httpStatus() const
 
 std::optional<TULOUrlBag> TULOComplexStoreOperation::urlBag(TULOError *error)
 {
-    return m_context.loadURLBagAndWait(error);
+    return m_context.loadURLBagAndWait(error, this);
 }
 
 std::shared_ptr<TULOUrlLoadOperation> TULOComplexStoreOperation::newLoadOperation(const TULOStoreRequest &request) const
@@ -28,9 +28,7 @@ std::shared_ptr<TULOUrlLoadOperation> TULOComplexStoreOperation::newLoadOperatio
 
 void TULOComplexStoreOperation::runChildOperation(const std::shared_ptr<TULOUrlLoadOperation> &child)
 {
-    child->setParentOperation(weak_from_this());
-    if (isCancelled())
-        child->cancel();
+    const TULOCancellationLink link(this, child.get());
     child->start();
     m_httpStatus = child->response().httpStatus;
 }

@@ -2,7 +2,11 @@
 
 #include "platform/credentials/credentialstore.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 const char *const TULOStoreSessionCredentialService = "com.vantor.Quillon.storeSession";
+const char *const TULOStoreActiveAccountItem = " active account";
 
 static QString serviceName()
 {
@@ -51,4 +55,36 @@ bool TULOCredentialStoreTokenKeeper::setTokenForAccount(const QString &token, co
         }
     }
     return done;
+}
+
+std::optional<TULOStoreAccount> TULOCredentialStoreTokenKeeper::lastActiveAccount()
+{
+    const std::optional<QByteArray> data = store()->findItem(QString::fromLatin1(TULOStoreActiveAccountItem), serviceName());
+    if (!data)
+        return std::nullopt;
+    const QJsonObject object = QJsonDocument::fromJson(*data).object();
+    TULOStoreAccount account;
+    account.setAccountName(object.value(QStringLiteral("accountName")).toString());
+    account.setIdentifier(object.value(QStringLiteral("accountId")).toString().toLongLong());
+    account.setDisplayName(object.value(QStringLiteral("displayName")).toString());
+    // A damaged item is no account: the user signs in again.
+    if (account.accountName().isEmpty() || account.identifier() == 0)
+        return std::nullopt;
+    return account;
+}
+
+void TULOCredentialStoreTokenKeeper::setLastActiveAccount(const std::optional<TULOStoreAccount> &account)
+{
+    const QString item = QString::fromLatin1(TULOStoreActiveAccountItem);
+    if (!account) {
+        store()->deleteItem(item, serviceName());
+        return;
+    }
+    const QByteArray data = QJsonDocument(QJsonObject{{QStringLiteral("accountName"), account->accountName()},
+                                                      {QStringLiteral("accountId"), account->identifierString()},
+                                                      {QStringLiteral("displayName"), account->displayName()}})
+                                .toJson(QJsonDocument::Compact);
+    TULOError error;
+    if (!store()->updateItem(item, serviceName(), data, &error) && error.code() == TULOCredentialStoreErrorItemNotFound)
+        store()->addItem(item, serviceName(), data);
 }

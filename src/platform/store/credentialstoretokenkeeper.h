@@ -7,7 +7,8 @@
 class TULOCredentialStore;
 
 // Keeps store session tokens in the secure credential store, one item per account (the
-// account name without case) under the service TULOStoreSessionCredentialService.
+// account name without case) under the service TULOStoreSessionCredentialService, and beside
+// them which account was active.
 class TULOCredentialStoreTokenKeeper : public TULOStoreTokenKeeper
 {
 public:
@@ -19,6 +20,9 @@ public:
 
     QString tokenForAccount(const QString &accountName) override;
     bool setTokenForAccount(const QString &token, const QString &accountName) override;
+    // Kept as one more item of the same service, under the name TULOStoreActiveAccountItem.
+    std::optional<TULOStoreAccount> lastActiveAccount() override;
+    void setLastActiveAccount(const std::optional<TULOStoreAccount> &account) override;
 
 private:
     TULOCredentialStore *store();
@@ -27,3 +31,5 @@ private:
 };
 
 extern const char *const TULOStoreSessionCredentialService;
+// Account names are case-folded e-mail style names; this one cannot clash with them.
+extern const char *const TULOStoreActiveAccountItem;

@@ -64,7 +64,7 @@ void TULOLoadClientContextOperation::main()
             }
         }
         // The bag loads under the lock, so a second operation waits and then finds the default.
-        if (error.isNull() && !context.loadURLBagAndWait(&error))
+        if (error.isNull() && !context.loadURLBagAndWait(&error, this))
             context = TULOClientContext();
         if (made && !context.isNull())
             TULOClientContext::setDefaultContext(context);

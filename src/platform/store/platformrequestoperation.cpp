@@ -183,10 +183,10 @@ void TULOPlatformRequestOperation::main()
         child->setTimeout(context.requestTimeout());
         child->setStorefrontSuffix(storefrontSuffix());
         child->setDataConsumer(std::make_shared<TULOProtocolDataConsumer>());
-        child->setParentOperation(weak_from_this());
-        if (isCancelled())
-            child->cancel();
-        child->start();
+        {
+            const TULOCancellationLink link(this, child.get());
+            child->start();
+        }
         status = child->response().httpStatus;
         if (!child->error().isNull()) {
             error = child->error();

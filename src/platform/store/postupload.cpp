@@ -1,12 +1,16 @@
 #include "platform/store/postupload_p.h"
 
-#include <QDeadlineTimer>
+#include "platform/store/networkaccess_p.h"
+
 #include <QFile>
-#include <QPointer>
+#include <QNetworkProxy>
 #include <QRandomGenerator>
 #include <QSslSocket>
 #include <QTcpSocket>
 #include <QThread>
+#include <QTimer>
+
+#include <functional>
 
 namespace {
 
@@ -14,18 +18,11 @@ namespace {
 constexpr qint64 TULOUploadBlockSize = qint64(512) << 10;
 // The socket's own buffer is kept under this; it bounds the memory an upload holds.
 constexpr qint64 TULOUploadSocketBacklog = TULOUploadBlockSize;
-// Waits are sliced so a cancelled upload stops promptly.
-constexpr int TULOUploadWaitSlice = 100;
 constexpr qsizetype TULOUploadMaximumHead = 64 << 10;
 constexpr qsizetype TULOUploadMaximumAnswer = 16 << 20;
+constexpr int TULOUploadDefaultTimeout = 60000;
 
-struct Outcome
-{
-    int status = 0;
-    QByteArray body;
-    QNetworkReply::NetworkError error = QNetworkReply::NoError;
-    QString errorString;
-};
+using Outcome = TULOPostUploadOutcome;
 
 QNetworkReply::NetworkError networkErrorFor(QAbstractSocket::SocketError error)
 {
@@ -40,128 +37,378 @@ QNetworkReply::NetworkError networkErrorFor(QAbstractSocket::SocketError error)
         return QNetworkReply::TimeoutError;
     case QAbstractSocket::SslHandshakeFailedError:
         return QNetworkReply::SslHandshakeFailedError;
-    case QAbstractSocket::ProxyConnectionRefusedError:
-    case QAbstractSocket::ProxyConnectionClosedError:
-    case QAbstractSocket::ProxyConnectionTimeoutError:
-    case QAbstractSocket::ProxyNotFoundError:
-    case QAbstractSocket::ProxyProtocolError:
     case QAbstractSocket::ProxyAuthenticationRequiredError:
+        return QNetworkReply::ProxyAuthenticationRequiredError;
+    case QAbstractSocket::ProxyNotFoundError:
+        return QNetworkReply::ProxyNotFoundError;
+    case QAbstractSocket::ProxyConnectionTimeoutError:
+        return QNetworkReply::ProxyTimeoutError;
+    case QAbstractSocket::ProxyConnectionClosedError:
+        return QNetworkReply::ProxyConnectionClosedError;
+    case QAbstractSocket::ProxyConnectionRefusedError:
+    case QAbstractSocket::ProxyProtocolError:
         return QNetworkReply::ProxyConnectionRefusedError;
     default:
         return QNetworkReply::UnknownNetworkError;
     }
 }
 
-// The blocking side of one upload; runs on the upload's thread.
-class Sender
+// The request as bytes: the head, then each part between boundaries, read from disk on demand.
+class MultipartBody
 {
 public:
-    Sender(const QNetworkRequest &request, const QList<TULOPostUpload::Part> &parts, int timeout,
-        const std::atomic_bool &cancelled)
-        : m_request(request)
-        , m_parts(parts)
-        , m_timeout(timeout > 0 ? timeout : 60000)
-        , m_cancelled(cancelled)
+    MultipartBody(const QByteArray &head, const QList<TULOPostUpload::Part> &parts, const QByteArray &boundary)
+        : m_parts(parts)
+        , m_tail("--" + boundary + "--\r\n")
     {
+        m_pieces.append(head);
+        for (const TULOPostUpload::Part &part : parts) {
+            m_heads.append("--" + boundary + "\r\n" + part.headers + "\r\n\r\n");
+            m_contentLength += m_heads.last().size() + part.size + 2;
+        }
+        m_contentLength += m_tail.size();
     }
 
-    Outcome send(const std::function<void(qint64, qint64)> &progress);
+    qint64 contentLength() const { return m_contentLength; }
+    bool atEnd() const { return m_part > m_parts.size() && m_pieces.isEmpty(); }
+
+    // Appends the next bytes to `block`, up to `capacity` in all. False when a file cannot be read.
+    bool fill(QByteArray &block, qint64 capacity, QString *error)
+    {
+        while (block.size() < capacity && !atEnd()) {
+            if (!m_pieces.isEmpty()) {
+                block += m_pieces.takeFirst();
+                continue;
+            }
+            if (m_part == m_parts.size()) {
+                m_pieces.append(m_tail);
+                ++m_part;
+                continue;
+            }
+            const TULOPostUpload::Part &part = m_parts.at(m_part);
+            if (!m_inPart) {
+                block += m_heads.at(m_part);
+                m_inPart = true;
+                m_left = part.file ? part.size : 0;
+                if (!part.file)
+                    block += part.body;
+                continue;
+            }
+            if (m_left == 0) {
+                block += "\r\n";
+                m_inPart = false;
+                ++m_part;
+                continue;
+            }
+            const qsizetype at = block.size();
+            block.resize(at + qsizetype(qMin(capacity - at, m_left)));
+            const qint64 read = part.file->read(block.data() + at, block.size() - at);
+            if (read <= 0) {
+                *error = QStringLiteral("The file \"%1\" changed while it was sent.").arg(part.file->fileName());
+                return false;
+            }
+            block.resize(at + qsizetype(read));
+            m_left -= read;
+        }
+        return true;
+    }
 
 private:
-    bool fail(QNetworkReply::NetworkError error, const QString &message)
+    QList<TULOPostUpload::Part> m_parts;
+    QByteArray m_tail;
+    QList<QByteArray> m_heads;
+    QList<QByteArray> m_pieces; // ready bytes that go before the current part
+    qint64 m_contentLength = 0;
+    qsizetype m_part = 0;
+    bool m_inPart = false;
+    qint64 m_left = 0;
+};
+
+// The socket side of one upload; lives and dies on the upload's thread, driven by its events.
+class Connection : public QObject
+{
+public:
+    using Progress = std::function<void(qint64 sent, qint64 total)>;
+    using Done = std::function<void(const Outcome &)>;
+
+    Connection(const QNetworkRequest &request, const QList<TULOPostUpload::Part> &parts, int timeout, Progress progress,
+        Done done)
+        : m_request(request)
+        , m_parts(parts)
+        , m_timeout(timeout > 0 ? timeout : TULOUploadDefaultTimeout)
+        , m_progress(std::move(progress))
+        , m_done(std::move(done))
     {
-        if (m_outcome.error == QNetworkReply::NoError) {
-            m_outcome.error = error;
-            m_outcome.errorString = message;
-        }
-        return false;
     }
-    bool socketFailed()
+
+    ~Connection() override
     {
-        return fail(networkErrorFor(m_socket->error()), m_socket->errorString());
+        // The socket goes before this object's members; it must not call back into them.
+        if (m_socket)
+            m_socket->disconnect(this);
     }
-    // Waits until `done` holds, failing after the inactivity limit without progress.
-    bool waitUntil(const std::function<bool()> &done, const std::function<bool(int)> &wait);
-    bool writeBlock(const QByteArray &block);
-    bool readAnswer();
+
+    void start();
+
+private:
+    QByteArray requestHead(const QByteArray &boundary, qint64 contentLength, bool viaProxy) const;
+    void connectSocket(const QNetworkProxy &proxy);
+    void writeMore();
+    void onBytesWritten(qint64 bytes);
+    void onReadyRead();
+    void onSocketError();
+    void finishWith(QNetworkReply::NetworkError error, const QString &message);
+    void finish();
+    void markActivity() { m_idle.start(m_timeout); }
 
     QNetworkRequest m_request;
     QList<TULOPostUpload::Part> m_parts;
     int m_timeout;
-    const std::atomic_bool &m_cancelled;
+    Progress m_progress;
+    Done m_done;
+    std::unique_ptr<MultipartBody> m_body;
     std::unique_ptr<QTcpSocket> m_socket;
+    QTimer m_idle;
+    QByteArray m_received;
+    qint64 m_headSize = 0;
+    qint64 m_queued = 0; // bytes handed to the socket
+    qint64 m_written = 0; // bytes the socket has sent on
+    qint64 m_reported = 0;
+    bool m_bodyQueued = false;
+    bool m_finished = false;
     Outcome m_outcome;
 };
 
-bool Sender::waitUntil(const std::function<bool()> &done, const std::function<bool(int)> &wait)
+QByteArray Connection::requestHead(const QByteArray &boundary, qint64 contentLength, bool viaProxy) const
 {
-    QDeadlineTimer idle(m_timeout);
-    while (!done()) {
-        if (m_cancelled)
-            return fail(QNetworkReply::OperationCanceledError, QStringLiteral("The upload was cancelled."));
-        if (idle.hasExpired())
-            return fail(QNetworkReply::TimeoutError, QStringLiteral("The store stopped answering."));
-        if (wait(TULOUploadWaitSlice)) {
-            idle.setRemainingTime(m_timeout);
+    const QUrl url = m_request.url();
+    const bool secure = url.scheme() == QLatin1String("https");
+    // A forwarding proxy takes the whole address; everyone else just the path.
+    QByteArray target = viaProxy ? url.toEncoded(QUrl::RemoveFragment | QUrl::RemoveUserInfo)
+                                 : url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemoveFragment);
+    if (url.path().isEmpty())
+        target += '/';
+    QByteArray head = "POST " + target + " HTTP/1.1\r\nHost: " + url.host(QUrl::FullyEncoded).toLatin1();
+    if (url.port() != -1)
+        head += ':' + QByteArray::number(url.port(secure ? 443 : 80));
+    head += "\r\n";
+    for (const QByteArray &name : m_request.rawHeaderList()) {
+        const QByteArray lower = name.toLower();
+        if (lower == "host" || lower == "content-length" || lower == "content-type" || lower == "connection"
+            || lower == "transfer-encoding" || lower == "expect")
             continue;
-        }
-        if (done())
-            return true;
-        if (m_socket->state() == QAbstractSocket::UnconnectedState
-            || (m_socket->error() != QAbstractSocket::SocketTimeoutError
-                && m_socket->error() != QAbstractSocket::UnknownSocketError))
-            return socketFailed();
+        head += name + ": " + m_request.rawHeader(name) + "\r\n";
     }
-    return true;
+    head += "Content-Type: multipart/form-data; boundary=\"" + boundary + "\"\r\nContent-Length: "
+        + QByteArray::number(contentLength) + "\r\nConnection: close\r\n";
+    return head;
 }
 
-bool Sender::writeBlock(const QByteArray &block)
+void Connection::start()
 {
-    if (m_socket->write(block) != block.size())
-        return socketFailed();
-    return waitUntil([this] { return m_socket->bytesToWrite() < TULOUploadSocketBacklog; },
-        [this](int ms) { return m_socket->waitForBytesWritten(ms); });
+    const QUrl url = m_request.url();
+    const bool secure = url.scheme() == QLatin1String("https");
+    if (!secure && url.scheme() != QLatin1String("http")) {
+        finishWith(QNetworkReply::ProtocolUnknownError, QStringLiteral("Posts are sent over HTTP."));
+        return;
+    }
+    const QNetworkProxy proxy = TULONetworkAccess::proxyForUrl(url);
+    const bool forwarding = !secure && proxy.type() == QNetworkProxy::HttpProxy;
+    const QByteArray boundary = "----quillon" + QByteArray::number(QRandomGenerator::global()->generate64(), 16);
+    // The head's length does not depend on the body's, so measure it with a zero length first.
+    MultipartBody measure(QByteArray(), m_parts, boundary);
+    QByteArray head = requestHead(boundary, measure.contentLength(), forwarding);
+    if (forwarding && !proxy.user().isEmpty())
+        head += "Proxy-Authorization: Basic " + (proxy.user() + QLatin1Char(':') + proxy.password()).toUtf8().toBase64()
+            + "\r\n";
+    head += "\r\n";
+    m_headSize = head.size();
+    m_body = std::make_unique<MultipartBody>(head, m_parts, boundary);
+
+    m_idle.setSingleShot(true);
+    connect(&m_idle, &QTimer::timeout, this,
+        [this] { finishWith(QNetworkReply::TimeoutError, QStringLiteral("The store stopped answering.")); });
+    markActivity();
+    connectSocket(proxy);
 }
 
-bool Sender::readAnswer()
+void Connection::connectSocket(const QNetworkProxy &proxy)
 {
-    QByteArray data;
-    const auto readMore = [&](int ms) {
-        if (m_socket->bytesAvailable() == 0 && !m_socket->waitForReadyRead(ms))
-            return false;
-        data += m_socket->readAll();
-        return true;
-    };
-    const auto closed = [&] { return m_socket->state() != QAbstractSocket::ConnectedState; };
-    qsizetype headEnd = -1;
-    for (;;) {
-        // Interim answers (100 Continue) come before the real one.
-        const bool gotHead = waitUntil(
-            [&] {
-                headEnd = data.indexOf("\r\n\r\n");
-                return headEnd >= 0 || data.size() > TULOUploadMaximumHead
-                    || (closed() && m_socket->bytesAvailable() == 0);
-            },
-            readMore);
-        if (!gotHead)
-            return false;
-        if (headEnd < 0)
-            return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store sent no answer."));
-        const QByteArray statusLine = data.left(data.indexOf("\r\n"));
-        const QList<QByteArray> fields = statusLine.split(' ');
-        bool ok = false;
-        const int status = fields.size() >= 2 && fields.first().startsWith("HTTP/") ? fields.at(1).toInt(&ok) : 0;
-        if (!ok || status < 100)
-            return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store's answer is not HTTP."));
-        if (status >= 200) {
-            m_outcome.status = status;
-            break;
+    const QUrl url = m_request.url();
+    const bool secure = url.scheme() == QLatin1String("https");
+    const quint16 port = quint16(url.port(secure ? 443 : 80));
+    if (secure) {
+        auto *ssl = new QSslSocket;
+        m_socket.reset(ssl);
+        ssl->setSslConfiguration(m_request.sslConfiguration());
+        // An HTTP proxy tunnels TLS with CONNECT; a SOCKS proxy carries it as it is.
+        ssl->setProxy(proxy);
+        connect(ssl, &QSslSocket::encrypted, this, [this] {
+            markActivity();
+            writeMore();
+        });
+        ssl->connectToHostEncrypted(url.host(), port);
+    } else {
+        m_socket = std::make_unique<QTcpSocket>();
+        const bool forwarding = proxy.type() == QNetworkProxy::HttpProxy;
+        m_socket->setProxy(forwarding ? QNetworkProxy(QNetworkProxy::NoProxy) : proxy);
+        connect(m_socket.get(), &QTcpSocket::connected, this, [this] {
+            markActivity();
+            writeMore();
+        });
+        if (forwarding)
+            m_socket->connectToHost(proxy.hostName(), proxy.port());
+        else
+            m_socket->connectToHost(url.host(), port);
+    }
+    connect(m_socket.get(), &QTcpSocket::bytesWritten, this, &Connection::onBytesWritten);
+    connect(m_socket.get(), &QTcpSocket::readyRead, this, &Connection::onReadyRead);
+    connect(m_socket.get(), &QTcpSocket::errorOccurred, this, &Connection::onSocketError);
+    connect(m_socket.get(), &QTcpSocket::disconnected, this, &Connection::onSocketError);
+}
+
+void Connection::writeMore()
+{
+    while (!m_finished && !m_bodyQueued && m_socket->bytesToWrite() < TULOUploadSocketBacklog) {
+        QByteArray block;
+        block.reserve(TULOUploadBlockSize + m_headSize);
+        QString error;
+        if (!m_body->fill(block, TULOUploadBlockSize, &error)) {
+            finishWith(QNetworkReply::UnknownContentError, error);
+            return;
         }
-        data.remove(0, headEnd + 4);
+        if (!block.isEmpty() && m_socket->write(block) != block.size()) {
+            onSocketError();
+            return;
+        }
+        m_queued += block.size();
+        m_bodyQueued = m_body->atEnd();
+    }
+}
+
+void Connection::onBytesWritten(qint64 bytes)
+{
+    markActivity();
+    m_written += bytes;
+    const qint64 total = m_body->contentLength();
+    const qint64 sent = qBound<qint64>(0, m_written - m_headSize, total);
+    // Reported per block: finer steps cost more than they tell.
+    if (sent - m_reported >= TULOUploadBlockSize || (sent == total && m_reported != total)) {
+        m_reported = sent;
+        m_progress(sent, total);
+    }
+    writeMore();
+}
+
+void Connection::onReadyRead()
+{
+    markActivity();
+    m_received += m_socket->readAll();
+    Outcome answer;
+    if (TULOHttpAnswerReader().read(m_received, false, &answer) != TULOHttpAnswerReader::State::NeedMore) {
+        m_outcome = answer;
+        finish();
+    }
+}
+
+void Connection::onSocketError()
+{
+    if (m_finished)
+        return;
+    m_received += m_socket->readAll();
+    // A store that refuses early may have answered before it closed; its answer counts.
+    Outcome answer;
+    if (!m_received.isEmpty() && TULOHttpAnswerReader().read(m_received, true, &answer) == TULOHttpAnswerReader::State::Complete) {
+        m_outcome = answer;
+        finish();
+        return;
+    }
+    if (m_socket->error() == QAbstractSocket::RemoteHostClosedError || m_socket->error() == QAbstractSocket::UnknownSocketError) {
+        if (m_received.isEmpty()) {
+            finishWith(QNetworkReply::RemoteHostClosedError, QStringLiteral("The store closed the connection without an answer."));
+        } else {
+            m_outcome = answer; // what the reader found wrong with the partial answer
+            finish();
+        }
+        return;
+    }
+    finishWith(networkErrorFor(m_socket->error()), m_socket->errorString());
+}
+
+void Connection::finishWith(QNetworkReply::NetworkError error, const QString &message)
+{
+    m_outcome = Outcome();
+    m_outcome.error = error;
+    m_outcome.errorString = message;
+    finish();
+}
+
+void Connection::finish()
+{
+    if (m_finished)
+        return;
+    m_finished = true;
+    m_idle.stop();
+    if (m_socket) {
+        m_socket->disconnect(this);
+        m_socket->abort();
+    }
+    m_done(m_outcome);
+}
+
+// The upload's thread: its event loop drives the connection until the answer or a cancel.
+class UploadThread : public QThread
+{
+public:
+    UploadThread(std::function<std::unique_ptr<Connection>()> makeConnection)
+        : m_makeConnection(std::move(makeConnection))
+    {
+    }
+
+protected:
+    void run() override
+    {
+        const std::unique_ptr<Connection> connection = m_makeConnection();
+        connection->start();
+        exec();
+    }
+
+private:
+    std::function<std::unique_ptr<Connection>()> m_makeConnection;
+};
+
+} // namespace
+
+TULOHttpAnswerReader::State TULOHttpAnswerReader::read(const QByteArray &received, bool closed, Outcome *outcome) const
+{
+    const auto failed = [outcome](const QString &message) {
+        *outcome = Outcome();
+        outcome->error = QNetworkReply::ProtocolFailure;
+        outcome->errorString = message;
+        return State::Failed;
+    };
+    qsizetype at = 0;
+    qsizetype headEnd = -1;
+    int status = 0;
+    for (;;) {
+        headEnd = received.indexOf("\r\n\r\n", at);
+        if (headEnd < 0) {
+            if (received.size() - at > TULOUploadMaximumHead)
+                return failed(QStringLiteral("The store's answer is malformed."));
+            return closed ? failed(QStringLiteral("The store sent no answer.")) : State::NeedMore;
+        }
+        const QList<QByteArray> fields = received.mid(at, received.indexOf("\r\n", at) - at).split(' ');
+        bool ok = false;
+        status = fields.size() >= 2 && fields.first().startsWith("HTTP/") ? fields.at(1).toInt(&ok) : 0;
+        if (!ok || status < 100)
+            return failed(QStringLiteral("The store's answer is not HTTP."));
+        if (status >= 200)
+            break;
+        at = headEnd + 4; // an interim answer (100 Continue) comes before the real one
     }
     qint64 length = -1;
     bool chunked = false;
-    for (const QByteArray &line : data.left(headEnd).split('\n').mid(1)) {
+    for (const QByteArray &line : received.mid(at, headEnd - at).split('\n').mid(1)) {
         const qsizetype colon = line.indexOf(':');
         if (colon < 0)
             continue;
@@ -172,172 +419,42 @@ bool Sender::readAnswer()
         else if (name == "transfer-encoding" && value.toLower().contains("chunked"))
             chunked = true;
     }
-    data.remove(0, headEnd + 4);
+    const QByteArray data = received.mid(headEnd + 4);
+    QByteArray body;
     if (chunked) {
-        QByteArray body;
+        qsizetype position = 0;
         for (;;) {
-            qsizetype lineEnd = -1;
-            if (!waitUntil([&] { return (lineEnd = data.indexOf("\r\n")) >= 0 || closed(); }, readMore)
-                || lineEnd < 0)
-                return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store's answer was cut short."));
+            const qsizetype lineEnd = data.indexOf("\r\n", position);
+            if (lineEnd < 0)
+                return closed ? failed(QStringLiteral("The store's answer was cut short.")) : State::NeedMore;
             bool ok = false;
-            const qint64 size = data.left(lineEnd).split(';').first().trimmed().toLongLong(&ok, 16);
+            const qint64 size = data.mid(position, lineEnd - position).split(';').first().trimmed().toLongLong(&ok, 16);
             if (!ok || size < 0 || body.size() + size > TULOUploadMaximumAnswer)
-                return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store's answer is malformed."));
+                return failed(QStringLiteral("The store's answer is malformed."));
             if (size == 0)
                 break;
-            if (!waitUntil([&] { return data.size() >= lineEnd + 2 + size + 2 || closed(); }, readMore)
-                || data.size() < lineEnd + 2 + size + 2)
-                return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store's answer was cut short."));
+            if (data.size() < lineEnd + 2 + size + 2)
+                return closed ? failed(QStringLiteral("The store's answer was cut short.")) : State::NeedMore;
             body += data.mid(lineEnd + 2, size);
-            data.remove(0, lineEnd + 2 + size + 2);
+            position = lineEnd + 2 + size + 2;
         }
-        m_outcome.body = body;
-        return true;
-    }
-    if (length > TULOUploadMaximumAnswer)
-        return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store's answer is too large."));
-    // Without a length the answer runs until the store closes the connection.
-    waitUntil(
-        [&] {
-            return (length >= 0 && data.size() >= length) || data.size() > TULOUploadMaximumAnswer
-                || (closed() && m_socket->bytesAvailable() == 0);
-        },
-        readMore);
-    if (length >= 0 && data.size() < length)
-        return fail(QNetworkReply::ProtocolFailure, QStringLiteral("The store's answer was cut short."));
-    m_outcome.body = length >= 0 ? data.left(length) : data;
-    return true;
-}
-
-Outcome Sender::send(const std::function<void(qint64, qint64)> &progress)
-{
-    const QUrl url = m_request.url();
-    const bool secure = url.scheme() == QLatin1String("https");
-    if (!secure && url.scheme() != QLatin1String("http")) {
-        fail(QNetworkReply::ProtocolUnknownError, QStringLiteral("Posts are sent over HTTP."));
-        return m_outcome;
-    }
-    const QByteArray boundary
-        = "----quillon" + QByteArray::number(QRandomGenerator::global()->generate64(), 16);
-    QList<QByteArray> heads;
-    qint64 total = 0;
-    for (const TULOPostUpload::Part &part : std::as_const(m_parts)) {
-        heads.append("--" + boundary + "\r\n" + part.headers + "\r\n\r\n");
-        total += heads.last().size() + part.size + 2;
-    }
-    const QByteArray tail = "--" + boundary + "--\r\n";
-    total += tail.size();
-
-    const quint16 port = quint16(url.port(secure ? 443 : 80));
-    QByteArray head = "POST " + url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemoveFragment);
-    if (url.path().isEmpty())
-        head += '/';
-    head += " HTTP/1.1\r\nHost: " + url.host(QUrl::FullyEncoded).toLatin1();
-    if (url.port() != -1)
-        head += ':' + QByteArray::number(port);
-    head += "\r\n";
-    for (const QByteArray &name : m_request.rawHeaderList()) {
-        const QByteArray lower = name.toLower();
-        if (lower == "host" || lower == "content-length" || lower == "content-type" || lower == "connection"
-            || lower == "transfer-encoding" || lower == "expect")
-            continue;
-        head += name + ": " + m_request.rawHeader(name) + "\r\n";
-    }
-    head += "Content-Type: multipart/form-data; boundary=\"" + boundary + "\"\r\nContent-Length: "
-        + QByteArray::number(total) + "\r\nConnection: close\r\n\r\n";
-
-    if (secure) {
-        auto *ssl = new QSslSocket;
-        m_socket.reset(ssl);
-        ssl->setSslConfiguration(m_request.sslConfiguration());
-        ssl->connectToHostEncrypted(url.host(), port);
+    } else if (length > TULOUploadMaximumAnswer) {
+        return failed(QStringLiteral("The store's answer is too large."));
+    } else if (length >= 0) {
+        if (data.size() < length)
+            return closed ? failed(QStringLiteral("The store's answer was cut short.")) : State::NeedMore;
+        body = data.left(length);
     } else {
-        m_socket = std::make_unique<QTcpSocket>();
-        m_socket->connectToHost(url.host(), port);
+        // Without a length the answer runs until the store closes the connection.
+        if (!closed && data.size() <= TULOUploadMaximumAnswer)
+            return State::NeedMore;
+        body = data.left(TULOUploadMaximumAnswer);
     }
-    // One wait: a timed-out connection attempt is abandoned, so it cannot be sliced.
-    const bool connected = secure ? static_cast<QSslSocket *>(m_socket.get())->waitForEncrypted(m_timeout)
-                                  : m_socket->waitForConnected(m_timeout);
-    if (!connected) {
-        if (m_cancelled)
-            fail(QNetworkReply::OperationCanceledError, QStringLiteral("The upload was cancelled."));
-        socketFailed();
-        return m_outcome;
-    }
-
-    // Whole blocks: the head and small parts share the first with the start of the file.
-    QByteArray block = head;
-    block.reserve(TULOUploadBlockSize + head.size());
-    qint64 sent = 0;
-    qint64 reported = 0;
-    qint64 headLeft = head.size();
-    const auto flush = [&]() -> bool {
-        if (block.isEmpty())
-            return true;
-        if (!writeBlock(block))
-            return false;
-        sent += block.size() - headLeft;
-        headLeft = 0;
-        block.resize(0);
-        // Reported per block: finer steps cost more than they tell.
-        const qint64 onTheWay = qMax<qint64>(0, sent - m_socket->bytesToWrite());
-        if (onTheWay - reported >= TULOUploadBlockSize) {
-            reported = onTheWay;
-            progress(onTheWay, total);
-        }
-        return true;
-    };
-    bool written = true;
-    for (int i = 0; written && i < m_parts.size(); ++i) {
-        const TULOPostUpload::Part &part = m_parts.at(i);
-        block += heads.at(i);
-        if (!part.file) {
-            block += part.body;
-        } else {
-            for (qint64 left = part.size; written && left > 0;) {
-                const qint64 room = TULOUploadBlockSize - block.size();
-                if (room <= 0) {
-                    written = flush();
-                    continue;
-                }
-                const qsizetype at = block.size();
-                block.resize(at + qsizetype(qMin(room, left)));
-                const qint64 read = part.file->read(block.data() + at, block.size() - at);
-                if (read <= 0) {
-                    fail(QNetworkReply::UnknownContentError,
-                        QStringLiteral("The file \"%1\" changed while it was sent.").arg(part.file->fileName()));
-                    written = false;
-                    break;
-                }
-                block.resize(at + qsizetype(read));
-                left -= read;
-            }
-        }
-        block += "\r\n";
-        if (written && block.size() >= TULOUploadBlockSize)
-            written = flush();
-    }
-    if (written) {
-        block += tail;
-        written = flush()
-            && waitUntil([this] { return m_socket->bytesToWrite() == 0; },
-                [this](int ms) { return m_socket->waitForBytesWritten(ms); });
-    }
-    if (written)
-        progress(total, total);
-    // A store that refuses early may have answered before it closed; its answer counts.
-    const QNetworkReply::NetworkError writeError = m_outcome.error;
-    if (written || m_socket->bytesAvailable() > 0) {
-        m_outcome.error = QNetworkReply::NoError;
-        if (!readAnswer() && !written && writeError != QNetworkReply::NoError && m_outcome.status == 0)
-            m_outcome.error = writeError;
-    }
-    m_socket->abort();
-    return m_outcome;
+    *outcome = Outcome();
+    outcome->status = status;
+    outcome->body = body;
+    return State::Complete;
 }
-
-} // namespace
 
 TULOPostUpload::TULOPostUpload(
     const QNetworkRequest &request, QList<Part> parts, int inactivityTimeout, QObject *parent)
@@ -350,8 +467,9 @@ TULOPostUpload::TULOPostUpload(
 
 TULOPostUpload::~TULOPostUpload()
 {
-    m_cancelled = true;
     if (m_thread) {
+        // Ends the thread's loop, which drops the connection: the socket closes at once.
+        m_thread->quit();
         m_thread->wait();
         delete m_thread;
     }
@@ -359,28 +477,30 @@ TULOPostUpload::~TULOPostUpload()
 
 void TULOPostUpload::start()
 {
-    m_thread = QThread::create([this] { run(); });
+    // Results hop to the main thread; the destructor waits for the thread, so `this` outlives
+    // it, and events still queued for a deleted upload are dropped with it.
+    auto *thread = new UploadThread([this] {
+        return std::make_unique<Connection>(
+            m_request, m_parts, m_timeout,
+            [this](qint64 sent, qint64 total) {
+                QMetaObject::invokeMethod(
+                    this, [this, sent, total] { Q_EMIT uploadProgress(sent, total); }, Qt::QueuedConnection);
+            },
+            [this](const Outcome &outcome) {
+                QMetaObject::invokeMethod(
+                    this,
+                    [this, outcome] {
+                        m_status = outcome.status;
+                        m_body = outcome.body;
+                        m_error = outcome.error;
+                        m_errorString = outcome.errorString;
+                        Q_EMIT finished();
+                    },
+                    Qt::QueuedConnection);
+                QThread::currentThread()->quit();
+            });
+    });
+    m_thread = thread;
     m_thread->setObjectName(QStringLiteral("Quillon post upload"));
     m_thread->start();
-}
-
-void TULOPostUpload::run()
-{
-    // Results hop to the main thread; the destructor waits for this thread, so `this` outlives it,
-    // and events still queued for a deleted upload are dropped with it.
-    Sender sender(m_request, m_parts, m_timeout, m_cancelled);
-    const Outcome outcome = sender.send([this](qint64 sent, qint64 total) {
-        QMetaObject::invokeMethod(
-            this, [this, sent, total] { Q_EMIT uploadProgress(sent, total); }, Qt::QueuedConnection);
-    });
-    QMetaObject::invokeMethod(
-        this,
-        [this, outcome] {
-            m_status = outcome.status;
-            m_body = outcome.body;
-            m_error = outcome.error;
-            m_errorString = outcome.errorString;
-            Q_EMIT finished();
-        },
-        Qt::QueuedConnection);
 }

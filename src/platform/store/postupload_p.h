@@ -6,17 +6,36 @@
 #include <QNetworkRequest>
 #include <QObject>
 #include <QString>
-#include <atomic>
 #include <memory>
 
 class QFile;
 class QThread;
 
+// The outcome of one exchange as TULOPostUpload reports it.
+struct TULOPostUploadOutcome
+{
+    int status = 0;
+    QByteArray body;
+    QNetworkReply::NetworkError error = QNetworkReply::NoError;
+    QString errorString;
+};
+
+// Reads an HTTP/1.1 answer from the bytes received so far. Interim answers (1xx) are skipped;
+// the body is delimited by Content-Length, chunked coding, or the end of the connection.
+class TULOHttpAnswerReader
+{
+public:
+    enum class State { NeedMore, Complete, Failed };
+    // `closed`: nothing more will arrive.
+    State read(const QByteArray &received, bool closed, TULOPostUploadOutcome *outcome) const;
+};
+
 // One multipart/form-data POST, written to its socket from a thread of its own in large blocks.
 // Going through the network access manager moved the body in 16 KiB pieces with two thread
 // hops each, which cost several times the CPU of the bytes themselves. Files stream from disk:
-// a few MiB are in memory whatever their size. Plain HTTP/1.1 (TLS for https), one connection
-// per upload, closed afterwards. Lives on the main thread; deleting it cancels the upload.
+// a few MiB are in memory whatever their size. HTTP/1.1 (TLS for https) through the proxy the
+// network access manager would use, one connection per upload, closed afterwards. Lives on
+// the main thread; deleting it cancels the upload at once.
 class TULOPostUpload : public QObject
 {
     Q_OBJECT
@@ -48,13 +67,10 @@ Q_SIGNALS:
     void finished();
 
 private:
-    void run();
-
     QNetworkRequest m_request;
     QList<Part> m_parts;
     int m_timeout;
     QThread *m_thread = nullptr;
-    std::atomic_bool m_cancelled {false};
     int m_status = 0;
     QByteArray m_body;
     QNetworkReply::NetworkError m_error = QNetworkReply::NoError;

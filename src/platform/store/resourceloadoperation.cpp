@@ -57,10 +57,10 @@ void TULOResourceLoadOperation::main()
             child->setClientContext(context);
         std::shared_ptr<TULODataConsumer> consumer = m_request->dataConsumer();
         child->setDataConsumer(consumer ? consumer : std::make_shared<TULOStyledImageDataConsumer>());
-        child->setParentOperation(weak_from_this());
-        if (isCancelled())
-            child->cancel();
-        child->start();
+        {
+            const TULOCancellationLink link(this, child.get());
+            child->start();
+        }
         error = child->error();
         output = child->output();
         if (error.isNull() && !child->response().isSuccess()) {

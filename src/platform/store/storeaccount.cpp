@@ -18,6 +18,10 @@ TULOStoreAccountStore *TULOStoreAccountStore::defaultStore()
 std::optional<TULOStoreAccount> TULOStoreAccountStore::activeAccount() const
 {
     std::lock_guard lock(m_mutex);
+    if (!m_active && !m_lastActiveRead) {
+        m_lastActiveRead = true;
+        m_active = m_keeper->lastActiveAccount();
+    }
     if (!m_active)
         return std::nullopt;
     TULOStoreAccount account = *m_active;
@@ -32,6 +36,8 @@ void TULOStoreAccountStore::setActiveAccount(const TULOStoreAccount &account)
     TULOStoreAccount kept = account;
     kept.setToken(QString()); // the keeper holds it, nobody else
     m_active = kept;
+    m_lastActiveRead = true;
+    m_keeper->setLastActiveAccount(kept);
 }
 
 void TULOStoreAccountStore::invalidateToken()
@@ -47,12 +53,15 @@ void TULOStoreAccountStore::signOut()
     if (m_active)
         m_keeper->setTokenForAccount(QString(), m_active->accountName());
     m_active.reset();
+    m_lastActiveRead = true;
+    m_keeper->setLastActiveAccount(std::nullopt);
 }
 
 void TULOStoreAccountStore::setTokenKeeper(std::unique_ptr<TULOStoreTokenKeeper> keeper)
 {
     std::lock_guard lock(m_mutex);
     m_keeper = keeper ? std::move(keeper) : std::make_unique<TULOCredentialStoreTokenKeeper>();
+    m_lastActiveRead = m_active.has_value();
 }
 
 TULOStoreTokenKeeper *TULOStoreAccountStore::tokenKeeper() const

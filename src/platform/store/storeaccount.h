@@ -41,9 +41,16 @@ public:
     virtual ~TULOStoreTokenKeeper() = default;
     virtual QString tokenForAccount(const QString &accountName) = 0;
     virtual bool setTokenForAccount(const QString &token, const QString &accountName) = 0; // empty removes
+    // The account that was active when the application last ran (without its token), so a new
+    // run reuses its session instead of signing in again. Keepers that do not outlive the
+    // process keep nothing.
+    virtual std::optional<TULOStoreAccount> lastActiveAccount() { return std::nullopt; }
+    virtual void setLastActiveAccount(const std::optional<TULOStoreAccount> &) {}
 };
 
-// The accounts the application is signed in with; one is active. Thread-safe.
+// The accounts the application is signed in with; one is active. The active account outlives
+// the process through the token keeper, so its session is reused until the store refuses it.
+// Thread-safe.
 class TULOStoreAccountStore
 {
 public:
@@ -64,6 +71,7 @@ public:
 private:
     TULOStoreAccountStore();
     mutable std::mutex m_mutex;
-    std::optional<TULOStoreAccount> m_active;
+    mutable std::optional<TULOStoreAccount> m_active;
+    mutable bool m_lastActiveRead = false; // the keeper's last active account is read once, when needed
     std::unique_ptr<TULOStoreTokenKeeper> m_keeper;
 };

@@ -1,6 +1,7 @@
 #include "platform/store/storerequest.h"
 
 #include "platform/clientcontext.h"
+#include "platform/store/networkaccess_p.h"
 
 void TULOStoreRequest::setQueryItems(const QList<QPair<QString, QString>> &items)
 {
@@ -51,6 +52,7 @@ QNetworkRequest TULOStoreRequest::networkRequest(const TULOClientContext &contex
         request.setHeader(QNetworkRequest::ContentTypeHeader, m_contentType);
     for (const auto &header : m_headers)
         request.setRawHeader(header.first, header.second);
+    request.setSslConfiguration(TULONetworkAccess::sslConfiguration());
     // Redirects stay on the same scheme; the store never sends the client elsewhere.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     return request;

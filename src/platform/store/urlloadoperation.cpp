@@ -1,5 +1,6 @@
 #include "platform/store/urlloadoperation.h"
 
+#include "platform/store/networkaccess_p.h"
 #include "platform/store/storeerror.h"
 
 #include <QEventLoop>
@@ -57,24 +58,6 @@ void TULOUrlLoadOperation::setTimeout(int milliseconds)
     m_timeout = milliseconds;
 }
 
-void TULOUrlLoadOperation::setParentOperation(const std::weak_ptr<TULOOperation> &parent)
-{
-    std::lock_guard lock(m_mutex);
-    m_parent = parent;
-}
-
-bool TULOUrlLoadOperation::cancellationRequested() const
-{
-    if (isCancelled())
-        return true;
-    std::shared_ptr<TULOOperation> parent;
-    {
-        std::lock_guard lock(m_mutex);
-        parent = m_parent.lock();
-    }
-    return parent && parent->isCancelled();
-}
-
 void TULOUrlLoadOperation::setOutputBlock(OutputBlock block)
 {
     std::lock_guard lock(m_mutex);
@@ -107,8 +90,44 @@ QVariant TULOUrlLoadOperation::output() const
 
 TULOError TULOUrlLoadOperation::error() const
 {
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_ran || !m_error.isNull())
+            return m_error;
+    }
+    // Cancelled before it could run: no request was made.
+    if (isCancelled())
+        return TULOStoreError(TULOStoreErrorUserCancelled, request().url());
+    return TULOError();
+}
+
+static QNetworkReply::NetworkError networkErrorForStatus(int status)
+{
+    switch (status) {
+    case 401: return QNetworkReply::AuthenticationRequiredError;
+    case 403: return QNetworkReply::ContentAccessDenied;
+    case 404: return QNetworkReply::ContentNotFoundError;
+    case 405: return QNetworkReply::ContentOperationNotPermittedError;
+    case 409: return QNetworkReply::ContentConflictError;
+    case 410: return QNetworkReply::ContentGoneError;
+    case 500: return QNetworkReply::InternalServerError;
+    case 501: return QNetworkReply::OperationNotImplementedError;
+    case 503: return QNetworkReply::ServiceUnavailableError;
+    default: return status >= 500 ? QNetworkReply::UnknownServerError : QNetworkReply::UnknownContentError;
+    }
+}
+
+TULOError TULOUrlLoadOperation::networkError() const
+{
     std::lock_guard lock(m_mutex);
-    return m_error;
+    if (!m_error.isNull()) {
+        const TULOError underlying = m_error.userInfo().value(QString::fromLatin1(TULOUnderlyingErrorKey)).value<TULOError>();
+        return underlying.isNull() ? m_error : underlying;
+    }
+    if (m_response.isSuccess())
+        return TULOError();
+    return TULONetworkError(networkErrorForStatus(m_response.httpStatus),
+                            QStringLiteral("The server answered with status %1.").arg(m_response.httpStatus), m_response.url);
 }
 
 void TULOUrlLoadOperation::main()
@@ -138,14 +157,13 @@ void TULOUrlLoadOperation::main()
     if (!request.url().isValid() || request.url().isRelative()) {
         error = TULOStoreError(TULOStoreErrorRequestFailed, request.url(),
                                {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The store address is not valid.")}});
-    } else if (!cancellationRequested()) {
-        // A manager of this thread's own, driven by a local loop: the main thread never waits.
-        QNetworkAccessManager manager;
-        manager.setAutoDeleteReplies(false);
+    } else if (!isCancelled()) {
+        // The request first: its TLS settings decide whether the manager's connections still fit.
         const QNetworkRequest networkRequest = request.networkRequest(context, storefront);
+        QNetworkAccessManager *manager = TULONetworkAccess::managerForCurrentThread();
         QNetworkReply *reply = request.method() == "GET"
-                                   ? manager.get(networkRequest)
-                                   : manager.sendCustomRequest(networkRequest, request.method(), request.body());
+                                   ? manager->get(networkRequest)
+                                   : manager->sendCustomRequest(networkRequest, request.method(), request.body());
         QEventLoop loop;
         bool timedOut = false;
         QTimer deadline;
@@ -154,29 +172,33 @@ void TULOUrlLoadOperation::main()
             timedOut = true;
             reply->abort();
         });
-        QTimer cancelPoll;
-        QObject::connect(&cancelPoll, &QTimer::timeout, &loop, [&] {
-            if (cancellationRequested())
-                reply->abort();
-        });
         QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
         deadline.start(timeout);
-        cancelPoll.start(100);
+        // A cancel from any thread aborts the reply on this one; the handler is gone before
+        // the reply is deleted, and an abort still queued is dropped with it.
+        const auto abortInFlight = [reply] {
+            QMetaObject::invokeMethod(reply, &QNetworkReply::abort, Qt::QueuedConnection);
+        };
+        const int cancellation = addCancellationHandler(abortInFlight);
         if (!reply->isFinished())
             loop.exec();
+        removeCancellationHandler(cancellation);
         deadline.stop();
-        cancelPoll.stop();
 
         response.httpStatus = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
         response.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
         for (const auto &pair : reply->rawHeaderPairs())
             response.headers.append(pair);
-        data = reply->readAll();
+        // An aborted reply is closed; reading it would only earn a warning.
+        if (reply->isOpen())
+            data = reply->readAll();
         const QNetworkReply::NetworkError networkError = reply->error();
         const QString networkDescription = reply->errorString();
         delete reply;
 
-        if (timedOut || networkError == QNetworkReply::TimeoutError) {
+        if (networkError == QNetworkReply::OperationCanceledError && !timedOut && isCancelled()) {
+            error = TULOStoreError(TULOStoreErrorUserCancelled, request.url());
+        } else if (timedOut || networkError == QNetworkReply::TimeoutError) {
             error = TULOStoreError(TULOStoreErrorTimedOut, request.url(),
                                    {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The store did not answer in time.")}});
         } else if (isTransportFailure(networkError, response.httpStatus)) {
@@ -191,7 +213,7 @@ void TULOUrlLoadOperation::main()
             output = data;
         }
     }
-    if (cancellationRequested() && error.isNull() && !output.isValid())
+    if (isCancelled() && error.isNull() && !output.isValid())
         error = TULOStoreError(TULOStoreErrorUserCancelled, request.url());
 
     OutputBlock block;
@@ -201,6 +223,7 @@ void TULOUrlLoadOperation::main()
         m_data = data;
         m_output = output;
         m_error = error;
+        m_ran = true;
         block = std::exchange(m_outputBlock, nullptr);
     }
     if (block)
