@@ -14,10 +14,12 @@
 namespace {
 // Enough for the demo, a test suite's clients and a few stuck ones at once.
 constexpr size_t TULOSandboxMaximumConnections = 512;
-// A client that sends nothing for this long is dropped (headers or body).
-constexpr time_t TULOSandboxReadTimeoutSeconds = 5;
+// A client that sends nothing for this long is dropped (headers or body); long enough for an
+// upload from a loaded machine, short enough that stuck clients do not pile up.
+constexpr time_t TULOSandboxReadTimeoutSeconds = 10;
 constexpr time_t TULOSandboxWriteTimeoutSeconds = 10;
-constexpr time_t TULOSandboxKeepAliveSeconds = 2;
+// Clients keep their connections between requests; an idle one is closed after this.
+constexpr time_t TULOSandboxKeepAliveSeconds = 5;
 } // namespace
 
 // Turns every top-level value of a JSON object into a value of another type.
