@@ -37,7 +37,9 @@ struct ThreadManager
 
 QNetworkAccessManager *TULONetworkAccess::managerForCurrentThread()
 {
-    static QThreadStorage<ThreadManager *> managers;
+    // Never destroyed: worker threads of static queues end after static destructors have run.
+    static auto *storage = new QThreadStorage<ThreadManager *>;
+    QThreadStorage<ThreadManager *> &managers = *storage;
     if (!managers.hasLocalData()) {
         auto *local = new ThreadManager{std::make_unique<QNetworkAccessManager>(), trustGeneration.load()};
         // Callers own their replies: a reply read after the loop ends must still exist.
