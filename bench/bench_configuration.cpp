@@ -8,11 +8,11 @@
 // has nothing to overlap; loads for different compositions are independent, and the last
 // benchmark runs several at once on one queue to show that they do overlap.
 
-#include "core/loadconfigurationoperation.h"
-#include "platform/credentials/credentialstore.h"
-#include "platform/operationqueue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/credentialstoretokenkeeper.h"
+#include <Quillon/core/loadconfigurationoperation.h>
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper.h>
 #include "sandboxdiscography.h"
 #include "sandboxstore.h"
 

@@ -1,7 +1,7 @@
 // Opening the media library: the first scan reads every file's tags; a second open with a warm
 // index only lists the folder and compares sizes and times. Target: warm open < 10% of the scan.
 
-#include "platform/library/medialibrary.h"
+#include <Quillon/platform/library/medialibrary.h>
 
 #include <QCoreApplication>
 #include <QDir>

@@ -3,7 +3,7 @@
 // plain copy of the same files in the same run (target: at least 0.7 of its throughput) and
 // against the exiftool command line removing all metadata from the same files.
 
-#include "platform/image/metadatastripper.h"
+#include <Quillon/platform/image/metadatastripper.h>
 
 #include <QBuffer>
 #include <QCoreApplication>

@@ -1,9 +1,9 @@
 // Token text at scale: finding the pending tag at the caret is bounded by maximumTagLength,
 // not by the document, and resolving the plain text is linear in the document. Each case
 // reports its cost against the 100-character document measured in the same run.
-#include <compose/tag.h>
-#include <compose/tagtokentextattachment.h>
-#include <compose/tokentextview.h>
+#include <Quillon/core/tag.h>
+#include <Quillon/compose/tagtokentextattachment.h>
+#include <Quillon/compose/tokentextview.h>
 
 #include <benchmark/benchmark.h>
 

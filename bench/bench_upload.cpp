@@ -4,10 +4,10 @@
 // process so its peak memory is its own. The two alternate within one run, and the store's copy
 // of each upload is deleted after it, so neither pays for the other's dirty pages being written back.
 
-#include "platform/clientcontext.h"
-#include "platform/store/postoutbox.h"
-#include "platform/store/postrequest.h"
-#include "platform/store/storeaccount.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/postrequest.h>
+#include <Quillon/platform/store/storeaccount.h>
 #include "sandboxstore.h"
 
 #include <QCoreApplication>

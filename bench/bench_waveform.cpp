@@ -1,7 +1,7 @@
 // Drawing a 30-second sound bite (450 levels, fifteen a second) into a waveform 600 points
 // wide, in both modes, at the screen's scale. While recording the view redraws it fifteen
 // times a second, so one image must take far less than a frame (16.7 ms at 60 Hz).
-#include <media/waveformimageproducer.h>
+#include <Quillon/media/waveformimageproducer.h>
 
 #include <QGuiApplication>
 #include <QScreen>

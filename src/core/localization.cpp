@@ -1,8 +1,8 @@
-#include "core/localization.h"
+#include <Quillon/platform/localization.h>
 
-#include "core/quillon.h"
-#include "platform/clientcontext.h"
-#include "platform/localizedstringdictionary.h"
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/localizedstringdictionary.h>
 
 TULOLocalization *TULOLocalization::defaultLocalization()
 {

@@ -1,6 +1,6 @@
-#include "core/quillon.h"
+#include <Quillon/core/quillon.h>
 
-#include "platform/optionalmodules.h"
+#include <Quillon/platform/optionalmodules.h>
 
 #include <QDir>
 #include <QStandardPaths>

@@ -2,7 +2,7 @@
 
 // The framework's exported constants and functions.
 
-#include "platform/error.h" // TULOErrorDomain, the domain of every error the framework makes
+#include <Quillon/platform/error.h> // TULOErrorDomain, the domain of every error the framework makes
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #include "testaudio.h"
 
-#include <platform/audio/voicecapture.h>
+#include <Quillon/platform/audio/voicecapture.h>
 
 #include <QFile>
 #include <QTemporaryDir>

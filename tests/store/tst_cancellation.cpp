@@ -1,11 +1,11 @@
 #include "storetestsupport.h"
 
-#include "core/loadauthoralbumsoperation.h"
-#include "core/loadconfigurationoperation.h"
-#include "platform/operationqueue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/core/loadauthoralbumsoperation.h>
+#include <Quillon/core/loadconfigurationoperation.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 #include "../upload/uploadtestsupport.h"
 
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 #include "storetestsupport.h"
 
-#include "platform/deploymentconfiguration.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 #include "support/testsupport.h"
 
 #include <QNetworkReply>

@@ -1,8 +1,8 @@
 #include "uploadtestsupport.h"
 
-#include "platform/store/postupload_p.h"
-#include "platform/store/storerequest.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/store/postupload_p.h>
+#include <Quillon/platform/store/storerequest.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 #include "support/testproxy.h"
 
 #include <QElapsedTimer>

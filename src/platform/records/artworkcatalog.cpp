@@ -1,7 +1,7 @@
-#include "platform/records/artworkcatalog.h"
+#include <Quillon/platform/records/artworkcatalog.h>
 
 #include <QCoreApplication>
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/store/urlloadoperation.h>
 
 #include <QFile>
 #include <QImageReader>

@@ -1,6 +1,6 @@
-#include "platform/store/networkaccess_p.h"
+#include <Quillon/platform/store/networkaccess_p.h>
 
-#include "platform/deploymentconfiguration.h"
+#include <Quillon/platform/deploymentconfiguration.h>
 
 #include <QNetworkAccessManager>
 #include <QNetworkProxyFactory>

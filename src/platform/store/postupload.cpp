@@ -1,6 +1,6 @@
-#include "platform/store/postupload_p.h"
+#include <Quillon/platform/store/postupload_p.h>
 
-#include "platform/store/networkaccess_p.h"
+#include <Quillon/platform/store/networkaccess_p.h>
 
 #include <QFile>
 #include <QNetworkProxy>

@@ -1,7 +1,7 @@
-#include "platform/store/storerequest.h"
+#include <Quillon/platform/store/storerequest.h>
 
-#include "platform/clientcontext.h"
-#include "platform/store/networkaccess_p.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/store/networkaccess_p.h>
 
 void TULOStoreRequest::setQueryItems(const QList<QPair<QString, QString>> &items)
 {

@@ -1,7 +1,7 @@
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/store/urlloadoperation.h>
 
-#include "platform/store/networkaccess_p.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/networkaccess_p.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>
