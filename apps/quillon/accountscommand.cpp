@@ -4,13 +4,13 @@
 #include "accountspassword.h"
 #include "command.h"
 
-#include "accounts/accounterroralertcontroller.h"
-#include "accounts/accountstore.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/dispatch.h"
-#include "platform/operationqueue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/authorpermissionsoperation.h"
+#include <Quillon/accounts/accounterroralertcontroller.h>
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/authorpermissionsoperation.h>
 #include "sandboxstore.h"
 
 #include <QCommandLineParser>

@@ -3,11 +3,11 @@
 
 #include "command.h"
 
-#include "accounts/accountstore.h"
-#include "accounts/facebookpermissions.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/ui/viewcontroller.h"
-#include "platform/ui/window.h"
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/facebookpermissions.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/ui/viewcontroller.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QApplication>
 #include <QEvent>

@@ -1,6 +1,6 @@
 #include "command.h"
 
-#include "core/quillon.h"
+#include <Quillon/core/quillon.h>
 
 #include <QApplication>
 #include <QTextStream>

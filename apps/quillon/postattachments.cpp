@@ -1,7 +1,7 @@
 #include "postattachments.h"
 
-#include "platform/library/mediafiletags.h"
-#include "platform/typeidentifiers.h"
+#include <Quillon/platform/library/mediafiletags.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QFile>
 #include <QFileInfo>

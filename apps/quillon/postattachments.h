@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/attachment.h"
-#include "platform/error.h"
+#include <Quillon/core/attachment.h>
+#include <Quillon/platform/error.h>
 
 #include <QString>
 

@@ -9,9 +9,9 @@
 #include "postsession.h"
 #include "posttext.h"
 
-#include "accounts/serviceidentifier.h"
-#include "core/preparepostdescriptionoperation.h"
-#include "platform/operationqueue.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/core/preparepostdescriptionoperation.h>
+#include <Quillon/platform/operationqueue.h>
 
 #include <QFile>
 #include <QJsonDocument>

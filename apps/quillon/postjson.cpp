@@ -1,6 +1,6 @@
 #include "postjson.h"
 
-#include "platform/records/postitem.h"
+#include <Quillon/platform/records/postitem.h>
 
 #include <QJsonArray>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/records/postdescription.h"
+#include <Quillon/platform/records/postdescription.h>
 
 #include <QJsonObject>
 

@@ -1,6 +1,6 @@
 #include "postoptions.h"
 
-#include "accounts/serviceidentifier.h"
+#include <Quillon/accounts/serviceidentifier.h>
 
 QString TULOPostUsage()
 {

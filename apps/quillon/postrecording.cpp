@@ -1,8 +1,8 @@
 #include "postrecording.h"
 
-#include "media/voicerecorder.h"
-#include "platform/audio/voicecapture.h"
-#include "platform/typeidentifiers.h"
+#include <Quillon/media/voicerecorder.h>
+#include <Quillon/platform/audio/voicecapture.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QDir>
 #include <QEventLoop>

@@ -1,13 +1,13 @@
 #include "postsession.h"
 
-#include "accounts/serviceidentifier.h"
-#include "compose/tagdataconsumer.h"
-#include "core/quillon.h"
-#include "platform/operation.h"
-#include "platform/operationqueue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/platformcontext.h"
-#include "platform/store/platformrequestoperation.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/compose/tagdataconsumer.h>
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/platformcontext.h>
+#include <Quillon/platform/store/platformrequestoperation.h>
 
 #include "sandboxstore.h"
 
@@ -22,10 +22,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "core/loadconfigurationoperation.h"
-#include "platform/store/postoutbox.h"
-#include "platform/store/postrequest.h"
-#include "accounts/accountstore.h"
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/core/loadconfigurationoperation.h>
+#include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/postrequest.h>
 
 namespace {
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "accounts/socialservice.h"
-#include "compose/tag.h"
-#include "core/configuration.h"
-#include "core/storeitem.h"
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/records/postauthor.h"
-#include "platform/records/postdescription.h"
+#include <Quillon/accounts/socialservice.h>
+#include <Quillon/core/configuration.h>
+#include <Quillon/core/storeitem.h>
+#include <Quillon/core/tag.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/records/postauthor.h>
+#include <Quillon/platform/records/postdescription.h>
 
 #include <QList>
 #include <QString>

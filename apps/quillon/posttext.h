@@ -1,7 +1,7 @@
 #pragma once
 
-#include "compose/tag.h"
-#include "platform/error.h"
+#include <Quillon/core/tag.h>
+#include <Quillon/platform/error.h>
 
 #include <QList>
 #include <QString>

@@ -1,6 +1,6 @@
-#include "accounts/account.h"
+#include <Quillon/accounts/account.h>
 
-#include "platform/credentials/credentialstore.h"
+#include <Quillon/platform/credentials/credentialstore.h>
 
 const char *const TULOAccountPropertyServiceIdentifier = "TULOAccountPropertyServiceIdentifier";
 const char *const TULOAccountPropertyUserName = "TULOAccountPropertyUserName";

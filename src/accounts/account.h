@@ -1,7 +1,7 @@
 #pragma once
 
-#include "accounts/facebookpage.h"
-#include "platform/error.h"
+#include <Quillon/accounts/facebookpage.h>
+#include <Quillon/platform/error.h>
 
 #include <QDebug>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "accounts/accountdatabase.h"
+#include <Quillon/accounts/accountdatabase.h>
 
 #include <QDir>
 #include <QStandardPaths>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/sqlite/sqlitedatabase.h"
+#include <Quillon/platform/sqlite/sqlitedatabase.h>
 
 // The schema version this code writes.
 extern const qint64 TULOAccountDatabaseSchemaVersion;

@@ -1,4 +1,4 @@
-#include "accounts/accountentity.h"
+#include <Quillon/accounts/accountentity.h>
 
 const char *const TULOAccountEntityPropertyAuthenticationSecret = "authentication_secret";
 const char *const TULOAccountEntityPropertyAuthenticationToken = "authentication_token";

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "accounts/account.h"
-#include "platform/sqlite/sqliteentity.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/platform/sqlite/sqliteentity.h>
 
 // Columns of the account table.
 extern const char *const TULOAccountEntityPropertyAuthenticationSecret;

@@ -1,8 +1,7 @@
-#include "accounts/accounterroralertcontroller.h"
+#include <Quillon/accounts/accounterroralertcontroller.h>
 
-#include "core/localization.h"
-#include "core/quillon.h"
-#include "platform/ui/alertaction.h"
+#include <Quillon/platform/localization.h>
+#include <Quillon/platform/ui/alertaction.h>
 
 #include <QNetworkReply>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/ui/alertcontroller.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/ui/alertcontroller.h>
 
 // Tells the user why linking a social account failed, in the table's words: Facebook's own
 // message, no connection, Twitter's login verification, or else bad credentials.

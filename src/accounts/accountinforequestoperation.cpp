@@ -1,9 +1,9 @@
-#include "accounts/accountinforequestoperation.h"
+#include <Quillon/accounts/accountinforequestoperation.h>
 
-#include "accounts/serviceidentifier.h"
-#include "platform/operationqueue.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
 
 const char *const TULOAccountInfoRequestOperation::AccessQueueLabel = "com.vantor.Quillon.TULOAccountInfoRequestOperation.accessQueue";
 

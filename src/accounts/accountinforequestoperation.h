@@ -1,7 +1,7 @@
 #pragma once
 
-#include "accounts/account.h"
-#include "accounts/accountrequestoperation.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/accounts/accountrequestoperation.h>
 
 #include <functional>
 #include <mutex>

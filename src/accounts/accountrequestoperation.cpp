@@ -1,9 +1,9 @@
-#include "accounts/accountrequestoperation.h"
+#include <Quillon/accounts/accountrequestoperation.h>
 
-#include "platform/operationqueue.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeaccount.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeaccount.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QHash>
 

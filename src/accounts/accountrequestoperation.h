@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/records/postauthor.h"
-#include "platform/store/complexstoreoperation.h"
+#include <Quillon/platform/records/postauthor.h>
+#include <Quillon/platform/store/complexstoreoperation.h>
 
 #include <QList>
 #include <QPair>

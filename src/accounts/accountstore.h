@@ -1,10 +1,10 @@
 #pragma once
 
-#include "accounts/account.h"
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/records/externaldestination.h"
-#include "platform/records/postauthor.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/records/externaldestination.h>
+#include <Quillon/platform/records/postauthor.h>
 
 #include <QHash>
 #include <QObject>

@@ -1,6 +1,6 @@
-#include "accounts/accountstoretokenrefresh.h"
+#include <Quillon/accounts/accountstoretokenrefresh.h>
 
-#include "accounts/accountstore.h"
+#include <Quillon/accounts/accountstore.h>
 
 #include <mutex>
 

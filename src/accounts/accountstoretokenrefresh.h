@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accounts/accounttokenrefreshoperation.h"
+#include <Quillon/accounts/accounttokenrefreshoperation.h>
 
 #include <QPointer>
 

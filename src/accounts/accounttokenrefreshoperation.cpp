@@ -1,8 +1,8 @@
-#include "accounts/accounttokenrefreshoperation.h"
+#include <Quillon/accounts/accounttokenrefreshoperation.h>
 
-#include "accounts/serviceidentifier.h"
-#include "platform/group.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/group.h>
+#include <Quillon/platform/store/storeerror.h>
 
 namespace {
 

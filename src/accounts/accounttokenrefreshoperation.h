@@ -1,10 +1,10 @@
 #pragma once
 
-#include "accounts/account.h"
-#include "accounts/socialservice.h"
-#include "platform/operation.h"
-#include "platform/records/externaldestination.h"
-#include "platform/records/postauthor.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/accounts/socialservice.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/records/externaldestination.h>
+#include <Quillon/platform/records/postauthor.h>
 
 #include <QList>
 

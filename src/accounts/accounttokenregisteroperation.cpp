@@ -1,7 +1,7 @@
-#include "accounts/accounttokenregisteroperation.h"
+#include <Quillon/accounts/accounttokenregisteroperation.h>
 
-#include "accounts/serviceidentifier.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/store/storeerror.h>
 
 const char *const TULOAccountTokenRegisterOperation::LockName = "com.vantor.Quillon.tokenRegister";
 

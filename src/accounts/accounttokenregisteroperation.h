@@ -1,8 +1,8 @@
 #pragma once
 
-#include "accounts/account.h"
-#include "accounts/accountrequestoperation.h"
-#include "platform/records/externaldestination.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/accounts/accountrequestoperation.h>
+#include <Quillon/platform/records/externaldestination.h>
 
 #include <functional>
 #include <mutex>

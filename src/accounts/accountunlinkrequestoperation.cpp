@@ -1,4 +1,4 @@
-#include "accounts/accountunlinkrequestoperation.h"
+#include <Quillon/accounts/accountunlinkrequestoperation.h>
 
 
 const char *const TULOAccountUnlinkRequestOperation::AccessQueueLabel = "com.vantor.Quillon.TULOAccountUnlinkRequestOperation.accessQueue";

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accounts/accountrequestoperation.h"
+#include <Quillon/accounts/accountrequestoperation.h>
 
 // Asks the store to forget the author's account of a service.
 class TULOAccountUnlinkRequestOperation : public TULOAccountStatusRequestOperation

@@ -1,10 +1,10 @@
-#include "accounts/facebookauthenticationwebviewcontroller.h"
+#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
 
-#include "platform/deploymentconfiguration.h"
-#include "platform/store/storeerror.h"
-#include "platform/ui/activityindicatorview.h"
-#include "platform/ui/barbuttonitem.h"
-#include "platform/ui/navigationitem.h"
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/ui/activityindicatorview.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationitem.h>
 
 #include <QCoreApplication>
 #include <QGridLayout>

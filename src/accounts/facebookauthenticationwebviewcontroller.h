@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/ui/activityindicatorview.h"
-#include "platform/ui/viewcontroller.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/ui/activityindicatorview.h>
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <QNetworkCookie>
 #include <QPointer>

@@ -1,4 +1,4 @@
-#include "accounts/facebookpage.h"
+#include <Quillon/accounts/facebookpage.h>
 
 TULOFacebookPage::TULOFacebookPage(const QString &identifier, const QString &name)
     : m_identifier(identifier)

@@ -1,4 +1,4 @@
-#include "accounts/facebookpageupdateoperation.h"
+#include <Quillon/accounts/facebookpageupdateoperation.h>
 
 
 const char *const TULOFacebookPageUpdateOperation::AccessQueueLabel = "com.vantor.TULOFacebookPageUpdateOperation.accessQueue";

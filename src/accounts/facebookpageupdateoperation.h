@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accounts/accountrequestoperation.h"
+#include <Quillon/accounts/accountrequestoperation.h>
 
 // Tells the store which Facebook page the author posts to.
 class TULOFacebookPageUpdateOperation : public TULOAccountStatusRequestOperation

@@ -1,4 +1,4 @@
-#include "accounts/facebookpermissions.h"
+#include <Quillon/accounts/facebookpermissions.h>
 
 QStringList TULOFacebookReadPermissions()
 {

@@ -1,6 +1,6 @@
-#include "accounts/facebookuserregistrationoperation.h"
+#include <Quillon/accounts/facebookuserregistrationoperation.h>
 
-#include "platform/deploymentconfiguration.h"
+#include <Quillon/platform/deploymentconfiguration.h>
 
 const char *const TULOFacebookUserRegistrationOperation::AccessQueueLabel = "com.vantor.TULOFacebookUserRegistrationOperation.accessQueue";
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "accounts/accountrequestoperation.h"
+#include <Quillon/accounts/accountrequestoperation.h>
 
 // Hands the Facebook sign-in's authorization code to the store, which links the account.
 class TULOFacebookUserRegistrationOperation : public TULOAccountStatusRequestOperation

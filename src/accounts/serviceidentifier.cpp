@@ -1,4 +1,4 @@
-#include "accounts/serviceidentifier.h"
+#include <Quillon/accounts/serviceidentifier.h>
 
 const char *const TULOServiceIdentifierFacebook = "facebook";
 const char *const TULOServiceIdentifierTwitter = "twitter";

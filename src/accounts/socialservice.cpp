@@ -1,4 +1,4 @@
-#include "accounts/socialservice.h"
+#include <Quillon/accounts/socialservice.h>
 
 TULOSocialService::TULOSocialService(const QVariantMap &serviceDictionary)
 {

@@ -1,12 +1,12 @@
-#include "accounts/twitterauthenticationrequest.h"
+#include <Quillon/accounts/twitterauthenticationrequest.h>
 
-#include "accounts/serviceidentifier.h"
-#include "accounts/unscrambledstring.h"
-#include "platform/deploymentconfiguration.h"
-#include "platform/internalinconsistencyexception.h"
-#include "platform/operationqueue.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/internalinconsistencyexception.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QDateTime>
 #include <QEventLoop>

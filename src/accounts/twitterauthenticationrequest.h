@@ -1,7 +1,7 @@
 #pragma once
 
-#include "accounts/account.h"
-#include "platform/error.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/platform/error.h>
 
 #include <QByteArray>
 #include <QList>

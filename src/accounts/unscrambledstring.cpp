@@ -1,4 +1,4 @@
-#include "accounts/unscrambledstring.h"
+#include <Quillon/accounts/unscrambledstring.h>
 
 QString TULOUnscrambledString(const QString &scrambled)
 {

@@ -1,4 +1,4 @@
-#include "compose/tagdataconsumer.h"
+#include <Quillon/compose/tagdataconsumer.h>
 
 
 std::optional<QList<TULOTag>> TULOTagDataConsumer::tagsForData(const QByteArray &data, TULOError *error)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "compose/tag.h"
-#include "platform/error.h"
-#include "platform/store/dataconsumer.h"
+#include <Quillon/core/tag.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/store/dataconsumer.h>
 
 #include <QByteArray>
 #include <QList>

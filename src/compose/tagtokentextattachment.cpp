@@ -1,7 +1,7 @@
-#include "compose/tagtokentextattachment.h"
+#include <Quillon/compose/tagtokentextattachment.h>
 
-#include "compose/tagtokenformat.h"
-#include "compose/tagtokenview.h"
+#include <Quillon/compose/tagtokenview.h>
+#include <Quillon/core/tagtokenformat.h>
 
 #include <QFontMetricsF>
 #include <QLabel>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "compose/tag.h"
-#include "compose/tokentextattachment.h"
+#include <Quillon/compose/tokentextattachment.h>
+#include <Quillon/core/tag.h>
 
 class TULOTagTokenView;
 

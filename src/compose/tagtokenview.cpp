@@ -1,4 +1,4 @@
-#include "compose/tagtokenview.h"
+#include <Quillon/compose/tagtokenview.h>
 
 #include <QApplication>
 #include <QLabel>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "compose/tokentextattachmentview.h"
+#include <Quillon/compose/tokentextattachmentview.h>
 
 class QLabel;
 

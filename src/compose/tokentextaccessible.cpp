@@ -1,6 +1,6 @@
-#include "compose/tokentextaccessible_p.h"
+#include <Quillon/compose/tokentextaccessible_p.h>
 
-#include "compose/tokentextview.h"
+#include <Quillon/compose/tokentextview.h>
 
 #include <QScrollBar>
 #include <QTextCursor>

@@ -1,6 +1,6 @@
-#include "compose/tokentextattachment.h"
+#include <Quillon/compose/tokentextattachment.h>
 
-#include "compose/tokentextattachmentview.h"
+#include <Quillon/compose/tokentextattachmentview.h>
 
 TULOTokenTextAttachment::TULOTokenTextAttachment() = default;
 

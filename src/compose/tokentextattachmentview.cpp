@@ -1,4 +1,4 @@
-#include "compose/tokentextattachmentview.h"
+#include <Quillon/compose/tokentextattachmentview.h>
 
 #include <QPainter>
 

@@ -1,6 +1,6 @@
-#include "compose/tokentextmimedata_p.h"
+#include <Quillon/compose/tokentextmimedata_p.h>
 
-#include "compose/tagtokentextattachment.h"
+#include <Quillon/compose/tagtokentextattachment.h>
 
 QStringList TULOTokenTextMimeData::formats() const
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "compose/tokentextattachment.h"
+#include <Quillon/compose/tokentextattachment.h>
 
 #include <QMimeData>
 

@@ -1,6 +1,6 @@
-#include "compose/tokentextobjecthandler_p.h"
+#include <Quillon/compose/tokentextobjecthandler_p.h>
 
-#include "compose/tokentextattachment.h"
+#include <Quillon/compose/tokentextattachment.h>
 
 #include <QTextDocument>
 

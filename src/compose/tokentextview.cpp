@@ -1,10 +1,10 @@
-#include "compose/tokentextview.h"
+#include <Quillon/compose/tokentextview.h>
 
-#include "compose/tokentextaccessible_p.h"
-#include "compose/tokentextattachment.h"
-#include "compose/tokentextattachmentview.h"
-#include "compose/tokentextmimedata_p.h"
-#include "compose/tokentextobjecthandler_p.h"
+#include <Quillon/compose/tokentextaccessible_p.h>
+#include <Quillon/compose/tokentextattachment.h>
+#include <Quillon/compose/tokentextattachmentview.h>
+#include <Quillon/compose/tokentextmimedata_p.h>
+#include <Quillon/compose/tokentextobjecthandler_p.h>
 
 #include <QAbstractTextDocumentLayout>
 #include <QScrollBar>

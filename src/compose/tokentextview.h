@@ -1,7 +1,7 @@
 #pragma once
 
-#include "compose/textrange.h"
-#include "compose/tokentextviewdelegate.h"
+#include <Quillon/compose/textrange.h>
+#include <Quillon/compose/tokentextviewdelegate.h>
 
 #include <QList>
 #include <QPointer>

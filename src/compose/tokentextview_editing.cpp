@@ -1,9 +1,9 @@
 // Editing behaviour of TULOTokenTextView: focus with the tag suffix, typing through the
 // delegate, and the clipboard.
-#include "compose/tokentextview.h"
+#include <Quillon/compose/tokentextview.h>
 
-#include "compose/tokentextattachment.h"
-#include "compose/tokentextmimedata_p.h"
+#include <Quillon/compose/tokentextattachment.h>
+#include <Quillon/compose/tokentextmimedata_p.h>
 
 #include <QFocusEvent>
 #include <QInputMethodEvent>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/weakdelegate.h"
+#include <Quillon/platform/weakdelegate.h>
 
-#include "compose/textrange.h"
+#include <Quillon/compose/textrange.h>
 
 #include <QObject>
 #include <QPointer>

@@ -1,6 +1,6 @@
-#include "core/artworkcatalogresourceoperation.h"
+#include <Quillon/core/artworkcatalogresourceoperation.h>
 
-#include "platform/semaphore.h"
+#include <Quillon/platform/semaphore.h>
 
 TULOArtworkCatalogResourceOperation::TULOArtworkCatalogResourceOperation(std::shared_ptr<const TULOArtworkRequest> request,
                                                                          const TULOArtworkCatalog &catalog)

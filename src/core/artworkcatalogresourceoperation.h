@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/records/artworkcatalog.h"
-#include "platform/store/resourceloadoperation.h"
+#include <Quillon/platform/records/artworkcatalog.h>
+#include <Quillon/platform/store/resourceloadoperation.h>
 
 // Loads an artwork request's image from an artwork catalog (a media-library item's artwork)
 // rather than from the store: asks the catalog for its image at the catalog's fitting size

@@ -1,4 +1,4 @@
-#include "core/attachment.h"
+#include <Quillon/core/attachment.h>
 
 #include <QFileInfo>
 

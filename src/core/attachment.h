@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/storeitem.h"
-#include "platform/library/medialibraryitem.h"
-#include "platform/records/postartist.h"
-#include "platform/records/postattachment.h"
-#include "platform/typeidentifiers.h"
+#include <Quillon/core/storeitem.h>
+#include <Quillon/platform/library/medialibraryitem.h>
+#include <Quillon/platform/records/postartist.h>
+#include <Quillon/platform/records/postattachment.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QByteArray>
 #include <QImage>

@@ -1,6 +1,6 @@
-#include "core/attachmentdownloadoperation.h"
+#include <Quillon/core/attachmentdownloadoperation.h>
 
-#include "platform/dispatch.h"
+#include <Quillon/platform/dispatch.h>
 
 TULOAttachmentDownloadOperation::TULOAttachmentDownloadOperation(const TULOAttachmentPtr &attachment)
     : m_attachment(attachment ? attachment->copy() : nullptr)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/attachment.h"
-#include "platform/operation.h"
-#include "platform/store/storedownloadmanager.h"
+#include <Quillon/core/attachment.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/store/storedownloadmanager.h>
 
 #include <QPointer>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/storeitem.h"
-#include "platform/records/postauthor.h"
+#include <Quillon/core/storeitem.h>
+#include <Quillon/platform/records/postauthor.h>
 
 #include <QList>
 #include <QMetaType>

@@ -1,8 +1,8 @@
-#include "core/durationformatter.h"
+#include <Quillon/core/durationformatter.h>
 
-#include "core/localization.h"
-#include "core/quillon.h"
-#include "platform/clientcontext.h"
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/localization.h>
 
 #include <cmath>
 

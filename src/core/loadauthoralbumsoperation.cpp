@@ -1,10 +1,10 @@
-#include "core/loadauthoralbumsoperation.h"
+#include <Quillon/core/loadauthoralbumsoperation.h>
 
-#include "platform/operationqueue.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/semaphore.h"
-#include "platform/store/platformrequestoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/store/platformrequestoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 
 namespace {
 

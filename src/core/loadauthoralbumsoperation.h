@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/storeitem.h"
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/operation.h"
+#include <Quillon/core/storeitem.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/operation.h>
 
 #include <QList>
 #include <QVariantList>

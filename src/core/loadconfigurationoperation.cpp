@@ -1,13 +1,13 @@
-#include "core/loadconfigurationoperation.h"
+#include <Quillon/core/loadconfigurationoperation.h>
 
-#include "accounts/serviceidentifier.h"
-#include "accounts/socialservice.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/authorpermissionsoperation.h"
-#include "platform/store/loadclientcontextoperation.h"
-#include "platform/store/profileoperation.h"
-#include "platform/store/urlbag.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/accounts/socialservice.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/authorpermissionsoperation.h>
+#include <Quillon/platform/store/loadclientcontextoperation.h>
+#include <Quillon/platform/store/profileoperation.h>
+#include <Quillon/platform/store/urlbag.h>
 
 #include <cmath>
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/configuration.h"
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/operation.h"
-#include "platform/store/storeaccount.h"
+#include <Quillon/core/configuration.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/store/storeaccount.h>
 
 #include <QStringList>
 

@@ -1,12 +1,12 @@
-#include "core/preparepostdescriptionoperation.h"
+#include <Quillon/core/preparepostdescriptionoperation.h>
 
-#include "accounts/serviceidentifier.h"
-#include "core/localization.h"
-#include "core/quillon.h"
-#include "compose/tagtokenformat.h"
-#include "platform/library/medialibrary.h"
-#include "platform/semaphore.h"
-#include "platform/typeidentifiers.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/core/quillon.h>
+#include <Quillon/core/tagtokenformat.h>
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/localization.h>
+#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QBuffer>
 #include <QDir>
@@ -15,10 +15,10 @@
 #include <QSaveFile>
 #include <QUuid>
 
-#include "platform/image/metadatastripper.h"
-#include "platform/library/photolibrary.h"
-#include "accounts/accountstore.h"
-#include "accounts/accounttokenrefreshoperation.h"
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/accounttokenrefreshoperation.h>
+#include <Quillon/platform/image/metadatastripper.h>
+#include <Quillon/platform/library/photolibrary.h>
 
 #include <type_traits>
 

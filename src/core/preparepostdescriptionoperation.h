@@ -1,15 +1,15 @@
 #pragma once
 
-#include "accounts/socialservice.h"
-#include "core/attachment.h"
-#include "core/storeitem.h"
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/operation.h"
-#include "platform/records/externaldestination.h"
-#include "platform/records/postattachment.h"
-#include "platform/records/postauthor.h"
-#include "platform/records/postdescription.h"
+#include <Quillon/accounts/socialservice.h>
+#include <Quillon/core/attachment.h>
+#include <Quillon/core/storeitem.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/records/externaldestination.h>
+#include <Quillon/platform/records/postattachment.h>
+#include <Quillon/platform/records/postauthor.h>
+#include <Quillon/platform/records/postdescription.h>
 
 #include <QByteArray>
 #include <QObject>

@@ -1,11 +1,9 @@
-#include "core/quillon.h"
+#include <Quillon/core/quillon.h>
 
-#include "platform/optionalmodules.h"
+#include <Quillon/platform/optionalmodules.h>
 
 #include <QDir>
 #include <QStandardPaths>
-
-const char *const TULOStringsTablePostComposition = "PostComposition";
 
 const double QuillonVersionNumber = 1.0;
 const char QuillonVersionString[] = "@(#)PROGRAM:Quillon  PROJECT:Quillon-1\n";

@@ -1,11 +1,11 @@
-#include "core/storeitem.h"
+#include <Quillon/core/storeitem.h>
 
-#include "platform/library/mediaalbum.h"
-#include "platform/library/mediaplaylist.h"
-#include "platform/library/mediaradiostation.h"
-#include "platform/library/mediasong.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/semaphore.h"
+#include <Quillon/platform/library/mediaalbum.h>
+#include <Quillon/platform/library/mediaplaylist.h>
+#include <Quillon/platform/library/mediaradiostation.h>
+#include <Quillon/platform/library/mediasong.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/semaphore.h>
 
 #include <QBuffer>
 #include <QImage>

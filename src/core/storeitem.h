@@ -1,11 +1,11 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/library/mediamodelobject.h"
-#include "platform/records/artworkcatalog.h"
-#include "platform/records/artworklist.h"
-#include "platform/records/lookupitemartwork.h"
-#include "platform/records/postitem.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/library/mediamodelobject.h>
+#include <Quillon/platform/records/artworkcatalog.h>
+#include <Quillon/platform/records/artworklist.h>
+#include <Quillon/platform/records/lookupitemartwork.h>
+#include <Quillon/platform/records/postitem.h>
 
 #include <QByteArray>
 #include <QDataStream>

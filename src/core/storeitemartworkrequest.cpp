@@ -1,7 +1,7 @@
-#include "core/storeitemartworkrequest.h"
+#include <Quillon/core/storeitemartworkrequest.h>
 
-#include "core/artworkcatalogresourceoperation.h"
-#include "platform/store/styledimagedataconsumer.h"
+#include <Quillon/core/artworkcatalogresourceoperation.h>
+#include <Quillon/platform/store/styledimagedataconsumer.h>
 
 #include <QGuiApplication>
 #include <QScreen>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/storeitem.h"
-#include "platform/records/artworkcatalog.h"
-#include "platform/store/artworkrequest.h"
+#include <Quillon/core/storeitem.h>
+#include <Quillon/platform/records/artworkcatalog.h>
+#include <Quillon/platform/store/artworkrequest.h>
 
 #include <QSizeF>
 

@@ -1,6 +1,6 @@
-#include "media/audioplayer.h"
+#include <Quillon/media/audioplayer.h>
 
-#include "platform/audio/mediaplayer.h"
+#include <Quillon/platform/audio/mediaplayer.h>
 
 #include <QGuiApplication>
 #include <QPointer>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "media/audioplayerstatus.h"
-#include "platform/weakdelegate.h"
+#include <Quillon/media/audioplayerstatus.h>
+#include <Quillon/platform/weakdelegate.h>
 
 #include <QObject>
 #include <QUrl>

@@ -1,6 +1,6 @@
-#include "media/audioplayermanager.h"
+#include <Quillon/media/audioplayermanager.h>
 
-#include "media/playbutton.h"
+#include <Quillon/media/playbutton.h>
 
 #include <limits>
 

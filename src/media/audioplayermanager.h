@@ -1,7 +1,7 @@
 #pragma once
 
-#include "media/audioplayer.h"
-#include "platform/weakdelegate.h"
+#include <Quillon/media/audioplayer.h>
+#include <Quillon/platform/weakdelegate.h>
 
 #include <QObject>
 #include <QUrl>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/error.h"
+#include <Quillon/platform/error.h>
 
 // A player's state at its last update. A copy carries all four fields.
 class TULOAudioPlayerStatus

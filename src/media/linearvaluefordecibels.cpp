@@ -1,4 +1,4 @@
-#include "media/linearvaluefordecibels.h"
+#include <Quillon/media/linearvaluefordecibels.h>
 
 #include <cmath>
 

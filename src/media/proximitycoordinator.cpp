@@ -1,6 +1,6 @@
-#include "media/proximitycoordinator.h"
+#include <Quillon/media/proximitycoordinator.h>
 
-#include "platform/audio/proximitysensor.h"
+#include <Quillon/platform/audio/proximitysensor.h>
 
 namespace {
 

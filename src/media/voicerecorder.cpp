@@ -1,7 +1,7 @@
-#include "media/voicerecorder.h"
+#include <Quillon/media/voicerecorder.h>
 
-#include "platform/audio/audiofile.h"
-#include "platform/dispatch.h"
+#include <Quillon/platform/audio/audiofile.h>
+#include <Quillon/platform/dispatch.h>
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "media/waveformimageproducer.h"
+#include <Quillon/media/waveformimageproducer.h>
 
 #include <QGuiApplication>
 #include <QPainter>

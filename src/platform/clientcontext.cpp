@@ -1,9 +1,9 @@
-#include "platform/clientcontext.h"
+#include <Quillon/platform/clientcontext.h>
 
-#include "platform/operationqueue.h"
-#include "platform/semaphore.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 
 #include <QCoreApplication>
 #include <QSharedData>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/store/urlbag.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/store/urlbag.h>
 
 #include <QExplicitlySharedDataPointer>
 #include <QUrl>

@@ -1,4 +1,4 @@
-#include "platform/deploymentconfiguration.h"
+#include <Quillon/platform/deploymentconfiguration.h>
 
 #include <QFile>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/error.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
 
 #include <QString>
 #include <QUrl>

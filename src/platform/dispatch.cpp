@@ -1,4 +1,4 @@
-#include "platform/dispatch.h"
+#include <Quillon/platform/dispatch.h>
 
 #include <QCoreApplication>
 #include <QThread>

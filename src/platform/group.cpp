@@ -1,4 +1,4 @@
-#include "platform/group.h"
+#include <Quillon/platform/group.h>
 
 #include <QtGlobal>
 

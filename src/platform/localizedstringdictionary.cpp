@@ -1,4 +1,4 @@
-#include "platform/localizedstringdictionary.h"
+#include <Quillon/platform/localizedstringdictionary.h>
 
 #include <QLocale>
 #include <QTranslator>

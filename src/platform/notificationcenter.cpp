@@ -1,4 +1,4 @@
-#include "platform/notificationcenter.h"
+#include <Quillon/platform/notificationcenter.h>
 
 #include <QObject>
 #include <QPointer>

@@ -1,4 +1,4 @@
-#include "platform/operation.h"
+#include <Quillon/platform/operation.h>
 
 #include <QDebug>
 

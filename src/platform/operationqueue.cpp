@@ -1,6 +1,6 @@
-#include "platform/operationqueue.h"
+#include <Quillon/platform/operationqueue.h>
 
-#include "platform/dispatch.h"
+#include <Quillon/platform/dispatch.h>
 
 #include <QDebug>
 #include <QThreadPool>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/operation.h"
+#include <Quillon/platform/operation.h>
 
 #include <QString>
 

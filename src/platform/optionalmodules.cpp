@@ -1,4 +1,4 @@
-#include "platform/optionalmodules.h"
+#include <Quillon/platform/optionalmodules.h>
 
 #include <QDebug>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "platform/typeidentifiers.h"
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QMimeDatabase>
 

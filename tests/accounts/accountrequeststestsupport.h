@@ -2,8 +2,8 @@
 
 #include "../store/storetestsupport.h"
 
-#include "platform/records/postauthor.h"
-#include "platform/store/authenticaterequest.h"
+#include <Quillon/platform/records/postauthor.h>
+#include <Quillon/platform/store/authenticaterequest.h>
 
 // Signs the demo store account in, as the social endpoints want a session.
 inline bool TULOSignInDemoAccount(const TULOSandboxStore &store)

@@ -1,8 +1,8 @@
-#include "accounts/account.h"
-#include "accounts/accountdatabase.h"
-#include "accounts/accountentity.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/credentials/credentialstore.h"
+#include <Quillon/accounts/account.h>
+#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/credentials/credentialstore.h>
 
 #include <QDir>
 #include <QFile>

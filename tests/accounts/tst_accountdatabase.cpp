@@ -1,5 +1,5 @@
-#include "accounts/accountdatabase.h"
-#include "accounts/accountentity.h"
+#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountentity.h>
 
 #include <QDir>
 #include <QFile>

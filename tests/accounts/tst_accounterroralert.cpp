@@ -1,9 +1,9 @@
-#include "accounts/accounterroralertcontroller.h"
-#include "accounts/facebookauthenticationwebviewcontroller.h"
-#include "core/localization.h"
-#include "core/quillon.h"
-#include "platform/store/storeerror.h"
-#include "platform/ui/alertaction.h"
+#include <Quillon/accounts/accounterroralertcontroller.h>
+#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/localization.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/ui/alertaction.h>
 
 #include <QNetworkReply>
 #include <QPushButton>

@@ -1,14 +1,14 @@
 #include "accountrequeststestsupport.h"
 
-#include "accounts/accountinforequestoperation.h"
-#include "accounts/accounttokenregisteroperation.h"
-#include "accounts/accountunlinkrequestoperation.h"
-#include "accounts/facebookpageupdateoperation.h"
-#include "accounts/facebookuserregistrationoperation.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/deploymentconfiguration.h"
-#include "platform/operationqueue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/accountinforequestoperation.h>
+#include <Quillon/accounts/accounttokenregisteroperation.h>
+#include <Quillon/accounts/accountunlinkrequestoperation.h>
+#include <Quillon/accounts/facebookpageupdateoperation.h>
+#include <Quillon/accounts/facebookuserregistrationoperation.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "sandboxsocial.h"
 
 #include <QJsonArray>

@@ -1,13 +1,13 @@
 #include "store/storetestsupport.h"
 
-#include "accounts/accountdatabase.h"
-#include "accounts/accountentity.h"
-#include "accounts/accountstore.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/credentials/credentialstore.h"
-#include "platform/dispatch.h"
-#include "platform/notificationcenter.h"
-#include "platform/preferences.h"
+#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/preferences.h>
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,13 +1,13 @@
 #include "accountrequeststestsupport.h"
 
-#include "accounts/accountstore.h"
-#include "accounts/facebookauthenticationwebviewcontroller.h"
-#include "accounts/facebookpermissions.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/preferences.h"
-#include "platform/store/storeerror.h"
-#include "platform/ui/navigationcontroller.h"
-#include "platform/ui/window.h"
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookpermissions.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/preferences.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/window.h>
 #include "sandboxsocial.h"
 
 #include <QApplication>

@@ -1,11 +1,11 @@
 #include "accountrequeststestsupport.h"
 
-#include "accounts/accountdatabase.h"
-#include "accounts/accountstore.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/dispatch.h"
-#include "platform/notificationcenter.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "sandboxsocial.h"
 
 #include <QFile>

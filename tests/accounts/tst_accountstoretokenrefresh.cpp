@@ -1,10 +1,10 @@
 #include "accountrequeststestsupport.h"
 
-#include "accounts/accountstore.h"
-#include "accounts/accountstoretokenrefresh.h"
-#include "accounts/accounttokenrefreshoperation.h"
-#include "accounts/serviceidentifier.h"
-#include "platform/operationqueue.h"
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/accountstoretokenrefresh.h>
+#include <Quillon/accounts/accounttokenrefreshoperation.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/platform/operationqueue.h>
 #include "sandboxsocial.h"
 
 #include <QFile>

@@ -1,12 +1,12 @@
 #include "accountrequeststestsupport.h"
 
-#include "accounts/accounttokenrefreshoperation.h"
-#include "accounts/accounttokenregisteroperation.h"
-#include "accounts/serviceidentifier.h"
-#include "accounts/twitterauthenticationrequest.h"
-#include "platform/deploymentconfiguration.h"
-#include "platform/operationqueue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/accounttokenrefreshoperation.h>
+#include <Quillon/accounts/accounttokenregisteroperation.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/accounts/twitterauthenticationrequest.h>
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "sandboxsocial.h"
 
 #include <QJsonObject>

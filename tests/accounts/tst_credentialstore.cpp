@@ -1,5 +1,5 @@
-#include "platform/credentials/credentialstore.h"
-#include "platform/credentials/credentialstore_file_p.h"
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/credentials/credentialstore_file_p.h>
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,7 +1,7 @@
-#include "accounts/twitterauthenticationrequest.h"
-#include "accounts/unscrambledstring.h"
-#include "platform/clientcontext.h"
-#include "platform/deploymentconfiguration.h"
+#include <Quillon/accounts/twitterauthenticationrequest.h>
+#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/deploymentconfiguration.h>
 
 #include <QTemporaryDir>
 #include <QTest>

@@ -1,15 +1,15 @@
 #include "accountrequeststestsupport.h"
 
-#include "accounts/accountinforequestoperation.h"
-#include "accounts/facebookauthenticationwebviewcontroller.h"
-#include "accounts/facebookpermissions.h"
-#include "accounts/facebookuserregistrationoperation.h"
-#include "accounts/unscrambledstring.h"
-#include "platform/deploymentconfiguration.h"
-#include "platform/operationqueue.h"
-#include "platform/ui/activityindicatorview.h"
-#include "platform/ui/barbuttonitem.h"
-#include "platform/ui/navigationitem.h"
+#include <Quillon/accounts/accountinforequestoperation.h>
+#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookpermissions.h>
+#include <Quillon/accounts/facebookuserregistrationoperation.h>
+#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/ui/activityindicatorview.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationitem.h>
 #include "sandboxsocial.h"
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "accounts/twitterauthenticationrequest.h"
+#include <Quillon/accounts/twitterauthenticationrequest.h>
 #include "sandboxoauth1.h"
 
 #include <QTest>

@@ -1,9 +1,9 @@
 #include "../store/storetestsupport.h"
 
-#include "accounts/serviceidentifier.h"
-#include "accounts/twitterauthenticationrequest.h"
-#include "platform/deploymentconfiguration.h"
-#include "platform/internalinconsistencyexception.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/accounts/twitterauthenticationrequest.h>
+#include <Quillon/platform/deploymentconfiguration.h>
+#include <Quillon/platform/internalinconsistencyexception.h>
 #include "sandboxsocial.h"
 
 #include <QNetworkReply>

@@ -1,6 +1,6 @@
 #include "testaudio.h"
 
-#include <platform/audio/audiofile.h>
+#include <Quillon/platform/audio/audiofile.h>
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,12 +1,15 @@
 #include "testaudio.h"
 
-#include <platform/audio/voicecapture.h>
+#include <Quillon/platform/audio/voicecapture.h>
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <mutex>
+
+// Before the first data table that holds one, or a release build refuses it.
+Q_DECLARE_METATYPE(TULOVoiceCaptureSettings)
 
 namespace {
 
@@ -227,8 +230,6 @@ private Q_SLOTS:
 private:
     QTemporaryDir m_dir;
 };
-
-Q_DECLARE_METATYPE(TULOVoiceCaptureSettings)
 
 QTEST_GUILESS_MAIN(TestVoiceCapture)
 #include "tst_voicecapture.moc"

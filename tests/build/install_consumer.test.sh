@@ -30,8 +30,7 @@ c++ $extra_flags -fPIC "$src/tests/build/consumer/main.cpp" -o "$work/pc-consume
 LD_LIBRARY_PATH="$libdir" "$work/pc-consumer" | grep -qx 'TULOErrorDomain 3'
 # Every installed header can be included from the installed tree alone (no private or
 # build-tree header behind it).
-includedir="$prefix/include/Quillon"
-(cd "$includedir" && find . -name '*.h' | sed 's|^\./|#include <|; s|$|>|') > "$work/all_headers.cpp"
+(cd "$prefix/include" && find Quillon -name '*.h' | sed 's|^|#include <|; s|$|>|') > "$work/all_headers.cpp"
 [ "$(wc -l < "$work/all_headers.cpp")" -gt 50 ] || { echo "too few headers installed"; exit 1; }
 # shellcheck disable=SC2046
 c++ -fsyntax-only -fPIC "$work/all_headers.cpp" $(pkg-config --cflags quillon) \

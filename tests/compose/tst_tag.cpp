@@ -1,5 +1,5 @@
-#include <compose/tag.h>
-#include <compose/tagdataconsumer.h>
+#include <Quillon/compose/tagdataconsumer.h>
+#include <Quillon/core/tag.h>
 
 #include <QGuiApplication>
 #include <QTest>

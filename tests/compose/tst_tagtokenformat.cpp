@@ -1,6 +1,6 @@
-#include <compose/tag.h>
-#include <compose/tagtokenformat.h>
-#include <compose/tagtokentextattachment.h>
+#include <Quillon/compose/tagtokentextattachment.h>
+#include <Quillon/core/tag.h>
+#include <Quillon/core/tagtokenformat.h>
 
 #include <QtTest>
 

@@ -1,6 +1,6 @@
 #include "tokentexttestsupport.h"
 
-#include <compose/tagtokenview.h>
+#include <Quillon/compose/tagtokenview.h>
 
 #include <support/testsupport.h>
 

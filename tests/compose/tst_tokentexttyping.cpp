@@ -1,6 +1,6 @@
 #include "tokentexttestsupport.h"
 
-#include <compose/tokentextattachmentview.h>
+#include <Quillon/compose/tokentextattachmentview.h>
 
 #include <QAccessible>
 #include <QApplication>

@@ -1,7 +1,7 @@
 #include "tokentexttestsupport.h"
 
-#include <compose/tagtokenview.h>
-#include <compose/tokentextattachmentview.h>
+#include <Quillon/compose/tagtokenview.h>
+#include <Quillon/compose/tokentextattachmentview.h>
 
 #include <QLabel>
 #include <QtTest>

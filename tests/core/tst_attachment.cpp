@@ -1,6 +1,6 @@
-#include "core/attachment.h"
+#include <Quillon/core/attachment.h>
 #include "library/mediafixtures.h"
-#include "platform/library/medialibrary.h"
+#include <Quillon/platform/library/medialibrary.h>
 
 #include <QRegularExpression>
 #include <QTemporaryDir>

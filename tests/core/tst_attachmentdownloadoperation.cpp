@@ -1,7 +1,7 @@
 // Downloading a store-only library item before posting, against the sandbox store.
-#include "core/attachmentdownloadoperation.h"
-#include "platform/library/medialibrary.h"
-#include "platform/operationqueue.h"
+#include <Quillon/core/attachmentdownloadoperation.h>
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/operationqueue.h>
 #include "upload/uploadtestsupport.h"
 
 #include <QTemporaryDir>

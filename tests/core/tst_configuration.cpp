@@ -1,4 +1,4 @@
-#include "core/configuration.h"
+#include <Quillon/core/configuration.h>
 
 #include <QTest>
 

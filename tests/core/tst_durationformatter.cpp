@@ -1,5 +1,5 @@
-#include "core/durationformatter.h"
-#include "platform/clientcontext.h"
+#include <Quillon/core/durationformatter.h>
+#include <Quillon/platform/clientcontext.h>
 
 #include <QTest>
 #include <QUrl>

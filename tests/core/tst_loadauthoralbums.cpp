@@ -1,10 +1,10 @@
 #include "../store/storetestsupport.h"
 
-#include "core/loadauthoralbumsoperation.h"
-#include "platform/operationqueue.h"
-#include "platform/store/lookupresponse.h"
-#include "platform/store/platformcontext.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/core/loadauthoralbumsoperation.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/lookupresponse.h>
+#include <Quillon/platform/store/platformcontext.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "sandboxdiscography.h"
 
 #include <QJsonDocument>

@@ -1,14 +1,14 @@
 #include "../store/storetestsupport.h"
 
-#include "accounts/serviceidentifier.h"
-#include "accounts/socialservice.h"
-#include "core/loadconfigurationoperation.h"
-#include "platform/credentials/credentialstore.h"
-#include "platform/operationqueue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/credentialstoretokenkeeper.h"
-#include "platform/store/loadclientcontextoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/accounts/socialservice.h>
+#include <Quillon/core/loadconfigurationoperation.h>
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/loadclientcontextoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "sandboxdiscography.h"
 
 #include <QJsonArray>

@@ -1,7 +1,7 @@
-#include "core/localization.h"
-#include "core/quillon.h"
-#include "platform/clientcontext.h"
-#include "platform/localizedstringdictionary.h"
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/localization.h>
+#include <Quillon/platform/localizedstringdictionary.h>
 
 #include "support/testsupport.h"
 

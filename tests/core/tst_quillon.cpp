@@ -1,4 +1,4 @@
-#include "core/quillon.h"
+#include <Quillon/core/quillon.h>
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,10 +1,10 @@
-#include "core/storeitem.h"
+#include <Quillon/core/storeitem.h>
 #include "library/mediafixtures.h"
-#include "platform/library/mediaalbum.h"
-#include "platform/library/medialibrary.h"
-#include "platform/library/mediaplaylist.h"
-#include "platform/library/mediaradiostation.h"
-#include "platform/library/mediasong.h"
+#include <Quillon/platform/library/mediaalbum.h>
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/library/mediaplaylist.h>
+#include <Quillon/platform/library/mediaradiostation.h>
+#include <Quillon/platform/library/mediasong.h>
 
 #include <QJsonDocument>
 #include <QMutex>

@@ -1,8 +1,8 @@
 #include "../store/storetestsupport.h"
 
-#include "core/artworkcatalogresourceoperation.h"
-#include "core/storeitemartworkrequest.h"
-#include "platform/store/styledimagedataconsumer.h"
+#include <Quillon/core/artworkcatalogresourceoperation.h>
+#include <Quillon/core/storeitemartworkrequest.h>
+#include <Quillon/platform/store/styledimagedataconsumer.h>
 
 #include <QTemporaryDir>
 

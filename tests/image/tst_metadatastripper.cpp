@@ -1,5 +1,5 @@
 #include "imagecorpus.h"
-#include "platform/image/metadatastripper.h"
+#include <Quillon/platform/image/metadatastripper.h>
 
 #include <QBuffer>
 #include <QFile>

@@ -1,5 +1,5 @@
 #include "library/mediafixtures.h"
-#include "platform/library/medialibrary.h"
+#include <Quillon/platform/library/medialibrary.h>
 
 #include <QDir>
 #include <QFile>

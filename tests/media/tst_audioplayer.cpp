@@ -1,6 +1,6 @@
 #include "../audio/testaudio.h"
 
-#include <media/audioplayer.h>
+#include <Quillon/media/audioplayer.h>
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,7 +1,7 @@
 #include "../audio/testaudio.h"
 
-#include <media/audioplayermanager.h>
-#include <media/playbutton.h>
+#include <Quillon/media/audioplayermanager.h>
+#include <Quillon/media/playbutton.h>
 
 #include <QHash>
 #include <QTemporaryDir>

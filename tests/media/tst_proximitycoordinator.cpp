@@ -1,5 +1,5 @@
-#include <media/proximitycoordinator.h>
-#include <platform/audio/proximitysensor.h>
+#include <Quillon/media/proximitycoordinator.h>
+#include <Quillon/platform/audio/proximitysensor.h>
 
 #include <QTest>
 

@@ -1,6 +1,6 @@
 #include "../audio/testaudio.h"
 
-#include <media/voicerecorder.h>
+#include <Quillon/media/voicerecorder.h>
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,5 +1,5 @@
-#include <media/linearvaluefordecibels.h>
-#include <media/waveformimageproducer.h>
+#include <Quillon/media/linearvaluefordecibels.h>
+#include <Quillon/media/waveformimageproducer.h>
 
 #include <QTest>
 

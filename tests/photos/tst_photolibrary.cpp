@@ -1,7 +1,7 @@
 #include "../image/imagecorpus.h"
-#include "core/quillon.h"
-#include "platform/image/metadatastripper.h"
-#include "platform/library/photolibrary.h"
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/image/metadatastripper.h>
+#include <Quillon/platform/library/photolibrary.h>
 
 #include <QDir>
 #include <QFile>

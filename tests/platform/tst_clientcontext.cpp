@@ -1,4 +1,4 @@
-#include "platform/clientcontext.h"
+#include <Quillon/platform/clientcontext.h>
 
 #include <QCoreApplication>
 #include <QTest>

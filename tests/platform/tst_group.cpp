@@ -1,6 +1,6 @@
-#include "platform/group.h"
-#include "platform/operationqueue.h"
-#include "platform/semaphore.h"
+#include <Quillon/platform/group.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/semaphore.h>
 
 #include <QRegularExpression>
 #include <QTest>

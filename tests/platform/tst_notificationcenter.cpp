@@ -1,5 +1,5 @@
-#include "platform/notificationcenter.h"
-#include "platform/operationqueue.h"
+#include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/operationqueue.h>
 
 #include <QTest>
 #include <QThread>

@@ -1,5 +1,5 @@
-#include "platform/operationqueue.h"
-#include "platform/semaphore.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/semaphore.h>
 
 #include <QCoreApplication>
 #include <QEventLoop>

@@ -1,6 +1,6 @@
-#include "core/quillon.h"
-#include "platform/operationqueue.h"
-#include "platform/optionalmodules.h"
+#include <Quillon/core/quillon.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/optionalmodules.h>
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "platform/preferences.h"
+#include <Quillon/platform/preferences.h>
 
 #include <QFile>
 #include <QStandardPaths>

@@ -2,10 +2,10 @@
 // the files that go out have no location left in them, keep their orientation and colour
 // profile, and carry the very same compressed image data.
 
-#include "core/preparepostdescriptionoperation.h"
-#include "core/quillon.h"
+#include <Quillon/core/preparepostdescriptionoperation.h>
+#include <Quillon/core/quillon.h>
 #include "image/imagecorpus.h"
-#include "platform/library/photolibrary.h"
+#include <Quillon/platform/library/photolibrary.h>
 
 #include <QDir>
 #include <QFile>

@@ -1,8 +1,8 @@
-#include "accounts/serviceidentifier.h"
-#include "core/preparepostdescriptionoperation.h"
-#include "core/quillon.h"
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/core/preparepostdescriptionoperation.h>
+#include <Quillon/core/quillon.h>
 #include "library/mediafixtures.h"
-#include "platform/library/medialibrary.h"
+#include <Quillon/platform/library/medialibrary.h>
 
 #include <QBuffer>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "platform/records/artworkcatalog.h"
+#include <Quillon/platform/records/artworkcatalog.h>
 
 #include <QBuffer>
 #include <QFile>

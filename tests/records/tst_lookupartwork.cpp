@@ -1,6 +1,6 @@
-#include "platform/records/artworklist.h"
-#include "platform/records/authorprofile.h"
-#include "platform/records/lookupitemartwork.h"
+#include <Quillon/platform/records/artworklist.h>
+#include <Quillon/platform/records/authorprofile.h>
+#include <Quillon/platform/records/lookupitemartwork.h>
 
 #include <QJsonDocument>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "platform/records/postdescription.h"
+#include <Quillon/platform/records/postdescription.h>
 
 #include <QTest>
 

@@ -1,5 +1,5 @@
-#include "platform/records/postauthor.h"
-#include "platform/records/postitem.h"
+#include <Quillon/platform/records/postauthor.h>
+#include <Quillon/platform/records/postitem.h>
 
 #include <QTest>
 

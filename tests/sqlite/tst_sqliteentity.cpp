@@ -1,5 +1,5 @@
-#include "platform/sqlite/sqlitedatabase.h"
-#include "platform/sqlite/sqliteentity.h"
+#include <Quillon/platform/sqlite/sqlitedatabase.h>
+#include <Quillon/platform/sqlite/sqliteentity.h>
 
 #include <QTemporaryDir>
 #include <QTest>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/clientcontext.h"
+#include <Quillon/platform/clientcontext.h>
 #include "sandboxstore.h"
 
 #include <QTest>

@@ -1,9 +1,9 @@
 #include "storetestsupport.h"
 
-#include "platform/store/artworkrequest.h"
-#include "platform/store/resourceloader.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/styledimagedataconsumer.h"
+#include <Quillon/platform/store/artworkrequest.h>
+#include <Quillon/platform/store/resourceloader.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/styledimagedataconsumer.h>
 
 #include <QBuffer>
 #include <QPainter>

@@ -1,10 +1,10 @@
 #include "storetestsupport.h"
 
-#include "platform/credentials/credentialstore.h"
-#include "platform/preferences.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/credentialstoretokenkeeper.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/preferences.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -1,12 +1,12 @@
 #include "storetestsupport.h"
 
-#include "platform/credentials/credentialstore.h"
-#include "platform/operationqueue.h"
-#include "platform/store/authenticaterequest.h"
-#include "platform/store/authorpermissionsoperation.h"
-#include "platform/store/credentialstoretokenkeeper.h"
-#include "platform/store/profileoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/authenticaterequest.h>
+#include <Quillon/platform/store/authorpermissionsoperation.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/profileoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QJsonArray>
 #include <QJsonObject>

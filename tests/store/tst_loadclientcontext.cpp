@@ -1,8 +1,8 @@
 #include "storetestsupport.h"
 
-#include "platform/operationqueue.h"
-#include "platform/store/loadclientcontextoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/loadclientcontextoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QStandardPaths>
 

@@ -1,8 +1,8 @@
 #include "storetestsupport.h"
 
-#include "platform/operationqueue.h"
-#include "platform/store/platformrequestoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/platformrequestoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QJsonObject>
 #include <QUrlQuery>

@@ -1,8 +1,8 @@
 #include "storetestsupport.h"
 
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -2,7 +2,7 @@
 
 #include "testsupport.h"
 
-#include <platform/ui/screenshot.h>
+#include <Quillon/platform/ui/screenshot.h>
 
 QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, const QString &testName,
                           const QString &fileName, qreal devicePixelRatio)

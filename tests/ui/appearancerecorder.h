@@ -1,7 +1,7 @@
 #pragma once
 
-#include <platform/ui/transitioncoordinator.h>
-#include <platform/ui/viewcontroller.h>
+#include <Quillon/platform/ui/transitioncoordinator.h>
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <QPointer>
 #include <QStringList>

@@ -1,8 +1,8 @@
 #include "appearancerecorder.h"
 
-#include <platform/ui/alertcontroller.h>
-#include <platform/ui/presentationwindow_p.h>
-#include <platform/ui/window.h>
+#include <Quillon/platform/ui/alertcontroller.h>
+#include <Quillon/platform/ui/presentationwindow_p.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,8 +1,8 @@
-#include <platform/ui/barbuttonitem.h>
-#include <platform/ui/navigationbar.h>
-#include <platform/ui/navigationcontroller.h>
-#include <platform/ui/navigationitem.h>
-#include <platform/ui/window.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationbar.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/navigationitem.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QPushButton>
 #include <QTest>

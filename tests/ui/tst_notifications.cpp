@@ -1,12 +1,12 @@
-#include <platform/clientcontext.h>
-#include <platform/notificationcenter.h>
-#include <platform/operationqueue.h>
-#include <platform/ui/activityindicatorview.h>
-#include <platform/ui/keyboardnotifier.h>
-#include <platform/ui/navigationbar.h>
-#include <platform/ui/navigationcontroller.h>
-#include <platform/ui/networkactivityindicator.h>
-#include <platform/ui/storeviewcontroller.h>
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/ui/activityindicatorview.h>
+#include <Quillon/platform/ui/keyboardnotifier.h>
+#include <Quillon/platform/ui/navigationbar.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/networkactivityindicator.h>
+#include <Quillon/platform/ui/storeviewcontroller.h>
 
 #include <QSignalSpy>
 #include <QTest>

@@ -1,16 +1,16 @@
 #include "support/screenshotsupport.h"
 
-#include <platform/ui/alertcontroller.h>
-#include <platform/ui/barbuttonitem.h>
-#include <platform/ui/navigationbar.h>
-#include <platform/ui/navigationcontroller.h>
-#include <platform/ui/navigationitem.h>
-#include <platform/ui/screenshot.h>
-#include <platform/ui/settingsbuttontableviewcell.h>
-#include <platform/ui/settingstableviewcell.h>
-#include <platform/ui/settingstextfieldtableviewcell.h>
-#include <platform/ui/tableview.h>
-#include <platform/ui/window.h>
+#include <Quillon/platform/ui/alertcontroller.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationbar.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/navigationitem.h>
+#include <Quillon/platform/ui/screenshot.h>
+#include <Quillon/platform/ui/settingsbuttontableviewcell.h>
+#include <Quillon/platform/ui/settingstableviewcell.h>
+#include <Quillon/platform/ui/settingstextfieldtableviewcell.h>
+#include <Quillon/platform/ui/tableview.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QLineEdit>
 #include <QPainter>

@@ -1,9 +1,9 @@
-#include <platform/ui/settingsbuttontableviewcell.h>
-#include <platform/ui/settingstableviewcell.h>
-#include <platform/ui/settingstextfieldtableviewcell.h>
-#include <platform/ui/switch.h>
-#include <platform/ui/tableview.h>
-#include <platform/ui/tableviewcell.h>
+#include <Quillon/platform/ui/settingsbuttontableviewcell.h>
+#include <Quillon/platform/ui/settingstableviewcell.h>
+#include <Quillon/platform/ui/settingstextfieldtableviewcell.h>
+#include <Quillon/platform/ui/switch.h>
+#include <Quillon/platform/ui/tableview.h>
+#include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QLabel>
 #include <QLineEdit>

@@ -1,9 +1,9 @@
 #include "appearancerecorder.h"
 
-#include <platform/ui/barbuttonitem.h>
-#include <platform/ui/navigationcontroller.h>
-#include <platform/ui/navigationitem.h>
-#include <platform/ui/window.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/navigationitem.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QDialog>
 #include <QPointer>

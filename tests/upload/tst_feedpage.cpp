@@ -1,7 +1,7 @@
 // The sandbox feed page as a reader's browser shows it: a post uploaded through the framework,
 // rendered by headless Chromium.
-#include "platform/store/postoutbox.h"
-#include "platform/store/postrequest.h"
+#include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/postrequest.h>
 #include "support/testsupport.h"
 #include "uploadtestsupport.h"
 

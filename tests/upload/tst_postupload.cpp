@@ -1,8 +1,8 @@
 // Post upload through the outbox to the sandbox store, over loopback.
-#include "platform/store/backgroundtask.h"
-#include "platform/store/postoutbox.h"
-#include "platform/store/postrequest.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/backgroundtask.h>
+#include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/postrequest.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "uploadtestsupport.h"
 
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 // Store downloads into the media library, from the sandbox store's cloud library.
-#include "platform/library/medialibrary.h"
-#include "platform/store/storedownloadmanager.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/store/storedownloadmanager.h>
+#include <Quillon/platform/store/storeerror.h>
 #include "uploadtestsupport.h"
 
 #include <QDir>

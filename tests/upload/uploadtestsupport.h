@@ -1,9 +1,9 @@
 #pragma once
 
 #include "../sandbox/sandboxhttp.h"
-#include "platform/clientcontext.h"
-#include "platform/records/postdescription.h"
-#include "platform/store/storeaccount.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/records/postdescription.h>
+#include <Quillon/platform/store/storeaccount.h>
 #include "sandboxdownloads.h"
 #include "sandboxstore.h"
 

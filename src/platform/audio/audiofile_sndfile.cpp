@@ -1,4 +1,4 @@
-#include "platform/audio/audiofile.h"
+#include <Quillon/platform/audio/audiofile.h>
 
 #include <QFile>
 

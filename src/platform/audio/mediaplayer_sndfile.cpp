@@ -1,6 +1,6 @@
-#include "platform/audio/mediaplayer_sndfile_p.h"
+#include <Quillon/platform/audio/mediaplayer_sndfile_p.h>
 
-#include "platform/audio/voicecapture.h"
+#include <Quillon/platform/audio/voicecapture.h>
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/audio/mediaplayer.h"
+#include <Quillon/platform/audio/mediaplayer.h>
 
 #include <QElapsedTimer>
 #include <QTimer>

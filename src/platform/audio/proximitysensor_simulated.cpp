@@ -1,4 +1,4 @@
-#include "platform/audio/proximitysensor.h"
+#include <Quillon/platform/audio/proximitysensor.h>
 
 TULOSimulatedProximitySensor::TULOSimulatedProximitySensor(QObject *parent)
     : TULOProximitySensor(parent)

@@ -1,7 +1,7 @@
-#include "platform/audio/voicecapture.h"
+#include <Quillon/platform/audio/voicecapture.h>
 
-#include "platform/audio/voicecapture_qaudiosource_p.h"
-#include "platform/audio/voicecapture_sndfile_p.h"
+#include <Quillon/platform/audio/voicecapture_qaudiosource_p.h>
+#include <Quillon/platform/audio/voicecapture_sndfile_p.h>
 
 #include <QCoreApplication>
 

@@ -1,4 +1,4 @@
-#include "platform/audio/voicecapture_qaudiosource_p.h"
+#include <Quillon/platform/audio/voicecapture_qaudiosource_p.h>
 
 #include <QAudioFormat>
 #include <QAudioSource>

@@ -1,4 +1,4 @@
-#include "platform/audio/voicecapture_sndfile_p.h"
+#include <Quillon/platform/audio/voicecapture_sndfile_p.h>
 
 #include <QFileInfo>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/audio/voicecapture.h"
+#include <Quillon/platform/audio/voicecapture.h>
 
 #include <atomic>
 #include <condition_variable>

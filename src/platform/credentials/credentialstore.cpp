@@ -1,7 +1,7 @@
-#include "platform/credentials/credentialstore.h"
+#include <Quillon/platform/credentials/credentialstore.h>
 
-#include "platform/credentials/credentialstore_file_p.h"
-#include "platform/credentials/credentialstore_qtkeychain_p.h"
+#include <Quillon/platform/credentials/credentialstore_file_p.h>
+#include <Quillon/platform/credentials/credentialstore_qtkeychain_p.h>
 
 #include <QDir>
 #include <QStandardPaths>

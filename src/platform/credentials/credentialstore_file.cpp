@@ -1,4 +1,4 @@
-#include "platform/credentials/credentialstore_file_p.h"
+#include <Quillon/platform/credentials/credentialstore_file_p.h>
 
 #include <QDateTime>
 #include <QDir>

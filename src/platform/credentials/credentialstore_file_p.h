@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/credentials/credentialstore.h"
+#include <Quillon/platform/credentials/credentialstore.h>
 
 #include <QList>
 #include <QMutex>

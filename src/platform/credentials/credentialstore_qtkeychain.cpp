@@ -1,4 +1,4 @@
-#include "platform/credentials/credentialstore_qtkeychain_p.h"
+#include <Quillon/platform/credentials/credentialstore_qtkeychain_p.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,5 +1,5 @@
-#include "platform/image/metadatastripper.h"
-#include "platform/typeidentifiers.h"
+#include <Quillon/platform/image/metadatastripper.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QCoreApplication>
 #include <QIODevice>

@@ -1,4 +1,4 @@
-#include "platform/library/assetrepresentation.h"
+#include <Quillon/platform/library/assetrepresentation.h>
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/library/mediamodelobject.h"
+#include <Quillon/platform/library/mediamodelobject.h>
 
 // An album of the library; the store identifier is 0 when the album is not from the store.
 class TULOMediaAlbum : public TULOMediaModelObject

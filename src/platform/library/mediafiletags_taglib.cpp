@@ -1,4 +1,4 @@
-#include "platform/library/mediafiletags.h"
+#include <Quillon/platform/library/mediafiletags.h>
 
 #include <QBuffer>
 #include <QFile>

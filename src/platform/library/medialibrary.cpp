@@ -1,7 +1,7 @@
-#include "platform/library/medialibrary.h"
+#include <Quillon/platform/library/medialibrary.h>
 
-#include "platform/library/mediafiletags.h"
-#include "platform/library/medialibraryindex_p.h"
+#include <Quillon/platform/library/mediafiletags.h>
+#include <Quillon/platform/library/medialibraryindex_p.h>
 
 #include <QCryptographicHash>
 #include <QDateTime>

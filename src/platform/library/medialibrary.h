@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/library/mediaalbum.h"
-#include "platform/library/medialibraryitem.h"
-#include "platform/library/mediasong.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/library/mediaalbum.h>
+#include <Quillon/platform/library/medialibraryitem.h>
+#include <Quillon/platform/library/mediasong.h>
 
 #include <QList>
 #include <QMutex>

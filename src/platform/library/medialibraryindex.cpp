@@ -1,6 +1,6 @@
-#include "platform/library/medialibraryindex_p.h"
+#include <Quillon/platform/library/medialibraryindex_p.h>
 
-#include "platform/sqlite/sqlitedatabase.h"
+#include <Quillon/platform/sqlite/sqlitedatabase.h>
 
 namespace {
 

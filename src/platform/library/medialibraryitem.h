@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/records/artworkcatalog.h"
+#include <Quillon/platform/records/artworkcatalog.h>
 
 #include <QPointer>
 #include <QSize>

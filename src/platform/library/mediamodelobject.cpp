@@ -1,3 +1,3 @@
-#include "platform/library/mediamodelobject.h"
+#include <Quillon/platform/library/mediamodelobject.h>
 
 TULOMediaModelObject::~TULOMediaModelObject() = default;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/library/mediamodelobject.h"
+#include <Quillon/platform/library/mediamodelobject.h>
 
 // A playlist; a store playlist carries its global identifier, a local one none.
 class TULOMediaPlaylist : public TULOMediaModelObject

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/library/mediamodelobject.h"
+#include <Quillon/platform/library/mediamodelobject.h>
 
 // A store radio station, known by its string identifier.
 class TULOMediaRadioStation : public TULOMediaModelObject

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/library/mediamodelobject.h"
+#include <Quillon/platform/library/mediamodelobject.h>
 
 // A song, or a music video when it has video.
 class TULOMediaSong : public TULOMediaModelObject

@@ -1,4 +1,4 @@
-#include "platform/library/photoasset.h"
+#include <Quillon/platform/library/photoasset.h>
 
 TULOPhotoAsset::TULOPhotoAsset(const QUrl &assetURL, AssetType type, const QString &filePath,
     const QString &UTI, qint64 size, const QDateTime &date)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/library/assetrepresentation.h"
+#include <Quillon/platform/library/assetrepresentation.h>
 
 #include <QDateTime>
 #include <QString>

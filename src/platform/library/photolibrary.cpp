@@ -1,7 +1,7 @@
-#include "platform/library/photolibrary.h"
+#include <Quillon/platform/library/photolibrary.h>
 
-#include "platform/operationqueue.h"
-#include "platform/typeidentifiers.h"
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QCoreApplication>
 #include <QDir>

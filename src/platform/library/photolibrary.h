@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/library/photoasset.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/library/photoasset.h>
 
 #include <QHash>
 #include <QList>

@@ -1,6 +1,6 @@
-#include "platform/records/artworklist.h"
+#include <Quillon/platform/records/artworklist.h>
 
-#include "platform/records/lookupvalue.h"
+#include <Quillon/platform/records/lookupvalue.h>
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "platform/records/authorprofile.h"
+#include <Quillon/platform/records/authorprofile.h>
 
-#include "platform/records/lookupvalue.h"
+#include <Quillon/platform/records/lookupvalue.h>
 
 TULOAuthorProfile TULOAuthorProfile::withProfileDictionary(const QVariantMap &dictionary)
 {

@@ -1,4 +1,4 @@
-#include "platform/records/externaldestination.h"
+#include <Quillon/platform/records/externaldestination.h>
 
 const char *const TULOExternalServiceFacebook = "facebook";
 const char *const TULOExternalServiceTwitter = "twitter";

@@ -1,6 +1,6 @@
-#include "platform/records/lookupitemartwork.h"
+#include <Quillon/platform/records/lookupitemartwork.h>
 
-#include "platform/records/lookupvalue.h"
+#include <Quillon/platform/records/lookupvalue.h>
 
 TULOLookupItemArtwork::TULOLookupItemArtwork(const QVariantMap &lookupDictionary)
 {

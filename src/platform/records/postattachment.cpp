@@ -1,4 +1,4 @@
-#include "platform/records/postattachment.h"
+#include <Quillon/platform/records/postattachment.h>
 
 const char *const TULOAttachmentRelationshipCoverImage = "coverImage";
 

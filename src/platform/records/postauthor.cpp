@@ -1,4 +1,4 @@
-#include "platform/records/postauthor.h"
+#include <Quillon/platform/records/postauthor.h>
 
 const char *const TULOAuthorPermissionShareAsEntity = "shareAsEntity";
 const char *const TULOAuthorPermissionShareWithAttribution = "shareWithAttribution";

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/records/externaldestination.h"
-#include "platform/records/postattachment.h"
-#include "platform/records/postitem.h"
+#include <Quillon/platform/records/externaldestination.h>
+#include <Quillon/platform/records/postattachment.h>
+#include <Quillon/platform/records/postitem.h>
 
 #include <QList>
 #include <QMetaType>

@@ -1,4 +1,4 @@
-#include "platform/records/postitem.h"
+#include <Quillon/platform/records/postitem.h>
 
 #include <array>
 #include <utility>

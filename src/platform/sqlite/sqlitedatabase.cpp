@@ -1,4 +1,4 @@
-#include "platform/sqlite/sqlitedatabase.h"
+#include <Quillon/platform/sqlite/sqlitedatabase.h>
 
 #include <QDateTime>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/sqlite/sqlitestatement.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/sqlite/sqlitestatement.h>
 
 #include <QMutex>
 #include <QString>

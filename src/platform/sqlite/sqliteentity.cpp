@@ -1,6 +1,6 @@
-#include "platform/sqlite/sqliteentity.h"
+#include <Quillon/platform/sqlite/sqliteentity.h>
 
-#include "platform/sqlite/sqlitedatabase.h"
+#include <Quillon/platform/sqlite/sqlitedatabase.h>
 
 #include <sqlite3.h>
 

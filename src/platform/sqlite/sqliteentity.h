@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/sqlite/sqlitequery.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/sqlite/sqlitequery.h>
 
 #include <QString>
 #include <QStringList>

@@ -1,6 +1,6 @@
-#include "platform/sqlite/sqlitepredicate.h"
+#include <Quillon/platform/sqlite/sqlitepredicate.h>
 
-#include "platform/sqlite/sqlitestatement.h"
+#include <Quillon/platform/sqlite/sqlitestatement.h>
 
 #include <QStringList>
 

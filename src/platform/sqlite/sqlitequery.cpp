@@ -1,7 +1,7 @@
-#include "platform/sqlite/sqlitequery.h"
+#include <Quillon/platform/sqlite/sqlitequery.h>
 
-#include "platform/sqlite/sqlitedatabase.h"
-#include "platform/sqlite/sqliteentity.h"
+#include <Quillon/platform/sqlite/sqlitedatabase.h>
+#include <Quillon/platform/sqlite/sqliteentity.h>
 
 TULOSQLiteQuery::TULOSQLiteQuery(
     TULOSQLiteDatabase *database, const QString &table, const TULOSQLitePredicate &predicate)

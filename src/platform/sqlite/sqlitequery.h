@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/sqlite/sqlitepredicate.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/sqlite/sqlitepredicate.h>
 
 #include <QList>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "platform/sqlite/sqlitestatement.h"
+#include <Quillon/platform/sqlite/sqlitestatement.h>
 
 #include <limits>
 #include <sqlite3.h>

@@ -1,6 +1,6 @@
-#include "platform/store/artworkrequest.h"
+#include <Quillon/platform/store/artworkrequest.h>
 
-#include "platform/store/resourceloadoperation.h"
+#include <Quillon/platform/store/resourceloadoperation.h>
 
 #include <atomic>
 

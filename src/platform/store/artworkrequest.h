@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/weakdelegate.h"
+#include <Quillon/platform/weakdelegate.h>
 
-#include "platform/clientcontext.h"
-#include "platform/store/dataconsumer.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/store/dataconsumer.h>
 
 #include <QImage>
 #include <QObject>

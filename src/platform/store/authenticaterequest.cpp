@@ -1,10 +1,10 @@
-#include "platform/store/authenticaterequest.h"
+#include <Quillon/platform/store/authenticaterequest.h>
 
-#include "platform/dispatch.h"
-#include "platform/operationqueue.h"
-#include "platform/records/lookupvalue.h"
-#include "platform/store/complexstoreoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/complexstoreoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 
 static std::mutex promptMutex;
 static TULOAuthenticationContext::PromptHandler &promptStorage()

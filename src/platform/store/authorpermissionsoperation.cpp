@@ -1,7 +1,7 @@
-#include "platform/store/authorpermissionsoperation.h"
+#include <Quillon/platform/store/authorpermissionsoperation.h>
 
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QSet>
 

@@ -1,4 +1,4 @@
-#include "platform/store/backgroundtask.h"
+#include <Quillon/platform/store/backgroundtask.h>
 
 #include <QCoreApplication>
 #include <QEvent>

@@ -1,7 +1,7 @@
-#include "platform/store/complexstoreoperation.h"
+#include <Quillon/platform/store/complexstoreoperation.h>
 
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
 
 TULOComplexStoreOperation::TULOComplexStoreOperation(const TULOClientContext &context)
     : m_context(context)

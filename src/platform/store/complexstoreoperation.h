@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/operation.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 
 #include <memory>
 

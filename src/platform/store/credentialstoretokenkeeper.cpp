@@ -1,6 +1,6 @@
-#include "platform/store/credentialstoretokenkeeper.h"
+#include <Quillon/platform/store/credentialstoretokenkeeper.h>
 
-#include "platform/credentials/credentialstore.h"
+#include <Quillon/platform/credentials/credentialstore.h>
 
 const char *const TULOStoreSessionCredentialService = "com.vantor.Quillon.storeSession";
 

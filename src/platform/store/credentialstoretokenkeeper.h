@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/store/storeaccount.h"
+#include <Quillon/platform/store/storeaccount.h>
 
 #include <memory>
 

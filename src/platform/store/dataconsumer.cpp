@@ -1,6 +1,6 @@
-#include "platform/store/dataconsumer.h"
+#include <Quillon/platform/store/dataconsumer.h>
 
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>

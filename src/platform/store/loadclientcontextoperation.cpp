@@ -1,7 +1,7 @@
-#include "platform/store/loadclientcontextoperation.h"
+#include <Quillon/platform/store/loadclientcontextoperation.h>
 
-#include "platform/preferences.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/preferences.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QLocale>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/operation.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/operation.h>
 
 #include <functional>
 #include <mutex>

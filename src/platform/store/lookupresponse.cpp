@@ -1,7 +1,7 @@
-#include "platform/store/lookupresponse.h"
+#include <Quillon/platform/store/lookupresponse.h>
 
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
 
 std::optional<TULOLookupResponse> TULOLookupResponse::withDictionary(const QVariantMap &reply, TULOError *error)
 {

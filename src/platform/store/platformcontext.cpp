@@ -1,6 +1,6 @@
-#include "platform/store/platformcontext.h"
+#include <Quillon/platform/store/platformcontext.h>
 
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 TULOPlatformContext::TULOPlatformContext(const TULOUrlBag &bag, const TULOClientContext &clientContext)
     : m_bag(bag)

@@ -1,9 +1,9 @@
-#include "platform/store/platformrequestoperation.h"
+#include <Quillon/platform/store/platformrequestoperation.h>
 
-#include "platform/records/lookupvalue.h"
-#include "platform/store/complexstoreoperation.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/complexstoreoperation.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 
 #include <QUrlQuery>
 

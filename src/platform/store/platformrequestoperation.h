@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/operation.h"
-#include "platform/store/lookupresponse.h"
-#include "platform/store/platformcontext.h"
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/store/lookupresponse.h>
+#include <Quillon/platform/store/platformcontext.h>
 
 #include <functional>
 #include <mutex>

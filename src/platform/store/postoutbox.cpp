@@ -1,12 +1,12 @@
-#include "platform/store/postoutbox.h"
+#include <Quillon/platform/store/postoutbox.h>
 
-#include "platform/clientcontext.h"
-#include "platform/dispatch.h"
-#include "platform/store/backgroundtask.h"
-#include "platform/store/postupload_p.h"
-#include "platform/store/storeaccount.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/storerequest.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/store/backgroundtask.h>
+#include <Quillon/platform/store/postupload_p.h>
+#include <Quillon/platform/store/storeaccount.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/storerequest.h>
 
 #include <QCoreApplication>
 #include <QDir>

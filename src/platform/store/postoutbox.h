@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/records/postdescription.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/records/postdescription.h>
 
 #include <QDateTime>
 #include <QHash>

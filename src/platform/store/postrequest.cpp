@@ -1,8 +1,8 @@
-#include "platform/store/postrequest.h"
+#include <Quillon/platform/store/postrequest.h>
 
-#include "platform/store/postoutbox.h"
-#include "platform/store/storeaccount.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/storeaccount.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QTimer>
 

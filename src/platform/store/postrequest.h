@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/error.h"
-#include "platform/records/postdescription.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/records/postdescription.h>
 
 #include <QObject>
 #include <QPointer>

@@ -1,4 +1,4 @@
-#include "platform/store/postupload_p.h"
+#include <Quillon/platform/store/postupload_p.h>
 
 #include <QDeadlineTimer>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include "platform/store/profileoperation.h"
+#include <Quillon/platform/store/profileoperation.h>
 
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 TULOProfileOperation::TULOProfileOperation(const TULOClientContext &context, TULOStoreAccountStore *accounts)
     : TULOSignedStoreOperation(context, accounts)

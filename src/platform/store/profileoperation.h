@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/records/authorprofile.h"
-#include "platform/store/signedstoreoperation.h"
+#include <Quillon/platform/records/authorprofile.h>
+#include <Quillon/platform/store/signedstoreoperation.h>
 
 // The profile of the signed-in account.
 class TULOProfileOperation : public TULOSignedStoreOperation

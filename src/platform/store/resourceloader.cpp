@@ -1,10 +1,10 @@
-#include "platform/store/resourceloader.h"
+#include <Quillon/platform/store/resourceloader.h>
 
-#include "platform/dispatch.h"
-#include "platform/operationqueue.h"
-#include "platform/store/artworkrequest.h"
-#include "platform/store/resourceloadoperation.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/store/artworkrequest.h>
+#include <Quillon/platform/store/resourceloadoperation.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QCache>
 #include <QHash>

@@ -1,10 +1,10 @@
-#include "platform/store/resourceloadoperation.h"
+#include <Quillon/platform/store/resourceloadoperation.h>
 
-#include "platform/store/artworkrequest.h"
-#include "platform/store/complexstoreoperation.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/styledimagedataconsumer.h"
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/store/artworkrequest.h>
+#include <Quillon/platform/store/complexstoreoperation.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/styledimagedataconsumer.h>
+#include <Quillon/platform/store/urlloadoperation.h>
 
 TULOResourceLoadOperation::TULOResourceLoadOperation(std::shared_ptr<const TULOArtworkRequest> request)
     : m_request(std::move(request))

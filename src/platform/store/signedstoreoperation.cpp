@@ -1,6 +1,6 @@
-#include "platform/store/signedstoreoperation.h"
+#include <Quillon/platform/store/signedstoreoperation.h>
 
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 static TULOError signInAgainError(const TULOError &cause)
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/store/complexstoreoperation.h"
-#include "platform/store/storeaccount.h"
+#include <Quillon/platform/store/complexstoreoperation.h>
+#include <Quillon/platform/store/storeaccount.h>
 
 // Shared by the operations that make one signed GET of a bag endpoint.
 class TULOSignedStoreOperation : public TULOComplexStoreOperation

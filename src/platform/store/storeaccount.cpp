@@ -1,6 +1,6 @@
-#include "platform/store/storeaccount.h"
+#include <Quillon/platform/store/storeaccount.h>
 
-#include "platform/store/credentialstoretokenkeeper.h"
+#include <Quillon/platform/store/credentialstoretokenkeeper.h>
 
 #include <memory>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/error.h"
-#include "platform/library/medialibraryitem.h"
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/library/medialibraryitem.h>
 
 #include <QVariantMap>
 #include <memory>

@@ -1,10 +1,10 @@
-#include "platform/store/storedownloadmanager.h"
+#include <Quillon/platform/store/storedownloadmanager.h>
 
-#include "platform/dispatch.h"
-#include "platform/library/medialibrary.h"
-#include "platform/store/storeaccount.h"
-#include "platform/store/storeerror.h"
-#include "platform/store/storerequest.h"
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/store/storeaccount.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/storerequest.h>
 
 #include <QCoreApplication>
 #include <QDir>

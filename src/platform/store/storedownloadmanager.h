@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/store/storedownload.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/store/storedownload.h>
 
 #include <QHash>
 #include <QList>

@@ -1,4 +1,4 @@
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 const char *const TULOStoreHTTPStatusKey = "httpStatus";
 const char *const TULOStoreServerErrorCodeKey = "errorCode";

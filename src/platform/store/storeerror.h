@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/error.h"
+#include <Quillon/platform/error.h>
 
 #include <QNetworkReply>
 #include <QUrl>

@@ -1,6 +1,6 @@
-#include "platform/store/storerequest.h"
+#include <Quillon/platform/store/storerequest.h>
 
-#include "platform/clientcontext.h"
+#include <Quillon/platform/clientcontext.h>
 
 void TULOStoreRequest::setQueryItems(const QList<QPair<QString, QString>> &items)
 {

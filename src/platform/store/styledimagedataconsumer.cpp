@@ -1,6 +1,6 @@
-#include "platform/store/styledimagedataconsumer.h"
+#include <Quillon/platform/store/styledimagedataconsumer.h>
 
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QPainter>
 #include <QPainterPath>

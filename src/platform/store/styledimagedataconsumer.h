@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/store/dataconsumer.h"
+#include <Quillon/platform/store/dataconsumer.h>
 
 #include <QColor>
 #include <QImage>

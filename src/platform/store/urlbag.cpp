@@ -1,7 +1,7 @@
-#include "platform/store/urlbag.h"
+#include <Quillon/platform/store/urlbag.h>
 
-#include "platform/records/lookupvalue.h"
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/records/lookupvalue.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>

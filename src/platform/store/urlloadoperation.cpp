@@ -1,6 +1,6 @@
-#include "platform/store/urlloadoperation.h"
+#include <Quillon/platform/store/urlloadoperation.h>
 
-#include "platform/store/storeerror.h"
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/clientcontext.h"
-#include "platform/operation.h"
-#include "platform/store/dataconsumer.h"
-#include "platform/store/storerequest.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/operation.h>
+#include <Quillon/platform/store/dataconsumer.h>
+#include <Quillon/platform/store/storerequest.h>
 
 #include <functional>
 #include <memory>

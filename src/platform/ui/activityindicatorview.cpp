@@ -1,4 +1,4 @@
-#include "platform/ui/activityindicatorview.h"
+#include <Quillon/platform/ui/activityindicatorview.h>
 
 #include <QCoreApplication>
 #include <QPainter>

@@ -1,4 +1,4 @@
-#include "platform/ui/alertaction.h"
+#include <Quillon/platform/ui/alertaction.h>
 
 TULOAlertAction::TULOAlertAction(const QString &title, TULOAlertActionStyle style, Handler handler, QObject *parent)
     : QObject(parent)

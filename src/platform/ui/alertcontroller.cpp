@@ -1,4 +1,4 @@
-#include "platform/ui/alertcontroller.h"
+#include <Quillon/platform/ui/alertcontroller.h>
 
 #include <QFrame>
 #include <QHBoxLayout>

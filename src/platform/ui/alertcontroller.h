@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/ui/alertaction.h"
-#include "platform/ui/viewcontroller.h"
+#include <Quillon/platform/ui/alertaction.h>
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <QHash>
 #include <QList>

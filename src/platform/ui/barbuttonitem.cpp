@@ -1,4 +1,4 @@
-#include "platform/ui/barbuttonitem.h"
+#include <Quillon/platform/ui/barbuttonitem.h>
 
 TULOBarButtonItem::TULOBarButtonItem(QObject *parent)
     : QObject(parent)

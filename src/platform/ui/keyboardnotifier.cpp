@@ -1,6 +1,6 @@
-#include "platform/ui/keyboardnotifier.h"
+#include <Quillon/platform/ui/keyboardnotifier.h>
 
-#include "platform/notificationcenter.h"
+#include <Quillon/platform/notificationcenter.h>
 
 #include <QGuiApplication>
 #include <QInputMethod>

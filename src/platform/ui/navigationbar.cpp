@@ -1,9 +1,9 @@
-#include "platform/ui/navigationbar.h"
+#include <Quillon/platform/ui/navigationbar.h>
 
-#include "platform/ui/activityindicatorview.h"
-#include "platform/ui/barbuttonitem.h"
-#include "platform/ui/navigationitem.h"
-#include "platform/ui/networkactivityindicator.h"
+#include <Quillon/platform/ui/activityindicatorview.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationitem.h>
+#include <Quillon/platform/ui/networkactivityindicator.h>
 
 #include <QCoreApplication>
 #include <QLabel>

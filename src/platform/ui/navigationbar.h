@@ -7,7 +7,7 @@
 class QLabel;
 class QPushButton;
 class TULOActivityIndicatorView;
-#include "platform/ui/barbuttonitem.h"
+#include <Quillon/platform/ui/barbuttonitem.h>
 class TULONavigationItem;
 
 // The bar above a navigation stack: the top item's title in the middle, its left button (or a

@@ -1,6 +1,6 @@
-#include "platform/ui/navigationitem.h"
+#include <Quillon/platform/ui/navigationitem.h>
 
-#include "platform/ui/barbuttonitem.h"
+#include <Quillon/platform/ui/barbuttonitem.h>
 
 TULONavigationItem::TULONavigationItem(QObject *parent)
     : QObject(parent)

@@ -4,7 +4,7 @@
 #include <QPointer>
 #include <QString>
 
-#include "platform/ui/barbuttonitem.h"
+#include <Quillon/platform/ui/barbuttonitem.h>
 
 // What a navigation bar shows while its controller is on top: the title, the left and right
 // buttons, and the back button title this controller gives to the one pushed after it.

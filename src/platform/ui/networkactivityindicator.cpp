@@ -1,6 +1,6 @@
-#include "platform/ui/networkactivityindicator.h"
+#include <Quillon/platform/ui/networkactivityindicator.h>
 
-#include "platform/notificationcenter.h"
+#include <Quillon/platform/notificationcenter.h>
 
 #include <QCoreApplication>
 #include <QMetaObject>

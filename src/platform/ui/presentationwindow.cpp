@@ -1,6 +1,6 @@
-#include "platform/ui/presentationwindow_p.h"
+#include <Quillon/platform/ui/presentationwindow_p.h>
 
-#include "platform/ui/viewcontroller.h"
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <QCloseEvent>
 #include <QGraphicsOpacityEffect>

@@ -1,7 +1,7 @@
-#include "platform/ui/screenshot.h"
+#include <Quillon/platform/ui/screenshot.h>
 
-#include "platform/ui/viewcontroller.h"
-#include "platform/ui/window.h"
+#include <Quillon/platform/ui/viewcontroller.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QApplication>
 #include <QPainter>

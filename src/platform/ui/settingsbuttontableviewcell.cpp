@@ -1,4 +1,4 @@
-#include "platform/ui/settingsbuttontableviewcell.h"
+#include <Quillon/platform/ui/settingsbuttontableviewcell.h>
 
 #include <QEvent>
 #include <QLabel>

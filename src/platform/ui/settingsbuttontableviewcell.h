@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ui/tableviewcell.h"
+#include <Quillon/platform/ui/tableviewcell.h>
 
 // A row that acts as a button: its title centred, in the tint colour, greyed while disabled.
 class TULOSettingsButtonTableViewCell : public TULOTableViewCell

@@ -1,6 +1,6 @@
-#include "platform/ui/settingstableviewcell.h"
+#include <Quillon/platform/ui/settingstableviewcell.h>
 
-#include "platform/ui/switch.h"
+#include <Quillon/platform/ui/switch.h>
 
 #include <QHBoxLayout>
 #include <QLabel>

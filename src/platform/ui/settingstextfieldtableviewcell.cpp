@@ -1,4 +1,4 @@
-#include "platform/ui/settingstextfieldtableviewcell.h"
+#include <Quillon/platform/ui/settingstextfieldtableviewcell.h>
 
 #include <QHBoxLayout>
 #include <QLabel>

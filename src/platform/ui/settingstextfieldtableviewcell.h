@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ui/tableviewcell.h"
+#include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QList>
 

@@ -1,7 +1,7 @@
-#include "platform/ui/storeviewcontroller.h"
+#include <Quillon/platform/ui/storeviewcontroller.h>
 
-#include "platform/clientcontext.h"
-#include "platform/operationqueue.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/operationqueue.h>
 
 TULOStoreViewController::TULOStoreViewController(QObject *parent)
     : TULOViewController(parent)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ui/viewcontroller.h"
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <memory>
 

@@ -1,6 +1,6 @@
-#include "platform/ui/switch.h"
+#include <Quillon/platform/ui/switch.h>
 
-#include "platform/ui/tableviewcell.h"
+#include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QPainter>
 #include <QPainterPath>

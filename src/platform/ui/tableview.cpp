@@ -1,6 +1,6 @@
-#include "platform/ui/tableview.h"
+#include <Quillon/platform/ui/tableview.h>
 
-#include "platform/ui/tableviewcell.h"
+#include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QCoreApplication>
 #include <QKeyEvent>

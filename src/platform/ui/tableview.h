@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ui/indexpath.h"
+#include <Quillon/platform/ui/indexpath.h>
 
 #include <QHash>
 #include <QList>

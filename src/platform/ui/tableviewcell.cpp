@@ -1,4 +1,4 @@
-#include "platform/ui/tableviewcell.h"
+#include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QCoreApplication>
 #include <QEvent>

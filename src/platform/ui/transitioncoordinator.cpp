@@ -1,4 +1,4 @@
-#include "platform/ui/transitioncoordinator.h"
+#include <Quillon/platform/ui/transitioncoordinator.h>
 
 #include <QEasingCurve>
 #include <QVariantAnimation>

@@ -1,10 +1,10 @@
-#include "platform/ui/viewcontroller.h"
+#include <Quillon/platform/ui/viewcontroller.h>
 
-#include "platform/ui/barbuttonitem.h"
-#include "platform/ui/navigationcontroller.h"
-#include "platform/ui/navigationitem.h"
-#include "platform/ui/presentationwindow_p.h"
-#include "platform/ui/transitioncoordinator.h"
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/navigationitem.h>
+#include <Quillon/platform/ui/presentationwindow_p.h>
+#include <Quillon/platform/ui/transitioncoordinator.h>
 
 #include <QLoggingCategory>
 

@@ -13,7 +13,7 @@
 class TULONavigationController;
 class TULONavigationItem;
 class TULOPresentationWindow;
-#include "platform/ui/transitioncoordinator.h"
+#include <Quillon/platform/ui/transitioncoordinator.h>
 
 enum TULOModalPresentationStyle {
     TULOModalPresentationStyleFullScreen = 0, // covers the presenter's window

@@ -1,6 +1,6 @@
-#include "platform/ui/window.h"
+#include <Quillon/platform/ui/window.h>
 
-#include "platform/ui/viewcontroller.h"
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <QKeySequence>
 #include <QShowEvent>

@@ -1,4 +1,4 @@
-#include <platform/error.h>
+#include <Quillon/platform/error.h>
 
 #include <cstdio>
 

@@ -1,6 +1,6 @@
 #include "photolibraryservice.h"
 
-#include "platform/library/photolibrary.h"
+#include <Quillon/platform/library/photolibrary.h>
 
 #include <QDirIterator>
 #include <QFileInfo>

@@ -1,8 +1,9 @@
-#include "core/localization.h"
+#include <Quillon/platform/localization.h>
 
-#include "core/quillon.h"
-#include "platform/clientcontext.h"
-#include "platform/localizedstringdictionary.h"
+#include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/localizedstringdictionary.h>
+
+const char *const TULOStringsTablePostComposition = "PostComposition";
 
 TULOLocalization *TULOLocalization::defaultLocalization()
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/records/postartist.h"
+#include <Quillon/platform/records/postartist.h>
 
 #include <QList>
 #include <QMetaType>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "compose/tag.h"
+#include <Quillon/core/tag.h>
 
 #include <QRegularExpression>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "compose/tagtokenformat.h"
+#include <Quillon/core/tagtokenformat.h>
 
 QString TULOTagTokenString(const TULOTag &tag)
 {

@@ -1,6 +1,6 @@
-#include "compose/tag.h"
+#include <Quillon/core/tag.h>
 
-#include "platform/records/lookupitemartwork.h"
+#include <Quillon/platform/records/lookupitemartwork.h>
 
 #include <QGuiApplication>
 #include <QScreen>
