@@ -15,13 +15,12 @@
 #include <Quillon/platform/store/credentialstoretokenkeeper.h>
 #include "sandboxdiscography.h"
 #include "sandboxstore.h"
+#include "benchsupport.h"
 
 #include <QApplication>
 #include <QEventLoop>
 #include <QTemporaryDir>
 #include <QTimer>
-
-#include <benchmark/benchmark.h>
 
 #include <atomic>
 #include <cstdio>
@@ -115,9 +114,9 @@ void BM_ConcurrentWarmLoads(benchmark::State &state)
     state.SetItemsProcessed(state.iterations() * count);
 }
 
-BENCHMARK(BM_ColdLoad)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();
-BENCHMARK(BM_WarmLoad)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->Iterations(50)->UseRealTime();
-BENCHMARK(BM_ConcurrentWarmLoads)->Arg(1)->Arg(4)->Unit(benchmark::kMillisecond)->Iterations(20)->UseRealTime();
+BENCHMARK(BM_ColdLoad)->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(20, 1))->UseRealTime();
+BENCHMARK(BM_WarmLoad)->ArgsProduct({TULOBenchArguments({0, 1})})->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(50, 1))->UseRealTime();
+BENCHMARK(BM_ConcurrentWarmLoads)->ArgsProduct({TULOBenchArguments({1, 4})})->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(20, 1))->UseRealTime();
 
 } // namespace
 
@@ -141,9 +140,8 @@ int main(int argc, char **argv)
         return std::optional<TULOAuthenticationPromptReply>({gAccount, TULOSandboxStore::demoPassword(), false});
     });
 
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    if (!TULOBenchRun(argc, argv))
+        return 1;
     TULOAuthenticationContext::setDefaultPromptHandler(nullptr);
     return 0;
 }

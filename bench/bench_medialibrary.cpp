@@ -2,13 +2,13 @@
 // index only lists the folder and compares sizes and times. Target: warm open < 10% of the scan.
 
 #include <Quillon/platform/library/medialibrary.h>
+#include "benchsupport.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
-#include <benchmark/benchmark.h>
 #include <sndfile.h>
 #include <taglib/flacfile.h>
 #include <taglib/tpropertymap.h>
@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr int kFileCount = 5000;
+const int kFileCount = TULOBenchSize(5000, 50);
 
 QTemporaryDir *gDir = nullptr;
 double gFirstScanSeconds = 0;
@@ -99,8 +99,8 @@ void BM_WarmOpen(benchmark::State &state)
     gWarmOpenSeconds = total / double(state.iterations());
 }
 
-BENCHMARK(BM_FirstScan)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
-BENCHMARK(BM_WarmOpen)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
+BENCHMARK(BM_FirstScan)->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(2, 1))->UseRealTime();
+BENCHMARK(BM_WarmOpen)->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(5, 1))->UseRealTime();
 
 } // namespace
 
@@ -114,14 +114,13 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "could not write the test library\n");
         return 1;
     }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    if (!TULOBenchRun(argc, argv))
+        return 1;
     if (gFirstScanSeconds > 0 && gWarmOpenSeconds > 0) {
         const double ratio = gWarmOpenSeconds / gFirstScanSeconds;
         std::printf("first scan %.1f ms, warm open %.1f ms: %.1f%% of the first scan (target < 10%%) %s\n",
                     gFirstScanSeconds * 1000, gWarmOpenSeconds * 1000, ratio * 100, ratio < 0.10 ? "PASS" : "FAIL");
-        return ratio < 0.10 ? 0 : 2;
+        return TULOBenchVerdict(ratio < 0.10);
     }
     return 0;
 }

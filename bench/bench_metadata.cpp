@@ -4,6 +4,7 @@
 // against the exiftool command line removing all metadata from the same files.
 
 #include <Quillon/platform/image/metadatastripper.h>
+#include "benchsupport.h"
 
 #include <QBuffer>
 #include <QCoreApplication>
@@ -15,7 +16,6 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <benchmark/benchmark.h>
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations" // Exiv2 0.27's std::auto_ptr
@@ -27,7 +27,7 @@
 
 namespace {
 
-constexpr int kPhotoCount = 50;
+const int kPhotoCount = TULOBenchSize(50, 2);
 constexpr int kWidth = 4000;
 constexpr int kHeight = 3000;
 
@@ -204,8 +204,8 @@ void BM_ExiftoolAllEquals(benchmark::State &state)
     gExiftoolSeconds = total / double(state.iterations());
 }
 
-BENCHMARK(BM_MetadataRemovalAgainstCopy)->Unit(benchmark::kMillisecond)->Iterations(10)->UseRealTime();
-BENCHMARK(BM_ExiftoolAllEquals)->Unit(benchmark::kMillisecond)->Iterations(2)->UseRealTime();
+BENCHMARK(BM_MetadataRemovalAgainstCopy)->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(10, 1))->UseRealTime();
+BENCHMARK(BM_ExiftoolAllEquals)->Unit(benchmark::kMillisecond)->Iterations(TULOBenchSize(2, 1))->UseRealTime();
 
 } // namespace
 
@@ -220,9 +220,8 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "could not write the photos\n");
         return 1;
     }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
+    if (!TULOBenchRun(argc, argv))
+        return 1;
     if (gCopySeconds > 0 && gStripSeconds > 0) {
         const double megabytes = double(gTotalBytes) / 1e6;
         const double ratio = gCopySeconds / gStripSeconds; // throughput of stripping over that of copying
@@ -233,7 +232,7 @@ int main(int argc, char **argv)
             std::printf("exiftool -all= %.0f MB/s: metadata removal is %.1f times as fast\n",
                 megabytes / gExiftoolSeconds, gExiftoolSeconds / gStripSeconds);
         }
-        return ratio >= 0.7 ? 0 : 2;
+        return TULOBenchVerdict(ratio >= 0.7);
     }
     return 0;
 }

@@ -1,11 +1,10 @@
 // Token text at scale: finding the pending tag at the caret is bounded by maximumTagLength,
 // not by the document, and resolving the plain text is linear in the document. Each case
 // reports its cost against the 100-character document measured in the same run.
-#include <Quillon/core/tag.h>
 #include <Quillon/compose/tagtokentextattachment.h>
 #include <Quillon/compose/tokentextview.h>
-
-#include <benchmark/benchmark.h>
+#include <Quillon/core/tag.h>
+#include "benchsupport.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -75,18 +74,13 @@ void BM_TextWithResolvedTokenStrings(benchmark::State &state)
 
 } // namespace
 
-BENCHMARK(BM_PendingTagAtCaret)->Arg(100)->Arg(10000);
-BENCHMARK(BM_TextWithResolvedTokenStrings)->Arg(100)->Arg(10000);
+BENCHMARK(BM_PendingTagAtCaret)->ArgsProduct({TULOBenchArguments({100, 10000})});
+BENCHMARK(BM_TextWithResolvedTokenStrings)->ArgsProduct({TULOBenchArguments({100, 10000})});
 
 int main(int argc, char **argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return TULOBenchRun(argc, argv) ? 0 : 1;
 }

@@ -2,11 +2,10 @@
 // wide, in both modes, at the screen's scale. While recording the view redraws it fifteen
 // times a second, so one image must take far less than a frame (16.7 ms at 60 Hz).
 #include <Quillon/media/waveformimageproducer.h>
+#include "benchsupport.h"
 
 #include <QGuiApplication>
 #include <QScreen>
-
-#include <benchmark/benchmark.h>
 
 #include <cmath>
 
@@ -53,8 +52,5 @@ int main(int argc, char **argv)
         if (scale == 2.0 && g_scale == 2.0)
             break;
     }
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return TULOBenchRun(argc, argv) ? 0 : 1;
 }

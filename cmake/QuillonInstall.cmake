@@ -4,9 +4,10 @@ include(CMakePackageConfigHelpers)
 install(TARGETS Quillon EXPORT QuillonTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Quillon)
+    INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# Public headers keep their folder: <core/attachment.h>. Private headers (_p.h) stay behind.
+# Headers install as the tree includes them: <Quillon/core/attachment.h>. Private headers
+# (_p.h) stay behind.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Quillon
     FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE PATTERN "modules" EXCLUDE)

@@ -21,10 +21,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <Quillon/accounts/accountstore.h>
 #include <Quillon/core/loadconfigurationoperation.h>
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postrequest.h>
-#include <Quillon/accounts/accountstore.h>
 
 namespace {
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <Quillon/accounts/socialservice.h>
-#include <Quillon/core/tag.h>
 #include <Quillon/core/configuration.h>
 #include <Quillon/core/storeitem.h>
+#include <Quillon/core/tag.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/records/postauthor.h>

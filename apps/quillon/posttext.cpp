@@ -1,7 +1,7 @@
 #include "posttext.h"
 
-#include <Quillon/core/tagtokenformat.h>
 #include <Quillon/core/quillon.h>
+#include <Quillon/core/tagtokenformat.h>
 
 #include <QHash>
 #include <QRegularExpression>

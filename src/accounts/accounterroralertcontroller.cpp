@@ -1,7 +1,6 @@
 #include <Quillon/accounts/accounterroralertcontroller.h>
 
 #include <Quillon/platform/localization.h>
-#include <Quillon/core/quillon.h>
 #include <Quillon/platform/ui/alertaction.h>
 
 #include <QNetworkReply>

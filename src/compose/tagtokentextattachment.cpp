@@ -1,7 +1,7 @@
 #include <Quillon/compose/tagtokentextattachment.h>
 
-#include <Quillon/core/tagtokenformat.h>
 #include <Quillon/compose/tagtokenview.h>
+#include <Quillon/core/tagtokenformat.h>
 
 #include <QFontMetricsF>
 #include <QLabel>

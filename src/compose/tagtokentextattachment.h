@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Quillon/core/tag.h>
 #include <Quillon/compose/tokentextattachment.h>
+#include <Quillon/core/tag.h>
 
 class TULOTagTokenView;
 

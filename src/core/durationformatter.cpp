@@ -1,8 +1,8 @@
 #include <Quillon/core/durationformatter.h>
 
-#include <Quillon/platform/localization.h>
 #include <Quillon/core/quillon.h>
 #include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/localization.h>
 
 #include <cmath>
 

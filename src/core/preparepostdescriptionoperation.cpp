@@ -1,10 +1,10 @@
 #include <Quillon/core/preparepostdescriptionoperation.h>
 
 #include <Quillon/accounts/serviceidentifier.h>
-#include <Quillon/platform/localization.h>
 #include <Quillon/core/quillon.h>
 #include <Quillon/core/tagtokenformat.h>
 #include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/localization.h>
 #include <Quillon/platform/semaphore.h>
 #include <Quillon/platform/typeidentifiers.h>
 
@@ -15,10 +15,10 @@
 #include <QSaveFile>
 #include <QUuid>
 
-#include <Quillon/platform/image/metadatastripper.h>
-#include <Quillon/platform/library/photolibrary.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/accounttokenrefreshoperation.h>
+#include <Quillon/platform/image/metadatastripper.h>
+#include <Quillon/platform/library/photolibrary.h>
 
 #include <type_traits>
 

@@ -5,8 +5,6 @@
 #include <QDir>
 #include <QStandardPaths>
 
-const char *const TULOStringsTablePostComposition = "PostComposition";
-
 const double QuillonVersionNumber = 1.0;
 const char QuillonVersionString[] = "@(#)PROGRAM:Quillon  PROJECT:Quillon-1\n";
 

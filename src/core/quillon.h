@@ -3,13 +3,11 @@
 // The framework's exported constants and functions.
 
 #include <Quillon/platform/error.h> // TULOErrorDomain, the domain of every error the framework makes
+#include <Quillon/platform/localization.h> // TULOStringsTablePostComposition
 
 #include <QString>
 
 struct QMetaObject;
-
-// "PostComposition": the table of all the framework's localised texts.
-extern const char *const TULOStringsTablePostComposition;
 
 extern const double QuillonVersionNumber;
 // "@(#)PROGRAM:Quillon  PROJECT:Quillon-1\n", findable in the binary with what(1).

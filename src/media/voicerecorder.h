@@ -1,8 +1,8 @@
 #pragma once
 
-#include <Quillon/platform/weakdelegate.h>
 #include <Quillon/platform/audio/voicecapture.h>
 #include <Quillon/platform/error.h>
+#include <Quillon/platform/weakdelegate.h>
 
 #include <QElapsedTimer>
 #include <QList>

@@ -1,7 +1,7 @@
 #include <Quillon/accounts/accounterroralertcontroller.h>
 #include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
-#include <Quillon/platform/localization.h>
 #include <Quillon/core/quillon.h>
+#include <Quillon/platform/localization.h>
 #include <Quillon/platform/store/storeerror.h>
 #include <Quillon/platform/ui/alertaction.h>
 

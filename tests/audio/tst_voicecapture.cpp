@@ -8,6 +8,9 @@
 
 #include <mutex>
 
+// Before the first data table that holds one, or a release build refuses it.
+Q_DECLARE_METATYPE(TULOVoiceCaptureSettings)
+
 namespace {
 
 // Collects what a device delivers, from its own thread.
@@ -227,8 +230,6 @@ private Q_SLOTS:
 private:
     QTemporaryDir m_dir;
 };
-
-Q_DECLARE_METATYPE(TULOVoiceCaptureSettings)
 
 QTEST_GUILESS_MAIN(TestVoiceCapture)
 #include "tst_voicecapture.moc"

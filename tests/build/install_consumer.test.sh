@@ -28,10 +28,19 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 c++ $extra_flags -fPIC "$src/tests/build/consumer/main.cpp" -o "$work/pc-consumer" \
     $(pkg-config --cflags --libs quillon)
 LD_LIBRARY_PATH="$libdir" "$work/pc-consumer" | grep -qx 'TULOErrorDomain 3'
+# The host program of docs/embedding.md, as the doc shows it, builds and runs.
+awk '/^```cpp$/ {on = 1; next} /^```$/ {if (on) exit} on' "$src/docs/embedding.md" > "$work/host.cpp"
+grep -q 'int main' "$work/host.cpp" || { echo "no host program in docs/embedding.md"; exit 1; }
+# shellcheck disable=SC2086,SC2046
+c++ $extra_flags -std=c++20 -fPIC "$work/host.cpp" -o "$work/host" $(pkg-config --cflags --libs quillon) \
+    || { echo "the host program of docs/embedding.md does not build"; exit 1; }
+photo="$src/resources/samples/sunset.jpg"
+LD_LIBRARY_PATH="$libdir" "$work/host" "$photo" | grep -q "public.jpeg, $(stat -c %s "$photo") bytes" \
+    || { echo "the host program of docs/embedding.md did not describe the photo"; exit 1; }
+
 # Every installed header can be included from the installed tree alone (no private or
 # build-tree header behind it).
-includedir="$prefix/include/Quillon"
-(cd "$includedir" && find . -name '*.h' | sed 's|^\./|#include <|; s|$|>|') > "$work/all_headers.cpp"
+(cd "$prefix/include" && find Quillon -name '*.h' | sed 's|^|#include <|; s|$|>|') > "$work/all_headers.cpp"
 [ "$(wc -l < "$work/all_headers.cpp")" -gt 50 ] || { echo "too few headers installed"; exit 1; }
 # shellcheck disable=SC2046
 c++ -fsyntax-only -fPIC "$work/all_headers.cpp" $(pkg-config --cflags quillon) \

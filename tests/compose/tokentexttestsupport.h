@@ -1,8 +1,8 @@
 #pragma once
 
-#include <Quillon/core/tag.h>
 #include <Quillon/compose/tagtokentextattachment.h>
 #include <Quillon/compose/tokentextview.h>
+#include <Quillon/core/tag.h>
 
 #include <QTextCursor>
 #include <QTextDocument>

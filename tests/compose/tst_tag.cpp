@@ -1,5 +1,5 @@
-#include <Quillon/core/tag.h>
 #include <Quillon/compose/tagdataconsumer.h>
+#include <Quillon/core/tag.h>
 
 #include <QGuiApplication>
 #include <QTest>

@@ -1,6 +1,6 @@
+#include <Quillon/compose/tagtokentextattachment.h>
 #include <Quillon/core/tag.h>
 #include <Quillon/core/tagtokenformat.h>
-#include <Quillon/compose/tagtokentextattachment.h>
 
 #include <QtTest>
 

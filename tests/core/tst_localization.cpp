@@ -1,6 +1,6 @@
-#include <Quillon/platform/localization.h>
 #include <Quillon/core/quillon.h>
 #include <Quillon/platform/clientcontext.h>
+#include <Quillon/platform/localization.h>
 #include <Quillon/platform/localizedstringdictionary.h>
 
 #include "support/testsupport.h"

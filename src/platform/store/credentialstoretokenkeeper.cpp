@@ -1,7 +1,6 @@
 #include <Quillon/platform/store/credentialstoretokenkeeper.h>
 
 #include <Quillon/platform/credentials/credentialstore.h>
-
 #include <QJsonDocument>
 #include <QJsonObject>
 

@@ -1,5 +1,4 @@
 #include <Quillon/platform/store/postupload_p.h>
-
 #include <Quillon/platform/store/networkaccess_p.h>
 
 #include <QFile>

@@ -9,6 +9,10 @@
 class TULOClientContext;
 class TULOLocalizedStringDictionary;
 
+// "PostComposition": the table of all the framework's localised texts. Below core, because
+// every module's messages come from it.
+extern const char *const TULOStringsTablePostComposition;
+
 // Looks up the framework's localised texts by key and table ("PostComposition").
 //
 // With a locale in the client context's configuration the texts are those of that locale;

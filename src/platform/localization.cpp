@@ -1,8 +1,9 @@
 #include <Quillon/platform/localization.h>
 
-#include <Quillon/core/quillon.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/localizedstringdictionary.h>
+
+const char *const TULOStringsTablePostComposition = "PostComposition";
 
 TULOLocalization *TULOLocalization::defaultLocalization()
 {

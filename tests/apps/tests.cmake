@@ -1,0 +1,10 @@
+quillon_add_test(NAME postinput LABELS apps SOURCES
+    tst_postinput.cpp
+    ../../apps/quillon/postoptions.cpp
+    ../../apps/quillon/posttext.cpp
+    ../../apps/quillon/postjson.cpp
+    ../../apps/quillon/postattachments.cpp
+    ../library/mediafixtures.cpp)
+quillon_add_script_test(NAME accounts SCRIPT accounts.test.sh LABELS apps)
+quillon_add_script_test(NAME postcommand SCRIPT postcommand.test.sh LABELS apps)
+quillon_add_script_test(NAME storesession SCRIPT storesession.test.sh LABELS apps)

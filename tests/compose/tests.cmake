@@ -1,0 +1,5 @@
+quillon_add_test(NAME tag SOURCES tst_tag.cpp LABELS compose)
+quillon_add_test(NAME tagtokenformat SOURCES tst_tagtokenformat.cpp LABELS compose)
+quillon_add_test(NAME tokentextrendering SOURCES tst_tokentextrendering.cpp LABELS compose)
+quillon_add_test(NAME tokentexttyping SOURCES tst_tokentexttyping.cpp LABELS compose)
+quillon_add_test(NAME tokentextview SOURCES tst_tokentextview.cpp LABELS compose)

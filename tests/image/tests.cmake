@@ -1,0 +1,3 @@
+quillon_add_test(NAME metadatastripper LABELS image SOURCES
+    tst_metadatastripper.cpp
+    imagecorpus.cpp)

@@ -1,0 +1,3 @@
+quillon_add_test(NAME medialibrary LABELS library SOURCES
+    tst_medialibrary.cpp
+    mediafixtures.cpp)

@@ -1,0 +1,11 @@
+quillon_add_test(NAME audioplayer LABELS media SOURCES
+    tst_audioplayer.cpp
+    ../audio/testaudio.cpp)
+quillon_add_test(NAME audioplayermanager LABELS media SOURCES
+    tst_audioplayermanager.cpp
+    ../audio/testaudio.cpp)
+quillon_add_test(NAME proximitycoordinator SOURCES tst_proximitycoordinator.cpp LABELS media)
+quillon_add_test(NAME voicerecorder LABELS media SOURCES
+    tst_voicerecorder.cpp
+    ../audio/testaudio.cpp)
+quillon_add_test(NAME waveformimageproducer SOURCES tst_waveformimageproducer.cpp LABELS media)

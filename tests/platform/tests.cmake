@@ -1,0 +1,8 @@
+quillon_add_test(NAME clientcontext SOURCES tst_clientcontext.cpp LABELS platform)
+quillon_add_test(NAME error SOURCES tst_error.cpp LABELS platform)
+quillon_add_test(NAME group SOURCES tst_group.cpp LABELS platform)
+quillon_add_test(NAME notificationcenter SOURCES tst_notificationcenter.cpp LABELS platform)
+quillon_add_test(NAME operationqueue SOURCES tst_operationqueue.cpp LABELS platform)
+quillon_add_test(NAME optionalmodules SOURCES tst_optionalmodules.cpp LABELS platform)
+quillon_add_test(NAME preferences SOURCES tst_preferences.cpp LABELS platform)
+quillon_add_test(NAME typeidentifiers SOURCES tst_typeidentifiers.cpp LABELS platform)

@@ -1,0 +1,8 @@
+quillon_add_test(NAME artwork SOURCES tst_artwork.cpp LABELS store)
+quillon_add_test(NAME authentication SOURCES tst_authentication.cpp LABELS store)
+quillon_add_test(NAME cancellation SOURCES tst_cancellation.cpp LABELS store)
+quillon_add_test(NAME authorpermissions SOURCES tst_authorpermissions.cpp LABELS store)
+quillon_add_test(NAME loadclientcontext SOURCES tst_loadclientcontext.cpp LABELS store)
+quillon_add_test(NAME lookup SOURCES tst_lookup.cpp LABELS store)
+quillon_add_test(NAME urlbag SOURCES tst_urlbag.cpp LABELS store)
+quillon_add_test(NAME tlstrust SOURCES tst_tlstrust.cpp LABELS store)

@@ -1,0 +1,6 @@
+quillon_add_test(NAME alertcontroller SOURCES tst_alertcontroller.cpp LABELS ui)
+quillon_add_test(NAME navigationbar SOURCES tst_navigationbar.cpp LABELS ui)
+quillon_add_test(NAME notifications SOURCES tst_notifications.cpp LABELS ui)
+quillon_add_test(NAME screenshots SOURCES tst_screenshots.cpp LABELS ui)
+quillon_add_test(NAME tableview SOURCES tst_tableview.cpp LABELS ui)
+quillon_add_test(NAME viewcontroller SOURCES tst_viewcontroller.cpp LABELS ui)
