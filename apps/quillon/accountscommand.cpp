@@ -11,6 +11,7 @@
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/store/authenticaterequest.h>
 #include <Quillon/platform/store/authorpermissionsoperation.h>
+#include <Quillon/platform/credentials/credentialstore.h>
 #include "sandboxstore.h"
 
 #include <QCommandLineParser>
@@ -231,6 +232,9 @@ static int TULOAccountsList(TULOAccountStore &store, const TULOError &facebookEr
             {QStringLiteral("accounts"), accounts}};
         if (!facebookError.isNull())
             document.insert(QStringLiteral("facebookError"), facebookError.localizedDescription());
+        document.insert(QStringLiteral("credentialStore"),
+                        QJsonObject{{QStringLiteral("backend"), TULOCredentialStore::sharedStore()->backendName()},
+                                    {QStringLiteral("location"), TULOCredentialStore::sharedStore()->locationDescription()}});
         out << QJsonDocument(document).toJson(QJsonDocument::Indented);
         return 0;
     }
@@ -259,6 +263,7 @@ static int TULOAccountsList(TULOAccountStore &store, const TULOError &facebookEr
     }
     if (!facebookError.isNull())
         out << "  (the store did not answer for facebook: " << facebookError.localizedDescription() << ")\n";
+    out << "Credentials are kept in " << TULOCredentialStore::sharedStore()->locationDescription() << ".\n";
     return 0;
 }
 

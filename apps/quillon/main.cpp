@@ -1,6 +1,8 @@
 #include "command.h"
 
 #include <Quillon/core/quillon.h>
+#include <Quillon/platform/credentials/credentialstore.h>
+#include <Quillon/platform/notificationcenter.h>
 
 #include <QApplication>
 #include <QTextStream>
@@ -23,6 +25,16 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("quillon"));
     QApplication::setOrganizationDomain(QStringLiteral("vantor.com"));
+
+    // Where passwords and tokens go when no keyring answers: said once, the first time.
+    TULONotificationCenter::defaultCenter()->addObserver(
+        QString::fromLatin1(TULOCredentialStoreLocationNotification), nullptr, [](const TULONotification &notification) {
+            const QVariantMap info = notification.userInfo();
+            if (info.value(QStringLiteral("backend")) == QLatin1String("file") && info.value(QStringLiteral("firstNotice")).toBool())
+                QTextStream(stderr) << "quillon: passwords and session tokens are kept in "
+                                    << info.value(QStringLiteral("location")).toString()
+                                    << " (see docs/credentials.md)\n";
+        });
 
     QStringList arguments = app.arguments();
     arguments.removeFirst();

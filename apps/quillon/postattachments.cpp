@@ -2,6 +2,7 @@
 
 #include <Quillon/platform/library/mediafiletags.h>
 #include <Quillon/platform/typeidentifiers.h>
+#include <Quillon/platform/image/metadatastripper.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -53,7 +54,13 @@ TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *erro
             TULOSetError(error, attachError(256, path, QStringLiteral("%1: could not be read whole").arg(path)));
             return nullptr;
         }
-        // Not decoded here: preparation checks the image when it removes its metadata.
+        // Not decoded here: preparation checks the image when it removes its metadata. A format
+        // whose metadata cannot be removed is refused now, before anything reaches the store.
+        TULOError refusal;
+        if (TULOMetadataStripper::supportedTypeForData(data, &refusal).isNull()) {
+            TULOSetError(error, attachError(259, path, QStringLiteral("%1: %2").arg(path, refusal.localizedDescription())));
+            return nullptr;
+        }
         return std::make_shared<TULOAttachment>(data, type);
     }
     case 1:

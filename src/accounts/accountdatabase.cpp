@@ -16,7 +16,6 @@ QString TULOAccountDatabase::databasePath()
 {
     const QString folder = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
                                .filePath(QStringLiteral("Library/com.vantor.Quillon"));
-    QDir().mkpath(folder); // a failure shows when the file is opened
     return QDir(folder).filePath(QStringLiteral("SocialAccounts.sqlitedb"));
 }
 

@@ -19,6 +19,7 @@
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/preferences.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/credentials/credentialstore.h>
 
 #include <QCoreApplication>
 #include <QThreadPool>
@@ -122,6 +123,11 @@ bool TULOAccountStore::saveAccount(const TULOAccount &account, TULOError *error)
 
 bool TULOAccountStore::saveDatabaseAccount(const TULOAccount &account, TULOError *error)
 {
+    // Where credentials may only rest in a keyring and none answers, an account with a password
+    // is refused before anything is kept.
+    if (!account.valueForProperty(QString::fromLatin1(TULOAccountPropertyPassword)).isNull()
+        && !TULOCredentialStore::sharedStore()->canKeepItems(error))
+        return false;
     TULOAccountDatabase *database = TULOAccountDatabase::sharedDatabase();
     TULOError failure;
     TULOError transactionFailure;

@@ -5,6 +5,7 @@
 #include <Quillon/core/tagtokenformat.h>
 #include <Quillon/platform/library/medialibrary.h>
 #include <Quillon/platform/localization.h>
+#include <Quillon/platform/privatefiles.h>
 #include <Quillon/platform/semaphore.h>
 #include <Quillon/platform/typeidentifiers.h>
 
@@ -12,7 +13,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QUuid>
 
 #include <Quillon/accounts/accountstore.h>
@@ -38,7 +38,6 @@ TULOError fileError(qint64 code, const QString &path, const QString &description
 constexpr qint64 TULOFileNoSuchFileError = 4;
 constexpr qint64 TULOFileReadUnknownError = 256;
 constexpr qint64 TULOFileWriteUnknownError = 512;
-constexpr qint64 TULOFileWriteOutOfSpaceError = 640;
 
 TULOError frameworkError(const QString &description)
 {
@@ -296,27 +295,21 @@ std::optional<QList<TULOExternalDestination>> TULOPreparePostDescriptionOperatio
 QUrl TULOPreparePostDescriptionOperation::URLByWritingData(
     const QByteArray &data, const QString &typeIdentifier, TULOError *error)
 {
-    QDir().mkpath(TULOTemporaryAssetsDirectoryPath());
+    return URLByWritingFile(typeIdentifier,
+        [&data](QIODevice *file, TULOError *) { return file->write(data) == data.size(); }, error);
+}
+
+QUrl TULOPreparePostDescriptionOperation::URLByWritingFile(const QString &typeIdentifier,
+    const std::function<bool(QIODevice *file, TULOError *error)> &write, TULOError *error)
+{
     QString name = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     const QString extension = TULOTypeIdentifiers::preferredFilenameExtension(typeIdentifier);
     if (!extension.isEmpty())
         name += QLatin1Char('.') + extension;
     const QString path = QDir(TULOTemporaryAssetsDirectoryPath()).filePath(name);
-
     // Written aside and renamed, so a full disk never leaves half a file behind.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        TULOSetError(error, fileError(TULOFileWriteUnknownError, path,
-            QStringLiteral("Could not create %1: %2").arg(path, file.errorString())));
+    if (!TULOPrivateFiles::writeFile(path, write, error))
         return QUrl();
-    }
-    if (file.write(data) != data.size() || !file.commit()) {
-        const bool full = file.error() == QFileDevice::ResourceError;
-        TULOSetError(error, fileError(full ? TULOFileWriteOutOfSpaceError : TULOFileWriteUnknownError, path,
-            QStringLiteral("Could not write %1: %2").arg(path, file.errorString())));
-        file.cancelWriting();
-        return QUrl();
-    }
     return QUrl::fromLocalFile(path);
 }
 
@@ -337,16 +330,21 @@ QUrl TULOPreparePostDescriptionOperation::URLByWritingImage(
 QUrl TULOPreparePostDescriptionOperation::URLByWritingStrippedImageData(
     const QByteArray &data, QString *typeIdentifier, TULOError *error)
 {
-    QString type;
-    TULOError stripError;
-    const QByteArray stripped = TULOMetadataStripper::strippedImageData(data, &type, &stripError);
-    if (stripped.isNull()) {
-        TULOSetError(error, stripError);
+    // Refused before a file is made; then streamed, without a stripped copy in memory.
+    TULOError refusal;
+    const QString type = TULOMetadataStripper::supportedTypeForData(data, &refusal);
+    if (type.isNull()) {
+        TULOSetError(error, refusal);
         return QUrl();
     }
-    if (typeIdentifier)
+    const QUrl url = URLByWritingFile(type,
+        [&data](QIODevice *file, TULOError *stripError) {
+            return TULOMetadataStripper::writeStrippedImageData(data, file, nullptr, stripError);
+        },
+        error);
+    if (!url.isEmpty() && typeIdentifier)
         *typeIdentifier = type;
-    return URLByWritingData(stripped, type, error);
+    return url;
 }
 
 QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url, TULOError *error)
@@ -355,7 +353,8 @@ QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url
         TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), TULOFileNoSuchFileError));
         return QUrl();
     }
-    QDir().mkpath(TULOTemporaryAssetsDirectoryPath());
+    if (!TULOPrivateFiles::makeFolder(TULOTemporaryAssetsDirectoryPath(), error))
+        return QUrl();
     const QString source = url.toLocalFile();
     const QString target = QDir(TULOTemporaryAssetsDirectoryPath()).filePath(QFileInfo(source).fileName());
     if (!QFileInfo::exists(source)) {
@@ -371,6 +370,7 @@ QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url
         QFile::remove(target);
         return QUrl();
     }
+    TULOPrivateFiles::makeFile(target);
     return QUrl::fromLocalFile(target);
 }
 

@@ -12,6 +12,7 @@
 #include <Quillon/platform/records/postdescription.h>
 
 #include <QByteArray>
+#include <QIODevice>
 #include <QObject>
 #include <QImage>
 #include <QList>
@@ -92,6 +93,9 @@ protected:
 
     // The file operations; every file goes into TULOTemporaryAssetsDirectoryPath().
     virtual QUrl URLByWritingData(const QByteArray &data, const QString &typeIdentifier, TULOError *error);
+    // A new owner-only file in the assets folder, named for its type and filled by `write`.
+    QUrl URLByWritingFile(const QString &typeIdentifier,
+        const std::function<bool(QIODevice *file, TULOError *error)> &write, TULOError *error);
     QUrl URLByWritingImage(const QImage &image, const QString &typeIdentifier, TULOError *error);
     // `typeIdentifier` becomes the image's own type on success.
     QUrl URLByWritingStrippedImageData(const QByteArray &data, QString *typeIdentifier, TULOError *error);

@@ -34,8 +34,10 @@ TULOTag::TULOTag(const QVariantMap &tagDictionary)
     if (first.typeId() != QMetaType::QVariantMap)
         return;
     const TULOLookupItemArtwork artwork(first.toMap());
-    // A 32-point thumbnail in the main screen's pixels.
-    const QScreen *screen = qGuiApp ? QGuiApplication::primaryScreen() : nullptr;
+    // A 32-point thumbnail in the main screen's pixels. A command-line process has only a core
+    // application object, which must not be taken for a GUI one.
+    const bool gui = qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;
+    const QScreen *screen = gui ? QGuiApplication::primaryScreen() : nullptr;
     const auto side = quint64(32 * (screen ? screen->devicePixelRatio() : 1.0));
     m_thumbnailImageURL = artwork.URLWithHeight(side, side);
 }

@@ -2,6 +2,7 @@
 
 #include <Quillon/platform/audio/audiofile.h>
 #include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/privatefiles.h>
 
 #include <QDir>
 #include <QFileInfo>
@@ -56,7 +57,7 @@ bool TULOVoiceRecorder::startRecordingUsingActivationMode(qint64 activationMode,
                                                        QStringLiteral("This recorder is already recording.")));
         return false;
     }
-    QDir().mkpath(QFileInfo(m_assetPath).absolutePath()); // a failure shows when the file is created
+    TULOPrivateFiles::makeFolder(QFileInfo(m_assetPath).absolutePath()); // a failure shows when the file is created
 
     TULOError failure;
     m_fileID = TULOAudioFile::create(m_assetPath, TULOAudioFileCAFType, TULOSoundBiteStreamFormat(), &failure);
@@ -64,6 +65,7 @@ bool TULOVoiceRecorder::startRecordingUsingActivationMode(qint64 activationMode,
         TULOSetError(error, failure);
         return false;
     }
+    TULOPrivateFiles::makeFile(m_assetPath);
 
     TULOVoiceCaptureContext context;
     context.activationMode = activationMode;

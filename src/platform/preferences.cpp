@@ -1,5 +1,7 @@
 #include <Quillon/platform/preferences.h>
 
+#include <Quillon/platform/privatefiles.h>
+
 #include <QSettings>
 
 namespace {
@@ -72,7 +74,11 @@ void TULOPreferences::setObject(const QString &key, const QVariant &value)
         removeObjectForKey(key);
         return;
     }
-    settingsFor(m_domain).setValue(key, value);
+    QSettings settings = settingsFor(m_domain);
+    settings.setValue(key, value);
+    settings.sync();
+    // Rewrites keep the mode of the file they replace; the first one sets it.
+    TULOPrivateFiles::makeFile(settings.fileName());
 }
 
 void TULOPreferences::setBool(const QString &key, bool value)

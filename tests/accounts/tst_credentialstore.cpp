@@ -1,5 +1,6 @@
 #include <Quillon/platform/credentials/credentialstore.h>
 #include <Quillon/platform/credentials/credentialstore_file_p.h>
+#include <Quillon/platform/notificationcenter.h>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -46,6 +47,7 @@ class TestCredentialStore : public QObject
     bool m_secretService = false;
     QString m_expectedBackend;
     QTemporaryDir m_folder;
+    QList<QVariantMap> m_locationNotices;
 
 private Q_SLOTS:
     void initTestCase()
@@ -59,12 +61,39 @@ private Q_SLOTS:
             m_expectedBackend = QStringLiteral("file");
         }
         m_secretService = m_expectedBackend == QLatin1String("secret-service");
+        // Before anything reaches the shared store, which announces itself when it is made.
+        TULONotificationCenter::defaultCenter()->addObserver(this,
+            QString::fromLatin1(TULOCredentialStoreLocationNotification), nullptr,
+            [this](const TULONotification &notification) { m_locationNotices << notification.userInfo(); });
     }
 
     void sharedStoreChoosesBackend()
     {
         QCOMPARE(TULOCredentialStore::sharedStore()->backendName(), m_expectedBackend);
         QCOMPARE(TULOCredentialStore::sharedStore(), TULOCredentialStore::sharedStore());
+    }
+
+    void fileFallbackIsAnnouncedOnce()
+    {
+        TULOCredentialStore::sharedStore();
+        if (m_secretService) {
+            QCOMPARE(m_locationNotices.size(), 0);
+            return;
+        }
+        QCOMPARE(m_locationNotices.size(), 1);
+        const QVariantMap notice = m_locationNotices.first();
+        const QString directory = TULOCredentialStore::defaultFileStoreDirectory();
+        const QString path = QDir(directory).filePath(QStringLiteral("credentials.json"));
+        QCOMPARE(notice.value(QStringLiteral("backend")).toString(), QStringLiteral("file"));
+        QCOMPARE(notice.value(QStringLiteral("path")).toString(), path);
+        QVERIFY(notice.value(QStringLiteral("location")).toString().contains(path));
+        QCOMPARE(notice.value(QStringLiteral("firstNotice")).toBool(), true);
+        QCOMPARE(TULOCredentialStore::sharedStore()->locationDescription(), notice.value(QStringLiteral("location")));
+        // The note beside the file is what makes it "once": the next process finds it.
+        const QString note = QDir(directory).filePath(QStringLiteral("README"));
+        QCOMPARE(modeOf(note), 0600);
+        QVERIFY(!TULOCredentialStoreFile(directory).leaveNotice());
+        QVERIFY(TULOCredentialStoreFile(m_folder.filePath(uniqueAccount(QStringLiteral("fresh")))).leaveNotice());
     }
 
     void itemLifecycle_data()

@@ -33,6 +33,26 @@ json_has() {
 }
 
 pass="tweet-demo-pass"
+credentials="$XDG_DATA_HOME/com.vantor.Quillon/Credentials/credentials.json"
+
+# Without a keyring the owner-only file takes the credentials: the first run says so on stderr,
+# later runs do not, and 'list' names the store in use.
+run "first list" 0 "" list
+expect_err "first list" "passwords and session tokens are kept in the file $credentials"
+expect_out "first list" "Credentials are kept in the file $credentials"
+run "second list" 0 "" list --json
+grep -q "kept in" "$work/err" && fail "second list: the notice came again: $(cat "$work/err")"
+grep -q '"backend": "file"' "$work/out" || fail "second list: no credential store in: $(cat "$work/out")"
+
+# Where the fallback is forbidden, linking fails with a clear error and leaves no file behind.
+export XDG_DATA_HOME="$work/secure" QUILLON_REQUIRE_SECURE_CREDENTIALS=1
+run "secure storage required" 1 "$pass" --as 1001 link twitter --user quillondemo
+expect_err "secure storage required" "secure credential storage is required"
+[ -e "$XDG_DATA_HOME/com.vantor.Quillon/Credentials/credentials.json" ] && fail "secure storage required: a credential file was written"
+run "list without secure storage" 0 "" --as 1001 list
+expect_out "list without secure storage" "Credentials are kept in nowhere"
+export XDG_DATA_HOME="$work/data"
+unset QUILLON_REQUIRE_SECURE_CREDENTIALS
 
 # Case table for input that must be refused before anything changes:
 # name | exit | stdin | arguments

@@ -37,6 +37,11 @@ expect_refusal missing-file 1 "$WORK/nowhere.jpg" --text hi --attach "$WORK/nowh
 expect_refusal empty-file 1 "empty" --text hi --attach "$WORK/empty.png"
 expect_refusal not-media 1 "not a photo" --text hi --attach "$WORK/notes.txt"
 expect_refusal directory 1 "not a file" --text hi --attach "$WORK"
+# A format whose metadata cannot be removed is refused with its name before the store is
+# asked anything: the unreachable store would give another message.
+printf '\x00\x00\x00\x18ftypheic\x00\x00\x00\x00mif1heic\x00\x00\x00\x08meta' > "$WORK/IMG_0001.heic"
+expect_refusal heic-photo 1 "$WORK/IMG_0001.heic: The location and camera data of HEIC" \
+    --text hi --attach "$WORK/IMG_0001.heic" --store http://127.0.0.1:1/bag
 
 # Nothing was prepared, so no temporary asset may be left behind.
 ASSETS="$WORK/share/Library/com.vantor.Quillon/Assets"
@@ -61,6 +66,12 @@ posted text-only --text "Hello from the command line"
 posted photo-with-tag --text "Sunset with @KaitoMori" --attach "$SAMPLE"
 posted song-with-cover --text "New song" --attach "$WORK/song.mp3"
 posted cross-posted --text "Also on Facebook" --share facebook
+# Formats with no place for location data pass.
+for format in gif bmp; do
+    ffmpeg -loglevel error -f lavfi -i "color=c=blue:s=48x32:d=1" -frames:v 1 "$WORK/drawing.$format" \
+        || fail "could not make the $format photo"
+    posted "$format-photo" --text "A $format drawing" --attach "$WORK/drawing.$format"
+done
 
 # A dry run prints the description and keeps its files: the song has its cover child, the
 # photo left the user's file alone.

@@ -203,6 +203,47 @@ QByteArray TULOImageCorpus::pngWithExifChunk(int width, int height)
     return png.insert(33, chunk + typed + crc);
 }
 
+QByteArray TULOImageCorpus::withExtendedXmp(const QByteArray &jpeg)
+{
+    const QByteArray xmp
+        = QByteArray("<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/"
+                     "02/22-rdf-syntax-ns#'><rdf:Description xmlns:photoshop='http://ns.adobe.com/"
+                     "photoshop/1.0/' photoshop:City='")
+        + city + "'/></rdf:RDF></x:xmpmeta>";
+    QByteArray payload = QByteArray("http://ns.adobe.com/xmp/extension/", 35) + QByteArray(32, 'A');
+    QByteArray sizes(8, '\0');
+    qToBigEndian<quint32>(quint32(xmp.size()), sizes.data());
+    payload += sizes + xmp;
+    QByteArray segment("\xFF\xE1", 2);
+    QByteArray length(2, '\0');
+    qToBigEndian<quint16>(quint16(payload.size() + 2), length.data());
+    segment += length + payload;
+    return jpeg.left(2) + segment + jpeg.mid(2);
+}
+
+QByteArray TULOImageCorpus::jpegWithEverything(int width, int height)
+{
+    const QByteArray thumbnail = withPhoneMetadata(encodedImage("jpeg", 160, 120));
+    // Exiv2 reads the bytes in place: they must outlive the image.
+    const QByteArray photo = withPhoneMetadata(encodedImage("jpeg", width, height));
+    Exiv2::Image::AutoPtr image = openImage(photo);
+    image->readMetadata();
+    Exiv2::ExifData &exif = image->exifData();
+    // A maker note of no known maker: Exiv2 and exiftool keep it as opaque bytes.
+    exif["Exif.Photo.MakerNote"] = Exiv2::DataValue(
+        reinterpret_cast<const Exiv2::byte *>("QTC\0serial SN-0042-7781 lens 4.2mm"), 36);
+    Exiv2::ExifThumb(exif).setJpegThumbnail(
+        reinterpret_cast<const Exiv2::byte *>(thumbnail.constData()), static_cast<long>(thumbnail.size()));
+    image->writeMetadata();
+    const QByteArray trailer = withPhoneMetadata(encodedImage("jpeg", 32, 24));
+    return withExtendedXmp(contents(image->io())) + trailer;
+}
+
+QByteArray TULOImageCorpus::pngWithEverything(int width, int height)
+{
+    return withPhoneMetadata(pngWithExifChunk(width, height));
+}
+
 TULOImageCorpus::Metadata TULOImageCorpus::readMetadata(const QByteArray &bytes)
 {
     Metadata result;

@@ -23,6 +23,15 @@ public:
     static QByteArray sRgbProfile();
     // A PNG with GPS in an eXIf chunk, as newer cameras and editors write it.
     static QByteArray pngWithExifChunk(int width, int height);
+    // `jpeg` with an extended XMP segment (the rest of a packet too large for one) naming the city.
+    static QByteArray withExtendedXmp(const QByteArray &jpeg);
+
+    // The hardest files of their kind, as phones and editors write them.
+    // JPEG: phone metadata, maker notes, an IFD1 thumbnail that carries GPS and a city of its
+    // own, extended XMP, and another image with metadata after the end of the image.
+    static QByteArray jpegWithEverything(int width, int height);
+    // PNG: phone metadata (XMP in iTXt) and GPS in an eXIf chunk as well.
+    static QByteArray pngWithEverything(int width, int height);
 
     struct Metadata
     {

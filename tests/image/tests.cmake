@@ -1,3 +1,6 @@
 quillon_add_test(NAME metadatastripper LABELS image SOURCES
     tst_metadatastripper.cpp
     imagecorpus.cpp)
+quillon_add_test(NAME metadatacorpus LABELS image SOURCES
+    tst_metadatacorpus.cpp
+    imagecorpus.cpp)

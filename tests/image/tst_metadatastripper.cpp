@@ -38,6 +38,40 @@ QByteArray heicHeader()
         + QByteArray(64, '\0');
 }
 
+QByteArray subBlocks(const QByteArray &bytes)
+{
+    QByteArray result;
+    for (qsizetype at = 0; at < bytes.size(); at += 255) {
+        const QByteArray piece = bytes.mid(at, 255);
+        result += char(piece.size()) + piece;
+    }
+    return result + '\0';
+}
+
+// A one-pixel GIF as editors write it: an animation loop, a comment and an XMP block.
+QByteArray gifWithPrivateBlocks()
+{
+    const QByteArray header("GIF89a\x01\x00\x01\x00\x80\x00\x00\xff\xff\xff\x00\x00\x00", 19);
+    const QByteArray loop("\x21\xff\x0bNETSCAPE2.0\x03\x01\x00\x00\x00", 19);
+    const QByteArray comment = QByteArray("\x21\xfe", 2) + subBlocks(QByteArray("taken in ") + TULOImageCorpus::city);
+    const QByteArray xmp = QByteArray("\x21\xff\x0bXMP DataXMP", 14)
+        + subBlocks(QByteArray("<x:xmpmeta><photoshop:City>") + TULOImageCorpus::city
+            + "</photoshop:City></x:xmpmeta>" + QByteArray(300, ' '));
+    const QByteArray image("\x21\xf9\x04\x01\x00\x00\x00\x00\x2c\x00\x00\x00\x00\x01\x00\x01\x00\x00"
+                           "\x02\x02\x44\x01\x00\x3b",
+        24);
+    return header + loop + comment + xmp + image;
+}
+
+// A JPEG with markers that stand alone (RST0-7, TEM) among the segments before the scan.
+QByteArray jpegWithStandaloneMarkers(const QByteArray &jpeg)
+{
+    QByteArray result = jpeg;
+    const qsizetype scan = result.indexOf(QByteArrayView("\xFF\xDA", 2));
+    result.insert(scan, QByteArray("\xFF\xD0\xFF\x01\xFF\xD7", 6));
+    return result.insert(2, QByteArray("\xFF\xD3", 2));
+}
+
 } // namespace
 
 class TestMetadataStripper : public QObject
@@ -158,20 +192,8 @@ private Q_SLOTS:
         // Extended XMP: more APP1 segments after the main packet, which XMP readers join up.
         const QByteArray photo
             = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 64, 48));
-        const QByteArray xmp
-            = QByteArray("<x:xmpmeta xmlns:x='adobe:ns:meta/'><rdf:RDF xmlns:rdf='http://www.w3.org/1999/"
-                         "02/22-rdf-syntax-ns#'><rdf:Description xmlns:photoshop='http://ns.adobe.com/"
-                         "photoshop/1.0/' photoshop:City='")
-            + TULOImageCorpus::city + "'/></rdf:RDF></x:xmpmeta>";
-        QByteArray payload = QByteArray("http://ns.adobe.com/xmp/extension/", 35) + QByteArray(32, 'A');
-        QByteArray sizes(8, '\0');
-        qToBigEndian<quint32>(quint32(xmp.size()), sizes.data());
-        payload += sizes + xmp;
-        QByteArray segment("\xFF\xE1", 2);
-        QByteArray length(2, '\0');
-        qToBigEndian<quint16>(quint16(payload.size() + 2), length.data());
-        segment += length + payload;
-        const QByteArray extended = photo.left(2) + segment + photo.mid(2);
+        const QByteArray extended = TULOImageCorpus::withExtendedXmp(photo);
+        QVERIFY(extended.contains("xmp/extension"));
         TULOError error;
         const QByteArray stripped = TULOMetadataStripper::strippedImageData(extended, nullptr, &error);
         QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
@@ -194,6 +216,79 @@ private Q_SLOTS:
             !anyStartsWith(after.exifKeys, {QStringLiteral("Exif.GPSInfo."), QStringLiteral("Exif.Photo.")}));
         QCOMPARE(after.orientation, long(TULOImageCorpus::orientation));
         QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(png));
+    }
+
+    void jpegWithStandaloneMarkersIsStripped()
+    {
+        const QByteArray photo
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 96, 64));
+        const QByteArray odd = jpegWithStandaloneMarkers(photo);
+        QVERIFY(odd.contains(TULOImageCorpus::city));
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(odd, nullptr, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        QVERIFY(!stripped.contains(TULOImageCorpus::city));
+        QCOMPARE(TULOImageCorpus::readMetadata(stripped).orientation, long(TULOImageCorpus::orientation));
+        // Decoders skip the stray markers, so what is left is the same photo.
+        QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(photo));
+    }
+
+    void jpegEndIsFoundWhereverItFalls_data()
+    {
+        // The scan data are searched in blocks of 1 MiB from the scan's start, sixteen bytes at a
+        // time: the end-of-image marker on and around those edges.
+        QTest::addColumn<qsizetype>("markerAt"); // the EOI's 0xFF, from the scan's start
+        const qsizetype block = 1 << 20;
+        for (const qsizetype at : {qsizetype(40), block - 2, block - 1, block, block + 1, block + 15, block + 16,
+                 2 * block - 1})
+            QTest::addRow("%lld", qlonglong(at)) << at;
+    }
+    void jpegEndIsFoundWhereverItFalls()
+    {
+        QFETCH(qsizetype, markerAt);
+        const QByteArray photo
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 32, 24));
+        const qsizetype scan = photo.indexOf(QByteArrayView("\xFF\xDA", 2));
+        const qsizetype header = 2 + qFromBigEndian<quint16>(photo.constData() + scan + 2);
+        // Stuffed pairs (FF 00) on the way, which are no marker.
+        QByteArray data(markerAt - header, '\x5A');
+        for (qsizetype at = 7; at + 1 < data.size(); at += 4093) {
+            data[at] = char(0xFF);
+            data[at + 1] = 0;
+        }
+        const QByteArray body = photo.mid(scan, header) + data + QByteArray("\xFF\xD9", 2);
+        const QByteArray file = photo.left(scan) + body + QByteArray("\xFF\xD8 appended preview in Reykjavik");
+        TULOError error;
+        const QByteArray stripped = TULOMetadataStripper::strippedImageData(file, nullptr, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        const qsizetype strippedScan = stripped.indexOf(QByteArrayView("\xFF\xDA", 2));
+        QVERIFY(strippedScan > 0);
+        QVERIFY(stripped.mid(strippedScan) == body);
+    }
+
+    void gifLosesCommentsAndXmpKeepsItsImage()
+    {
+        const QByteArray gif = gifWithPrivateBlocks();
+        QVERIFY(!QImage::fromData(gif).isNull());
+        QString type;
+        TULOError error;
+        const QByteArray stripped
+            = TULOMetadataStripper::strippedImageData(gif + "trailing words", &type, &error);
+        QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
+        QCOMPARE(type, QStringLiteral("image/gif"));
+        QVERIFY(!stripped.contains(TULOImageCorpus::city));
+        QVERIFY(!stripped.contains("XMP DataXMP"));
+        QVERIFY(!stripped.contains("trailing"));
+        QVERIFY(stripped.contains("NETSCAPE2.0"));
+        QCOMPARE(QImage::fromData(stripped), QImage::fromData(gif));
+    }
+
+    void bmpPassesAsItIs()
+    {
+        const QByteArray bmp = TULOImageCorpus::encodedImage("bmp", 40, 30);
+        QString type;
+        QCOMPARE(TULOMetadataStripper::strippedImageData(bmp, &type), bmp);
+        QCOMPARE(type, QStringLiteral("image/bmp"));
     }
 
     void writingStraightToAFile_data()
@@ -276,8 +371,10 @@ private Q_SLOTS:
             << int(TULOImageMetadataErrorUnreadableImage) << QStringLiteral("damaged");
         QTest::addRow("heic") << heicHeader() << int(TULOImageMetadataErrorUnsupportedType)
                               << QStringLiteral("HEIC");
-        QTest::addRow("gif") << QByteArray("GIF89a\x01\x00\x01\x00\x00\x00\x00;", 14)
-                             << int(TULOImageMetadataErrorUnsupportedType) << QStringLiteral("GIF");
+        QTest::addRow("gif cut off") << gifWithPrivateBlocks().chopped(4)
+                                     << int(TULOImageMetadataErrorUnreadableImage) << QStringLiteral("incomplete");
+        QTest::addRow("ppm") << QByteArray("P6\n# taken in Reykjavik\n1 1\n255\n\x10\x20\x30", 32)
+                             << int(TULOImageMetadataErrorUnsupportedType) << QStringLiteral("cannot be removed");
     }
     void badInputIsRefusedClearly()
     {
@@ -302,7 +399,8 @@ private Q_SLOTS:
         QTest::addRow("jpeg") << TULOImageCorpus::encodedImage("jpeg", 8, 8) << QStringLiteral("image/jpeg");
         QTest::addRow("webp") << TULOImageCorpus::encodedImage("webp", 8, 8) << QStringLiteral("image/webp");
         QTest::addRow("heic") << heicHeader() << QString();
-        QTest::addRow("bmp") << TULOImageCorpus::encodedImage("bmp", 8, 8) << QString();
+        QTest::addRow("bmp") << TULOImageCorpus::encodedImage("bmp", 8, 8) << QStringLiteral("image/bmp");
+        QTest::addRow("gif") << gifWithPrivateBlocks() << QStringLiteral("image/gif");
     }
     void supportedTypesComeFromTheBytes()
     {

@@ -6,3 +6,4 @@ quillon_add_test(NAME operationqueue SOURCES tst_operationqueue.cpp LABELS platf
 quillon_add_test(NAME optionalmodules SOURCES tst_optionalmodules.cpp LABELS platform)
 quillon_add_test(NAME preferences SOURCES tst_preferences.cpp LABELS platform)
 quillon_add_test(NAME typeidentifiers SOURCES tst_typeidentifiers.cpp LABELS platform)
+quillon_add_test(NAME privatefiles SOURCES tst_privatefiles.cpp LABELS platform)

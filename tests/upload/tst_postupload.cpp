@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
+#include <sys/stat.h>
 
 namespace {
 
@@ -459,6 +460,15 @@ private Q_SLOTS:
         QCOMPARE(first.exitStatus(), QProcess::CrashExit);
         QCOMPARE(QDir(outbox.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
         QVERIFY(QFile::exists(video));
+        // A manifest may carry access tokens: the user's alone, whatever the umask.
+        const QString entry
+            = QDir(outbox.path()).filePath(QDir(outbox.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).first());
+        struct stat entryInfo {};
+        struct stat manifestInfo {};
+        QCOMPARE(::stat(QFile::encodeName(entry).constData(), &entryInfo), 0);
+        QCOMPARE(::stat(QFile::encodeName(entry + QStringLiteral("/post.json")).constData(), &manifestInfo), 0);
+        QCOMPARE(int(entryInfo.st_mode & 0777), 0700);
+        QCOMPARE(int(manifestInfo.st_mode & 0777), 0600);
 
         QProcess second;
         environment.insert(QStringLiteral("TULO_UPLOAD_CHILD"), QStringLiteral("resume"));
@@ -490,6 +500,7 @@ int main(int argc, char **argv)
 {
     const QString child = qEnvironmentVariable("TULO_UPLOAD_CHILD");
     if (!child.isEmpty()) {
+        ::umask(022); // a host that shares what it writes: the outbox must not
         QCoreApplication application(argc, argv);
         return runChild(child);
     }

@@ -7,6 +7,16 @@
 #include <memory>
 #include <optional>
 
+// Posted on the default notification centre when the shared store is chosen and it is not the
+// Secret Service, so that a host can tell its user where credentials are kept. User info:
+// "backend" ("file" or "none"), "location" (a sentence naming the place), "path" (the file, for
+// "file"), "firstNotice" (true the first time for this file; a command line prints it then).
+// It is posted while the store is made: an observer must not call sharedStore() itself.
+extern const char *const TULOCredentialStoreLocationNotification;
+// The framework preference (bool) that forbids the file fallback; the environment variable
+// QUILLON_REQUIRE_SECURE_CREDENTIALS=1 does the same.
+extern const char *const TULOCredentialStoreRequireSecurePreferencesKey;
+
 // Errors of the credential store.
 extern const char *const TULOCredentialStoreErrorDomain;
 enum TULOCredentialStoreErrorCode : qint64 {
@@ -29,7 +39,11 @@ public:
     virtual ~TULOCredentialStore();
 
     // The process-wide store; the backend is chosen on first use.
+    // Without a Secret Service it is the owner-only file, unless secure storage is required;
+    // then it is a store that refuses every call with an error that says why.
     static TULOCredentialStore *sharedStore();
+    // Whether the preference or the environment forbids the file fallback.
+    static bool isSecureStorageRequired();
     // Whether a session bus answers with an unlocked default Secret Service collection.
     static bool isSecretServiceAvailable();
     static std::unique_ptr<TULOCredentialStore> makeSecretServiceStore();
@@ -37,8 +51,13 @@ public:
     // "<data>/com.vantor.Quillon/Credentials" in the user's data directory.
     static QString defaultFileStoreDirectory();
 
-    // "secret-service" or "file".
+    // "secret-service", "file" or "none".
     virtual QString backendName() const = 0;
+    // Where items are kept, as a sentence for the user.
+    virtual QString locationDescription() const = 0;
+    // False, with the reason, when this store keeps nothing (secure storage is required and no
+    // Secret Service answers), so that a caller can refuse before it changes anything else.
+    virtual bool canKeepItems(TULOError *error = nullptr) const;
 
     // The item's data; nullopt with ItemNotFound when there is none, or with the failure.
     virtual std::optional<QByteArray> findItem(

@@ -1,5 +1,7 @@
 #include <Quillon/platform/credentials/credentialstore_file_p.h>
 
+#include <Quillon/platform/privatefiles.h>
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -10,11 +12,13 @@
 #include <QLockFile>
 #include <QTemporaryFile>
 #include <cstdio>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 static const QString TULOCredentialFileName = QStringLiteral("credentials.json");
 static const QString TULOCredentialLockName = QStringLiteral("credentials.lock");
+static const QString TULOCredentialNoticeName = QStringLiteral("README");
 static constexpr int TULOLockTimeoutMilliseconds = 15000;
 
 TULOCredentialStoreFile::TULOCredentialStoreFile(const QString &directory)
@@ -27,6 +31,32 @@ QString TULOCredentialStoreFile::filePath() const
     return QDir(m_directory).filePath(TULOCredentialFileName);
 }
 
+QString TULOCredentialStoreFile::locationDescription() const
+{
+    return QStringLiteral("the file %1, readable by you only but not encrypted, because no Secret Service "
+                          "(desktop keyring) answers")
+        .arg(filePath());
+}
+
+bool TULOCredentialStoreFile::leaveNotice() const
+{
+    QMutexLocker locker(&m_mutex);
+    const QString path = QDir(m_directory).filePath(TULOCredentialNoticeName);
+    if (QFileInfo::exists(path) || !prepareFolder(nullptr))
+        return false;
+    // O_EXCL: of two processes starting at once, one tells the user.
+    const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+    if (fd < 0)
+        return false;
+    const QByteArray text = "Quillon keeps passwords and session tokens in credentials.json here because no\n"
+                            "Secret Service (desktop keyring) answered. The file is readable by you only but\n"
+                            "not encrypted. Start a keyring to have them kept there instead; set\n"
+                            "QUILLON_REQUIRE_SECURE_CREDENTIALS=1 to forbid this file.\n";
+    const bool written = ::write(fd, text.constData(), size_t(text.size())) == text.size();
+    ::close(fd);
+    return written;
+}
+
 QStringList TULOCredentialStoreFile::setAsidePaths() const
 {
     QMutexLocker locker(&m_mutex);
@@ -35,17 +65,12 @@ QStringList TULOCredentialStoreFile::setAsidePaths() const
 
 bool TULOCredentialStoreFile::prepareFolder(TULOError *error) const
 {
-    if (!QDir().mkpath(m_directory)) {
-        TULOSetError(error,
-            makeError(TULOCredentialStoreErrorUnavailable,
-                QStringLiteral("The credential folder %1 could not be created.").arg(m_directory)));
-        return false;
-    }
     // Owner-only, also when the folder was made by someone less careful.
-    if (::chmod(QFile::encodeName(m_directory).constData(), S_IRWXU) != 0) {
+    TULOError folderError;
+    if (!TULOPrivateFiles::makeFolder(m_directory, &folderError)) {
         TULOSetError(error,
             makeError(TULOCredentialStoreErrorUnavailable,
-                QStringLiteral("The credential folder %1 cannot be made private.").arg(m_directory)));
+                QStringLiteral("The credential folder cannot be used: %1").arg(folderError.localizedDescription())));
         return false;
     }
     return true;

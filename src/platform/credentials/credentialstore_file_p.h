@@ -14,6 +14,10 @@ public:
     explicit TULOCredentialStoreFile(const QString &directory);
 
     QString backendName() const override { return QStringLiteral("file"); }
+    QString locationDescription() const override;
+    // Leaves a note beside the file that says why it is there; true when there was none yet,
+    // which is when the user is to be told.
+    bool leaveNotice() const;
     QString filePath() const;
     QStringList setAsidePaths() const;
 

@@ -21,6 +21,10 @@ public:
     static bool isAvailable();
 
     QString backendName() const override { return QStringLiteral("secret-service"); }
+    QString locationDescription() const override
+    {
+        return QStringLiteral("the desktop keyring (Secret Service, default collection)");
+    }
     std::optional<QByteArray> findItem(
         const QString &account, const QString &service, TULOError *error = nullptr) override;
     bool addItem(const QString &account, const QString &service, const QByteArray &data,

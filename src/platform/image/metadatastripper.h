@@ -22,8 +22,10 @@ enum TULOImageMetadataError {
 // from what is left. IFD0 (Orientation above all) and the ICC profile stay, so photos are not
 // turned sideways or shifted in colour. The compressed image data are copied byte for byte.
 //
-// JPEG, PNG, TIFF and WebP are supported. Any other format (HEIC above all) is refused with
-// a clear error rather than passed on with its metadata. Thread-safe.
+// JPEG, PNG, TIFF and WebP are supported. GIF keeps its images and animation loop but loses its
+// comments and application blocks (XMP); BMP has no place for metadata and passes as it is.
+// Any other format (HEIC above all) is refused with a clear error rather than passed on with
+// its metadata. Thread-safe.
 class TULOMetadataStripper
 {
 public:
@@ -38,6 +40,7 @@ public:
     static bool writeStrippedImageData(const QByteArray &data, QIODevice *device,
         QString *typeIdentifier = nullptr, TULOError *error = nullptr);
 
-    // The type identifier of the image in `data` when its metadata can be removed, else null.
-    static QString supportedTypeForData(const QByteArray &data);
+    // The type identifier of the image in `data` when its metadata can be removed, else null
+    // with `error` saying why, so that a refusal can come before any other work.
+    static QString supportedTypeForData(const QByteArray &data, TULOError *error = nullptr);
 };

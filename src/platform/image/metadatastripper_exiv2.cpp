@@ -8,8 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <string_view>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 // Exiv2 0.27 still hands out std::auto_ptr.
 #pragma GCC diagnostic push
@@ -92,19 +96,31 @@ QString typeForExiv2Type(int type)
         return QStringLiteral("image/tiff");
     case Exiv2::ImageType::webp:
         return QStringLiteral("image/webp");
+    case Exiv2::ImageType::gif:
+        return QStringLiteral("image/gif");
+    case Exiv2::ImageType::bmp:
+        return QStringLiteral("image/bmp");
     default:
         return QString();
     }
 }
 
-// Where a JPEG's parts are: the first start-of-scan marker and the end-of-image marker after it.
+// Markers that stand alone, without a length: RST0-7 and TEM. They have no business before
+// the scan, but decoders skip them there, so files that carry them are photos all the same.
+bool isStandaloneMarker(uchar marker)
+{
+    return (marker >= 0xD0 && marker <= 0xD7) || marker == 0x01;
+}
+
+// Where a JPEG's scan begins: the first start-of-scan marker (everything before it is tables
+// and metadata) and the end of its header. Negative when the file does not get that far.
 struct TULOJpegLayout
 {
-    qsizetype scanStart = -1; // the SOS marker; everything before it is tables and metadata
-    qsizetype imageEnd = -1; // just past the EOI marker
+    qsizetype scanStart = -1;
+    qsizetype scanHeaderEnd = -1;
 };
 
-TULOJpegLayout jpegLayout(const QByteArray &data)
+TULOJpegLayout jpegLayout(QByteArrayView data)
 {
     TULOJpegLayout layout;
     const auto byte = [&](qsizetype at) { return uchar(data[at]); };
@@ -119,38 +135,54 @@ TULOJpegLayout jpegLayout(const QByteArray &data)
             ++pos;
             continue;
         }
-        if (marker == 0xDA) {
-            layout.scanStart = pos;
-            break;
-        }
         if (marker == 0xD9)
             return layout;
-        if ((marker >= 0xD0 && marker <= 0xD7) || marker == 0x01) { // no length
+        if (isStandaloneMarker(marker)) {
             pos += 2;
             continue;
         }
-        const qsizetype length = qFromBigEndian<quint16>(data.constData() + pos + 2);
+        const qsizetype length = qFromBigEndian<quint16>(data.data() + pos + 2);
         if (length < 2)
             return layout;
+        if (marker == 0xDA) {
+            layout.scanStart = pos;
+            layout.scanHeaderEnd = pos + 2 + length;
+            return layout;
+        }
         pos += 2 + length;
     }
-    if (layout.scanStart < 0)
-        return layout;
-    // Entropy-coded data stuff every 0xFF, so the first EOI after the scan ends the image.
-    // Looking for its second byte with memchr is far faster than a substring search, and 0xD9
-    // is rarer in compressed data than 0xFF, which also begins every stuffed pair.
-    const char *const begin = data.constData();
-    const char *const end = begin + data.size();
-    for (const char *p = begin + layout.scanStart + 3; p < end; ++p) {
-        p = static_cast<const char *>(std::memchr(p, 0xD9, size_t(end - p)));
-        if (!p)
-            break;
-        if (uchar(p[-1]) == 0xFF) {
-            layout.imageEnd = (p - begin) + 1;
-            break;
-        }
-    }
     return layout;
+}
+
+// Just past the end-of-image marker that ends the scan data in `data`, searching from `from`;
+// `previous` is the byte before `from` (a marker may straddle two blocks). -1 when there is none.
+// Entropy-coded data stuff every 0xFF, so the first EOI after the scan header ends the image.
+// memchr for either byte stops every few hundred bytes in compressed data; comparing sixteen
+// pairs of bytes at once does not stop until it finds the pair.
+qsizetype jpegImageEnd(QByteArrayView data, qsizetype from, uchar previous)
+{
+    const auto *const begin = reinterpret_cast<const uchar *>(data.data());
+    const auto *const end = begin + data.size();
+    const uchar *p = begin + from;
+    if (p < end && previous == 0xFF && *p == 0xD9)
+        return from + 1;
+#ifdef __SSE2__
+    const __m128i markerPrefix = _mm_set1_epi8(char(0xFF));
+    const __m128i endOfImage = _mm_set1_epi8(char(0xD9));
+    for (; p + 17 <= end; p += 16) {
+        const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+        const __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 1));
+        const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(here, markerPrefix))
+            & _mm_movemask_epi8(_mm_cmpeq_epi8(next, endOfImage));
+        if (found)
+            return (p - begin) + __builtin_ctz(unsigned(found)) + 2;
+    }
+#endif
+    for (; p + 1 < end; ++p) {
+        if (p[0] == 0xFF && p[1] == 0xD9)
+            return (p - begin) + 2;
+    }
+    return -1;
 }
 
 // The segments before the scan, without those that Exiv2 would copy through untouched although
@@ -171,8 +203,12 @@ QByteArray jpegHeadForExiv2(const QByteArray &data, qsizetype scanHeaderEnd)
             ++pos;
             continue;
         }
-        const bool standalone = (marker >= 0xD0 && marker <= 0xD7) || marker == 0x01;
-        const qsizetype length = standalone ? 0 : qFromBigEndian<quint16>(data.constData() + pos + 2);
+        if (isStandaloneMarker(marker)) {
+            // Exiv2 would take the next two bytes for a length; dropped, as decoders skip them.
+            pos += 2;
+            continue;
+        }
+        const qsizetype length = qFromBigEndian<quint16>(data.constData() + pos + 2);
         const QByteArrayView payload
             = QByteArrayView(data).sliced(pos + 4, qMin(length - 2, data.size() - pos - 4));
         const bool dropped = (marker == 0xE1 && payload.startsWith(extendedXmp))
@@ -186,11 +222,10 @@ QByteArray jpegHeadForExiv2(const QByteArray &data, qsizetype scanHeaderEnd)
 }
 
 // Exiv2 copies the image data it does not parse as they are, so a file cut off while it was
-// copied would pass; each format has an end marker that a complete file carries.
-bool isComplete(const QString &type, const QByteArray &data, const TULOJpegLayout &jpeg)
+// copied would pass; each format has an end marker that a complete file carries. JPEG's is
+// found while its scan data are written.
+bool isComplete(const QString &type, const QByteArray &data)
 {
-    if (type == QLatin1String(TULOTypeIdentifierJPEG))
-        return jpeg.imageEnd > 0;
     if (type == QLatin1String(TULOTypeIdentifierPNG))
         return data.endsWith(QByteArrayView("IEND\xAE\x42\x60\x82", 8));
     if (type == QLatin1String("image/webp")) {
@@ -206,7 +241,11 @@ void removeExif(Exiv2::ExifData &exif)
     for (auto it = exif.begin(); it != exif.end();) {
         const std::string group = it->groupName();
         const std::string key = it->key();
-        const bool privateIfd = group == "Photo" || group == "GPSInfo" || group == "Iop"
+        // Embedded previews (IFD1 and later) are images of their own, which may carry their own
+        // Exif and GPS data: they go whole.
+        const bool preview = group == "Thumbnail" || group == "Image2" || group == "Image3"
+            || group.rfind("SubThumb", 0) == 0;
+        const bool privateIfd = preview || group == "Photo" || group == "GPSInfo" || group == "Iop"
             || group == "MakerNote" || Exiv2::ExifTags::isMakerGroup(group);
         // The IFD0 pointers to the removed IFDs go with them.
         const bool pointer = key == "Exif.Image.ExifTag" || key == "Exif.Image.GPSTag";
@@ -291,133 +330,213 @@ QByteArray rewrittenMetadata(const QByteArray &data, TULOError *error)
     return result;
 }
 
-} // namespace
+// Receives the stripped image in pieces, in order; false when it could not take one.
+using TULOImageSink = std::function<bool(QByteArrayView)>;
 
-QString TULOMetadataStripper::supportedTypeForData(const QByteArray &data)
+// The JPEG scan data are handed on in blocks of this size, each searched for the end of the
+// image just before it is written, while it is still in the cache: one pass over the data.
+constexpr qsizetype TULOJpegBlockSize = 1 << 20;
+
+TULOError unreadable(const char *description)
 {
-    if (data.isEmpty())
-        return QString();
-    initializeExiv2();
-    try {
-        return typeForExiv2Type(Exiv2::ImageFactory::getType(
-            reinterpret_cast<const Exiv2::byte *>(data.constData()), static_cast<long>(data.size())));
-    } catch (...) {
-        return QString();
-    }
+    return makeError(TULOImageMetadataErrorUnreadableImage, text(description));
 }
 
-namespace {
-
-struct TULOStrippedParts
+// The refusal for data whose metadata cannot be removed.
+TULOError unsupported(const QByteArray &data)
 {
-    QByteArray head;
-    QByteArrayView body;
-    QString type;
-};
+    if (isBmff(data)) {
+        return makeError(TULOImageMetadataErrorUnsupportedType,
+            text("The location and camera data of HEIC and other HEIF images cannot be removed "
+                 "without re-encoding them. Convert the image to JPEG first."));
+    }
+    const QMimeType sniffed = QMimeDatabase().mimeTypeForData(data);
+    if (sniffed.name().startsWith(QLatin1String("image/"))) {
+        return makeError(TULOImageMetadataErrorUnsupportedType,
+            text("The location and camera data of this %1 cannot be removed. Convert the image to "
+                 "JPEG or PNG first.")
+                .arg(sniffed.comment()));
+    }
+    return unreadable("The file is not an image or is damaged.");
+}
 
-// The stripped image as a rewritten head followed by a part of the original data left as it
-// was; false with `error` on failure.
-bool strippedParts(const QByteArray &data, TULOStrippedParts &parts, TULOError *error)
+// A JPEG: Exiv2 only needs what comes before the scan; the compressed data follow untouched,
+// which spares copying megabytes through its buffers. Anything appended after the end of the
+// image (previews, depth maps, clips with their own metadata) is left out.
+bool stripJpeg(const QByteArray &data, const TULOImageSink &sink, TULOError *error)
+{
+    const TULOJpegLayout layout = jpegLayout(data);
+    if (layout.scanStart < 0) {
+        TULOSetError(error, unreadable("The image is incomplete; it may have been cut off while it was copied."));
+        return false;
+    }
+    if (layout.scanHeaderEnd > data.size()) {
+        TULOSetError(error, unreadable("The image is damaged: its scan header is too long."));
+        return false;
+    }
+    const QByteArray rewritten = rewrittenMetadata(jpegHeadForExiv2(data, layout.scanHeaderEnd), error);
+    if (rewritten.isNull())
+        return false;
+    const qsizetype newScanStart = jpegLayout(rewritten).scanStart;
+    if (newScanStart < 0) {
+        TULOSetError(error,
+            makeError(TULOImageMetadataErrorWriteFailed, text("The image's metadata cannot be removed.")));
+        return false;
+    }
+    if (!sink(QByteArrayView(rewritten).first(newScanStart)))
+        return false;
+    const QByteArrayView all(data);
+    for (qsizetype from = layout.scanStart; from < data.size(); from += TULOJpegBlockSize) {
+        const QByteArrayView block = all.sliced(from, qMin(TULOJpegBlockSize, data.size() - from));
+        // The scan header is no entropy-coded data; the search starts after it.
+        const qsizetype searchFrom = qMax<qsizetype>(0, layout.scanHeaderEnd - from);
+        const qsizetype end = searchFrom < block.size()
+            ? jpegImageEnd(block, searchFrom, uchar(data[from + searchFrom - 1]))
+            : -1;
+        if (!sink(end < 0 ? block : block.first(end)))
+            return false;
+        if (end >= 0)
+            return true;
+    }
+    TULOSetError(error, unreadable("The image is incomplete; it may have been cut off while it was copied."));
+    return false;
+}
+
+// A GIF has no place for Exif or IPTC; only comments and application blocks (XMP above all)
+// can tell something, so those go. The animation loop count stays, and so does every image.
+bool stripGif(const QByteArray &data, const TULOImageSink &sink, TULOError *error)
+{
+    const auto byte = [&](qsizetype at) { return at < data.size() ? uchar(data[at]) : 0; };
+    const auto colourTableSize = [](uchar packed) { return (packed & 0x80) ? 3 << ((packed & 7) + 1) : 0; };
+    // Past a run of data sub-blocks that starts at `pos`; -1 when the file ends first.
+    const auto skipSubBlocks = [&](qsizetype pos) -> qsizetype {
+        while (pos < data.size()) {
+            const uchar size = byte(pos);
+            pos += 1 + size;
+            if (size == 0)
+                return pos;
+        }
+        return -1;
+    };
+    QByteArray result;
+    result.reserve(data.size());
+    qsizetype pos = 13 + colourTableSize(byte(10));
+    if (pos > data.size()) {
+        TULOSetError(error, unreadable("The image is incomplete; it may have been cut off while it was copied."));
+        return false;
+    }
+    result.append(data.constData(), pos);
+    while (pos < data.size()) {
+        const uchar introducer = byte(pos);
+        if (introducer == 0x3B) { // trailer: anything after it is not part of the image
+            result.append(char(0x3B));
+            return sink(result);
+        }
+        qsizetype end = -1;
+        bool keep = true;
+        if (introducer == 0x2C) {
+            const qsizetype dataStart = pos + 10 + colourTableSize(byte(pos + 9)) + 1;
+            end = dataStart <= data.size() ? skipSubBlocks(dataStart) : -1;
+        } else if (introducer == 0x21) {
+            const uchar label = byte(pos + 1);
+            if (label == 0xFE) {
+                keep = false;
+            } else if (label == 0xFF) {
+                const QByteArray application = data.mid(pos + 3, 11);
+                keep = byte(pos + 2) == 11 && (application == "NETSCAPE2.0" || application == "ANIMEXTS1.0");
+            }
+            end = skipSubBlocks(pos + 2);
+        } else {
+            TULOSetError(error, unreadable("The image is damaged: a part of it is of no known kind."));
+            return false;
+        }
+        if (end < 0)
+            break;
+        if (keep)
+            result.append(data.constData() + pos, end - pos);
+        pos = end;
+    }
+    TULOSetError(error, unreadable("The image is incomplete; it may have been cut off while it was copied."));
+    return false;
+}
+
+// The stripped image, handed to `sink` as it is made; false with `error` on failure.
+bool strip(const QByteArray &data, const TULOImageSink &sink, QString *typeIdentifier, TULOError *error)
+{
+    const QString type = TULOMetadataStripper::supportedTypeForData(data, error);
+    if (type.isNull())
+        return false;
+    bool done = false;
+    if (type == QLatin1String(TULOTypeIdentifierJPEG)) {
+        done = stripJpeg(data, sink, error);
+    } else if (type == QLatin1String("image/gif")) {
+        done = stripGif(data, sink, error);
+    } else if (type == QLatin1String("image/bmp")) {
+        done = sink(data); // no place for anything but pixels and a colour profile
+    } else if (!isComplete(type, data)) {
+        TULOSetError(error, unreadable("The image is incomplete; it may have been cut off while it was copied."));
+    } else {
+        const QByteArray rewritten = rewrittenMetadata(data, error);
+        done = !rewritten.isNull() && sink(rewritten);
+    }
+    if (done && typeIdentifier)
+        *typeIdentifier = type;
+    return done;
+}
+
+} // namespace
+
+QString TULOMetadataStripper::supportedTypeForData(const QByteArray &data, TULOError *error)
 {
     if (data.isEmpty()) {
-        TULOSetError(error, makeError(TULOImageMetadataErrorUnreadableImage, text("The image is empty.")));
-        return false;
+        TULOSetError(error, unreadable("The image is empty."));
+        return QString();
     }
-    const QString type = TULOMetadataStripper::supportedTypeForData(data);
-    if (type.isNull()) {
-        const QMimeType sniffed = QMimeDatabase().mimeTypeForData(data);
-        if (isBmff(data)) {
-            TULOSetError(error,
-                makeError(TULOImageMetadataErrorUnsupportedType,
-                    text("The location and camera data of HEIC and other HEIF images cannot be "
-                         "removed without re-encoding them. Convert the image to JPEG first.")));
-        } else if (sniffed.name().startsWith(QLatin1String("image/"))) {
-            TULOSetError(error,
-                makeError(TULOImageMetadataErrorUnsupportedType,
-                    text("The location and camera data of this %1 cannot be removed. Convert "
-                         "the image to JPEG or PNG first.")
-                        .arg(sniffed.comment())));
-        } else {
-            TULOSetError(error,
-                makeError(
-                    TULOImageMetadataErrorUnreadableImage, text("The file is not an image or is damaged.")));
-        }
-        return false;
+    initializeExiv2();
+    QString type;
+    try {
+        type = typeForExiv2Type(Exiv2::ImageFactory::getType(
+            reinterpret_cast<const Exiv2::byte *>(data.constData()), static_cast<long>(data.size())));
+    } catch (...) {
     }
-    const bool isJpeg = type == QLatin1String(TULOTypeIdentifierJPEG);
-    const TULOJpegLayout layout = isJpeg ? jpegLayout(data) : TULOJpegLayout();
-    if (!isComplete(type, data, layout)) {
-        TULOSetError(error,
-            makeError(TULOImageMetadataErrorUnreadableImage,
-                text("The image is incomplete; it may have been cut off while it was copied.")));
-        return false;
-    }
-
-    if (isJpeg) {
-        // Exiv2 only needs what comes before the scan; the compressed data are spliced back
-        // untouched, which spares copying megabytes through its buffers. Anything appended after
-        // the end of the image (previews, depth maps, clips with their own metadata) is left out.
-        const qsizetype scanHeaderEnd
-            = layout.scanStart + 2 + qFromBigEndian<quint16>(data.constData() + layout.scanStart + 2);
-        if (scanHeaderEnd > layout.imageEnd - 2) {
-            TULOSetError(error,
-                makeError(TULOImageMetadataErrorUnreadableImage,
-                    text("The image is damaged: its scan header is too long.")));
-            return false;
-        }
-        const QByteArray head = jpegHeadForExiv2(data, scanHeaderEnd);
-        const QByteArray rewritten = rewrittenMetadata(head, error);
-        const qsizetype newScanStart = rewritten.isNull() ? -1 : jpegLayout(rewritten).scanStart;
-        if (newScanStart < 0) {
-            if (!rewritten.isNull())
-                TULOSetError(error,
-                    makeError(
-                        TULOImageMetadataErrorWriteFailed, text("The image's metadata cannot be removed.")));
-            return false;
-        }
-        parts.head = rewritten.left(newScanStart);
-        parts.body = QByteArrayView(data).sliced(layout.scanStart, layout.imageEnd - layout.scanStart);
-    } else {
-        parts.head = rewrittenMetadata(data, error);
-        if (parts.head.isNull())
-            return false;
-    }
-    parts.type = type;
-    return true;
+    if (type.isNull())
+        TULOSetError(error, unsupported(data));
+    return type;
 }
-
-} // namespace
 
 QByteArray TULOMetadataStripper::strippedImageData(
     const QByteArray &data, QString *typeIdentifier, TULOError *error)
 {
-    TULOStrippedParts parts;
-    if (!strippedParts(data, parts, error))
-        return QByteArray();
     QByteArray result;
-    result.reserve(parts.head.size() + parts.body.size());
-    result.append(parts.head);
-    result.append(parts.body);
-    if (typeIdentifier)
-        *typeIdentifier = parts.type;
+    result.reserve(data.size());
+    const auto append = [&result](QByteArrayView piece) {
+        result.append(piece);
+        return true;
+    };
+    if (!strip(data, append, typeIdentifier, error))
+        return QByteArray();
     return result;
 }
 
 bool TULOMetadataStripper::writeStrippedImageData(
     const QByteArray &data, QIODevice *device, QString *typeIdentifier, TULOError *error)
 {
-    TULOStrippedParts parts;
-    if (!strippedParts(data, parts, error))
+    TULOError writeError;
+    const auto write = [&](QByteArrayView piece) {
+        if (device->write(piece.data(), piece.size()) == piece.size())
+            return true;
+        writeError = makeError(TULOImageMetadataErrorWriteFailed,
+            text("The image cannot be written: %1").arg(device->errorString()));
         return false;
-    if (device->write(parts.head) != parts.head.size()
-        || device->write(parts.body.data(), parts.body.size()) != parts.body.size()) {
-        TULOSetError(error,
-            makeError(TULOImageMetadataErrorWriteFailed,
-                text("The image cannot be written: %1").arg(device->errorString())));
+    };
+    QString type;
+    if (!strip(data, write, &type, error)) {
+        if (!writeError.isNull())
+            TULOSetError(error, writeError);
         return false;
     }
     if (typeIdentifier)
-        *typeIdentifier = parts.type;
+        *typeIdentifier = type;
     return true;
 }
 

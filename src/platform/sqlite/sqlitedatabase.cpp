@@ -1,5 +1,7 @@
 #include <Quillon/platform/sqlite/sqlitedatabase.h>
 
+#include <Quillon/platform/privatefiles.h>
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -129,13 +131,12 @@ bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
         return true;
     const QFileInfo info(m_path);
     const QString folder = info.absolutePath();
-    if (!QDir().mkpath(folder)) {
+    // Owner-only, also when an older version left the folder or file readable by others.
+    if (!TULOPrivateFiles::makeFolder(folder)) {
         TULOSetError(
             error, TULOFileError(QStringLiteral("The folder of the database could not be created."), folder));
         return false;
     }
-    // Owner-only, also when an older version left the folder or file readable by others.
-    ::chmod(QFile::encodeName(folder).constData(), S_IRWXU);
     const QByteArray file = QFile::encodeName(info.absoluteFilePath());
     const int fd = ::open(file.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0) {

@@ -31,6 +31,12 @@ QString TULOCredentialStoreTokenKeeper::tokenForAccount(const QString &accountNa
 {
     if (accountName.isEmpty())
         return QString();
+    {
+        std::lock_guard lock(m_unsavedMutex);
+        const auto unsaved = m_unsaved.constFind(accountName.toCaseFolded());
+        if (unsaved != m_unsaved.cend())
+            return *unsaved;
+    }
     // An unreadable item counts as no session: the user signs in again.
     const std::optional<QByteArray> data = store()->findItem(accountName.toCaseFolded(), serviceName());
     return data ? QString::fromUtf8(*data) : QString();
@@ -53,6 +59,13 @@ bool TULOCredentialStoreTokenKeeper::setTokenForAccount(const QString &token, co
             done = store()->addItem(account, serviceName(), data, &error);
         }
     }
+    // A token the store cannot keep lives in this process only, or every request would sign in
+    // again without end (a store that keeps nothing at rest refuses every item).
+    std::lock_guard lock(m_unsavedMutex);
+    if (done || token.isEmpty())
+        m_unsaved.remove(account);
+    else
+        m_unsaved.insert(account, token);
     return done;
 }
 

@@ -2,7 +2,10 @@
 
 #include <Quillon/platform/store/storeaccount.h>
 
+#include <QHash>
+
 #include <memory>
+#include <mutex>
 
 class TULOCredentialStore;
 
@@ -28,6 +31,9 @@ private:
     TULOCredentialStore *store();
 
     std::unique_ptr<TULOCredentialStore> m_owned;
+    std::mutex m_unsavedMutex;
+    QHash<QString, QString> m_unsaved; // tokens the store could not keep, by account
+
 };
 
 extern const char *const TULOStoreSessionCredentialService;

@@ -7,6 +7,7 @@
 #include <Quillon/platform/store/storeaccount.h>
 #include <Quillon/platform/store/storeerror.h>
 #include <Quillon/platform/store/storerequest.h>
+#include <Quillon/platform/privatefiles.h>
 
 #include <QCoreApplication>
 #include <QDir>
@@ -16,7 +17,6 @@
 #include <QJsonDocument>
 #include <QNetworkInformation>
 #include <QNetworkReply>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QTimer>
 #include <QUuid>
@@ -51,7 +51,8 @@ bool linkOrCopy(const QString &source, const QString &destination)
 {
     if (::link(QFile::encodeName(source).constData(), QFile::encodeName(destination).constData()) == 0)
         return true;
-    return QFile::copy(source, destination);
+    // A copy keeps the source's mode; the outbox's own files are the user's alone.
+    return QFile::copy(source, destination) && TULOPrivateFiles::makeFile(destination);
 }
 
 QJsonObject errorDictionary(const TULOError &error)
@@ -124,7 +125,7 @@ TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
 {
     m_timer->setSingleShot(true);
     connect(m_timer, &QTimer::timeout, this, [this] { resume(); });
-    QDir().mkpath(m_folder);
+    TULOPrivateFiles::makeFolder(m_folder); // a failure shows when a post is put in
     // A post whose writing was cut short was never handed over: its originals are intact.
     for (const QFileInfo &info : QDir(m_folder).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         if (info.fileName().endsWith(QLatin1String(TULOOutboxPartialSuffix)))
@@ -171,12 +172,10 @@ void TULOPostOutbox::setRetryDelays(int first, int longest)
 bool TULOPostOutbox::writeManifest(const QString &folder, const QJsonObject &manifest, TULOError *error)
 {
     const QString path = folder + QLatin1Char('/') + QLatin1String(TULOOutboxManifestName);
-    QSaveFile file(path);
     const QByteArray data = QJsonDocument(manifest).toJson(QJsonDocument::Indented);
-    if (file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.commit())
-        return true;
-    TULOSetError(error, fileError(642, path, file.errorString()));
-    return false;
+    // Owner-only: a manifest may carry a Facebook access token.
+    return TULOPrivateFiles::writeFile(
+        path, [&data](QIODevice *file, TULOError *) { return file->write(data) == data.size(); }, error);
 }
 
 QString TULOPostOutbox::enqueue(
@@ -184,10 +183,8 @@ QString TULOPostOutbox::enqueue(
 {
     const QString key = QUuid::createUuid().toString(QUuid::WithoutBraces);
     const QString partial = m_folder + QLatin1Char('/') + key + QLatin1String(TULOOutboxPartialSuffix);
-    if (!QDir().mkpath(partial)) {
-        TULOSetError(error, fileError(513, partial, QStringLiteral("The outbox folder cannot be written.")));
+    if (!TULOPrivateFiles::makeFolder(partial, error))
         return QString();
-    }
     auto cleanup = qScopeGuard([&] { QDir(partial).removeRecursively(); });
 
     QJsonArray files;
