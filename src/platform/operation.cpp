@@ -78,16 +78,22 @@ void TULOOperation::cancel()
     std::function<void()> wakeQueue;
     {
         std::lock_guard lock(m_mutex);
-        if (m_cancelled || m_state != State::Pending) {
-            m_cancelled = true;
-            return;
-        }
+        const bool wasCancelled = m_cancelled;
         m_cancelled = true;
+        m_cancelCondition.notify_all(); // a waiting main() stops waiting
+        if (wasCancelled || m_state != State::Pending)
+            return;
         wakeQueue = m_wakeQueue;
     }
     // A cancelled operation no longer waits for its dependencies: let its queue finish it.
     if (wakeQueue)
         wakeQueue();
+}
+
+bool TULOOperation::waitUnlessCancelled(std::chrono::milliseconds duration)
+{
+    std::unique_lock lock(m_mutex);
+    return !m_cancelCondition.wait_for(lock, duration, [this] { return m_cancelled; });
 }
 
 bool TULOOperation::isCancelled() const
