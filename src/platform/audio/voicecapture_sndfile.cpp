@@ -118,8 +118,17 @@ bool TULOVoiceCaptureSndfile::prepareRecordWithSettings(const TULOVoiceCaptureSe
 {
     if (!checkSettings(settings, error))
         return false;
-    if (!checkCaptureSourceFile(m_path, error))
+    // Only what a microphone would tell at this point; a source that turns out to hold no audio
+    // fails to start, as a device would (callers that want to know first ask
+    // checkCaptureSourceFile()).
+    const QFileInfo info(m_path);
+    if (!info.isFile() || !info.isReadable()) {
+        TULOSetError(error, TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+                                      {{QString::fromLatin1(TULOLocalizedDescriptionKey),
+                                        QStringLiteral("The capture source file %1 cannot be read.").arg(m_path)},
+                                       {QString::fromLatin1(TULOFilePathErrorKey), m_path}}));
         return false;
+    }
     m_prepared = true;
     return true;
 }
