@@ -48,6 +48,15 @@ CREATE TABLE sessions(
 )SQL";
 
 
+// Added after the first files were made, so it is created in older files too.
+static const char *const TULOSandboxSocialSchema = R"SQL(
+CREATE TABLE IF NOT EXISTS social(
+    kind TEXT NOT NULL,
+    key TEXT NOT NULL,
+    value TEXT NOT NULL,
+    PRIMARY KEY(kind, key));
+)SQL";
+
 static const char *const TULOSandboxItemColumns =
     "SELECT i.id, i.kind, i.name, i.artist_id, COALESCE(a.name, ''), i.album_id, COALESCE(b.name, ''),"
     " i.genre, i.year, i.track, i.duration_ms, i.described, i.is_group"
@@ -108,7 +117,7 @@ bool TULOSandboxDatabase::open(const QString &path, QString *error)
         return false;
     }
     if (userVersion == TULOSandboxSchemaVersion)
-        return exec("PRAGMA foreign_keys = ON", error);
+        return exec(TULOSandboxSocialSchema, error) && exec("PRAGMA foreign_keys = ON", error);
     if (userVersion != 0) {
         if (error)
             *error = QStringLiteral("%1 has store schema %2, this store knows %3").arg(path).arg(userVersion).arg(TULOSandboxSchemaVersion);
@@ -122,6 +131,7 @@ bool TULOSandboxDatabase::open(const QString &path, QString *error)
         return false;
     }
     if (!exec("PRAGMA journal_mode = WAL", error) || !exec("BEGIN", error) || !exec(TULOSandboxSchema, error)
+        || !exec(TULOSandboxSocialSchema, error)
         || !TULOSandboxSeed(*this)
         || !exec(QByteArray("PRAGMA user_version = " + QByteArray::number(TULOSandboxSchemaVersion)).constData(), error)
         || !exec("COMMIT", error)) {
@@ -241,6 +251,40 @@ QString TULOSandboxDatabase::createSession(qint64 accountIdentifier)
     statement.bind(1, token);
     statement.bind(2, accountIdentifier);
     return statement.run() ? token : QString();
+}
+
+QString TULOSandboxDatabase::socialValue(const QString &kind, const QString &key)
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_db)
+        return QString();
+    TULOSandboxStatement statement(m_db, "SELECT value FROM social WHERE kind = ?1 AND key = ?2");
+    statement.bind(1, kind);
+    statement.bind(2, key);
+    return statement.step() ? statement.text(0) : QString();
+}
+
+bool TULOSandboxDatabase::setSocialValue(const QString &kind, const QString &key, const QString &value)
+{
+    std::lock_guard lock(m_mutex);
+    if (!m_db)
+        return false;
+    TULOSandboxStatement statement(m_db, value.isNull() ? "DELETE FROM social WHERE kind = ?1 AND key = ?2"
+                                                        : "INSERT OR REPLACE INTO social(kind, key, value) VALUES(?1, ?2, ?3)");
+    statement.bind(1, kind);
+    statement.bind(2, key);
+    if (!value.isNull())
+        statement.bind(3, value);
+    return statement.run();
+}
+
+QString TULOSandboxDatabase::takeSocialValue(const QString &kind, const QString &key)
+{
+    std::lock_guard lock(m_mutex); // recursive: no other request sees the value in between
+    const QString value = socialValue(kind, key);
+    if (!value.isNull())
+        setSocialValue(kind, key, QString());
+    return value;
 }
 
 QList<TULOSandboxAuthor> TULOSandboxDatabase::authorsOfAccount(qint64 accountIdentifier)

@@ -69,6 +69,14 @@ public:
     QString createSession(qint64 accountIdentifier);
     QList<TULOSandboxAuthor> authorsOfAccount(qint64 accountIdentifier);
 
+    // The social stand-ins' state (linked accounts, issued tokens, authorization codes), kept
+    // across restarts so that what one process linked the next one can use. One text per
+    // (kind, key); a null text when there is none.
+    QString socialValue(const QString &kind, const QString &key);
+    bool setSocialValue(const QString &kind, const QString &key, const QString &value); // null removes
+    // Reads and removes in one step, for values that work once.
+    QString takeSocialValue(const QString &kind, const QString &key);
+
     // Seeding helpers, used once when the file is new.
     bool insertItem(const TULOSandboxItem &item);
     bool insertAccount(const TULOSandboxAccount &account, const QString &password);

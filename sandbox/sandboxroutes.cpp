@@ -13,7 +13,7 @@ static constexpr int TULOSandboxProtocolVersion = 2;
 static constexpr int TULOSandboxArtworkSide = 1200;
 static constexpr int TULOSandboxMaximumTags = 25;
 
-static QString param(const httplib::Request &request, const char *name)
+QString TULOSandboxStorePrivate::param(const httplib::Request &request, const char *name)
 {
     return request.has_param(name) ? QString::fromStdString(request.get_param_value(name)) : QString();
 }

@@ -1,14 +1,20 @@
-// The social endpoints of docs/store-protocol.md and the stand-ins for the social services.
+// The store's linked-account endpoints of docs/store-protocol.md, and the state they share
+// with the Twitter and Facebook stand-ins (sandboxtwitter.cpp, sandboxfacebook.cpp).
 #include "sandboxsocial.h"
 
-#include "sandboxoauth1.h"
 #include "sandboxstore_p.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QRandomGenerator>
-#include <QUrlQuery>
 
 namespace {
+
+// Kinds of the database's social values.
+const QString kAccountInfo = QStringLiteral("accountInfo");
+const QString kRegisteredTokens = QStringLiteral("registeredTokens");
+const QString kTwitterToken = QStringLiteral("twitterToken");
+const QString kFacebookCode = QStringLiteral("facebookCode");
 
 // The deployment default's consumer secret, scrambled as it is kept everywhere: each
 // character at an even position is one code unit higher than the clear text's.
@@ -23,12 +29,28 @@ QString unscrambled(const char *scrambled)
     return clear;
 }
 
-QString param(const httplib::Request &request, const char *name)
+QString authorServiceKey(const QString &authorKey, const QString &authorIdentifier, const QString &service)
 {
-    return request.has_param(name) ? QString::fromStdString(request.get_param_value(name)) : QString();
+    return authorKey + QLatin1Char(':') + authorIdentifier + QLatin1Char('/') + service;
 }
 
-QString randomToken(int bytes)
+// Any JSON value (tests store values of wrong shapes too) as text, and back.
+QString jsonText(const QJsonValue &value)
+{
+    return QString::fromUtf8(QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact));
+}
+
+QJsonValue jsonValue(const QString &text, const QJsonValue &fallback)
+{
+    if (text.isNull())
+        return fallback;
+    const QJsonArray wrapped = QJsonDocument::fromJson(text.toUtf8()).array();
+    return wrapped.isEmpty() ? fallback : wrapped.first();
+}
+
+} // namespace
+
+QString TULOSandboxRandomToken(int bytes)
 {
     QByteArray data(bytes, Qt::Uninitialized);
     for (char &c : data)
@@ -36,60 +58,18 @@ QString randomToken(int bytes)
     return QString::fromLatin1(data.toHex());
 }
 
-QString htmlEscaped(const QString &text)
+QString TULOSandboxDefaultConsumerSecret()
 {
-    return text.toHtmlEscaped();
+    return unscrambled(TULOSandboxScrambledConsumerSecret);
 }
 
-void twitterErrors(httplib::Response &response, int code, const QString &message)
+QString TULOSandboxDefaultFacebookAppId()
 {
-    TULOSandboxStorePrivate::reply(response, 401,
-                                   {{QStringLiteral("errors"), QJsonArray{QJsonObject{{QStringLiteral("code"), code},
-                                                                                      {QStringLiteral("message"), message}}}}});
+    return unscrambled(TULOSandboxScrambledFacebookAppId);
 }
 
-void html(httplib::Response &response, int status, const QString &body)
-{
-    response.status = status;
-    response.set_content(body.toStdString(), "text/html; charset=utf-8");
-}
-
-QString dialogPage(const QString &clientId, const QString &redirect, const QString &scope, const QString &message)
-{
-    QString page = QStringLiteral(
-        "<!DOCTYPE html><html><head><meta charset=\"utf-8\"><title>Log in</title>"
-        "<style>body{font-family:sans-serif;margin:2em}label{display:block;margin-top:1em}"
-        ".error{color:#b00}</style></head><body><h1>Log in to continue</h1>");
-    if (!message.isEmpty())
-        page += QStringLiteral("<p class=\"error\" id=\"error\">%1</p>").arg(htmlEscaped(message));
-    page += QStringLiteral(
-        "<p>The application asks for: <span id=\"scope\">%3</span></p>"
-        "<form id=\"login\" method=\"post\" action=\"oauth\">"
-        "<input type=\"hidden\" name=\"client_id\" value=\"%1\">"
-        "<input type=\"hidden\" name=\"redirect_uri\" value=\"%2\">"
-        "<input type=\"hidden\" name=\"scope\" value=\"%3\">"
-        "<label>Email <input id=\"email\" name=\"email\" type=\"email\"></label>"
-        "<label>Password <input id=\"pass\" name=\"pass\" type=\"password\"></label>"
-        "<p><button id=\"login_button\" name=\"action\" value=\"login\" type=\"submit\">Log in</button> "
-        "<button id=\"cancel_button\" name=\"action\" value=\"cancel\" type=\"submit\">Not now</button></p>"
-        "</form></body></html>")
-                .arg(htmlEscaped(clientId), htmlEscaped(redirect), htmlEscaped(scope));
-    return page;
-}
-
-QString withQueryItem(const QString &address, const QString &name, const QString &value)
-{
-    QUrl url(address);
-    QUrlQuery query(url);
-    query.addQueryItem(name, QString::fromLatin1(QUrl::toPercentEncoding(value)));
-    url.setQuery(query);
-    return url.toString(QUrl::FullyEncoded);
-}
-
-} // namespace
-
-TULOSandboxSocial::TULOSandboxSocial()
-    : m_consumerSecret(unscrambled(TULOSandboxScrambledConsumerSecret))
+TULOSandboxSocial::TULOSandboxSocial(TULOSandboxDatabase &database)
+    : m_database(database), m_consumerSecret(TULOSandboxDefaultConsumerSecret())
 {
 }
 
@@ -120,27 +100,51 @@ void TULOSandboxSocial::setConsumerSecret(const QString &secret)
 
 QJsonValue TULOSandboxSocial::accountInfo(const QString &authorKey, const QString &authorIdentifier, const QString &service) const
 {
-    std::lock_guard lock(m_mutex);
-    return m_accountInfo.value(authorKey + QLatin1Char(':') + authorIdentifier + QLatin1Char('/') + service, QJsonObject());
+    return jsonValue(m_database.socialValue(kAccountInfo, authorServiceKey(authorKey, authorIdentifier, service)), QJsonObject());
 }
 
 void TULOSandboxSocial::setAccountInfo(const QString &authorKey, const QString &authorIdentifier, const QString &service,
                                        const QJsonValue &info)
 {
-    const QString key = authorKey + QLatin1Char(':') + authorIdentifier + QLatin1Char('/') + service;
-    std::lock_guard lock(m_mutex);
+    const QString key = authorServiceKey(authorKey, authorIdentifier, service);
     if (info.isUndefined()) {
-        m_accountInfo.remove(key);
-        m_registered.remove(key);
+        m_database.setSocialValue(kAccountInfo, key, QString());
+        m_database.setSocialValue(kRegisteredTokens, key, QString());
     } else {
-        m_accountInfo.insert(key, info);
+        m_database.setSocialValue(kAccountInfo, key, jsonText(info));
     }
 }
 
 QJsonObject TULOSandboxSocial::registeredTokens(const QString &authorKey, const QString &authorIdentifier, const QString &service) const
 {
-    std::lock_guard lock(m_mutex);
-    return m_registered.value(authorKey + QLatin1Char(':') + authorIdentifier + QLatin1Char('/') + service);
+    return jsonValue(m_database.socialValue(kRegisteredTokens, authorServiceKey(authorKey, authorIdentifier, service)), QJsonObject())
+        .toObject();
+}
+
+void TULOSandboxSocial::setRegisteredTokens(const QString &authorKey, const QString &authorIdentifier, const QString &service,
+                                            const QJsonObject &tokens)
+{
+    m_database.setSocialValue(kRegisteredTokens, authorServiceKey(authorKey, authorIdentifier, service), jsonText(tokens));
+}
+
+void TULOSandboxSocial::rememberTwitterToken(const QString &token, const QString &screenName)
+{
+    m_database.setSocialValue(kTwitterToken, token, screenName);
+}
+
+QString TULOSandboxSocial::twitterScreenNameForToken(const QString &token) const
+{
+    return token.isEmpty() ? QString() : m_database.socialValue(kTwitterToken, token);
+}
+
+void TULOSandboxSocial::rememberFacebookCode(const QString &code, const QString &userName)
+{
+    m_database.setSocialValue(kFacebookCode, code, userName);
+}
+
+QString TULOSandboxSocial::takeFacebookCode(const QString &code)
+{
+    return code.isEmpty() ? QString() : m_database.takeSocialValue(kFacebookCode, code);
 }
 
 void TULOSandboxSocial::setCannedReply(const QString &path, int status, const QByteArray &body, const QByteArray &contentType)
@@ -155,49 +159,68 @@ void TULOSandboxSocial::clearCannedReplies()
     m_cannedReplies.clear();
 }
 
-// The handlers, kept apart from the class's interface.
-class TULOSandboxSocialRoutes
+std::function<void(const httplib::Request &, httplib::Response &)>
+TULOSandboxSocial::withCannedReplies(std::function<void(const httplib::Request &, httplib::Response &)> handler)
+{
+    return [this, handler = std::move(handler)](const httplib::Request &request, httplib::Response &response) {
+        {
+            std::lock_guard lock(m_mutex);
+            const auto it = m_cannedReplies.constFind(QString::fromStdString(request.path));
+            if (it != m_cannedReplies.cend()) {
+                response.status = it->status;
+                response.set_content(it->body.toStdString(), it->contentType.toStdString());
+                return;
+            }
+        }
+        handler(request, response);
+    };
+}
+
+void TULOSandboxSocial::installRoutes(TULOSandboxStorePrivate &store)
+{
+    installStoreRoutes(store);
+    installTwitterRoutes(store);
+    installFacebookRoutes(store);
+}
+
+// The store's endpoints, kept apart from the class's interface.
+class TULOSandboxSocialStoreRoutes
 {
 public:
-    TULOSandboxSocialRoutes(TULOSandboxSocial &social, TULOSandboxStorePrivate &store) : s(social), store(store) {}
+    struct Author
+    {
+        QString key;
+        QString identifier;
+    };
+
+    TULOSandboxSocialStoreRoutes(TULOSandboxSocial &social, TULOSandboxStorePrivate &store) : s(social), store(store) {}
 
     // The author named by the request's author item; answers 400 itself when there is none.
-    std::optional<TULOSandboxSocial::Author> author(const httplib::Request &request, httplib::Response &response)
+    static std::optional<Author> author(const httplib::Request &request, httplib::Response &response)
     {
         for (const char *key : {"artist", "brand", "SorvelBrand", "activityCurator", "user"}) {
-            const QString identifier = param(request, key);
+            const QString identifier = TULOSandboxStorePrivate::param(request, key);
             if (!identifier.isEmpty())
-                return TULOSandboxSocial::Author{QString::fromLatin1(key), identifier};
+                return Author{QString::fromLatin1(key), identifier};
         }
         TULOSandboxStorePrivate::failure(response, 400, "missingIdentifiers", QStringLiteral("The request names no author."));
         return std::nullopt;
     }
 
-    std::optional<TULOSandboxSocial::Author> signedAuthor(const httplib::Request &request, httplib::Response &response)
+    std::optional<Author> signedAuthor(const httplib::Request &request, httplib::Response &response)
     {
         if (!store.signedAccount(request, response))
             return std::nullopt;
         return author(request, response);
     }
 
-    std::optional<QString> service(const httplib::Request &request, httplib::Response &response)
+    static std::optional<QString> service(const httplib::Request &request, httplib::Response &response)
     {
-        const QString type = param(request, "accountType");
+        const QString type = TULOSandboxStorePrivate::param(request, "accountType");
         if (type == QLatin1String("facebook") || type == QLatin1String("twitter"))
             return type;
         TULOSandboxStorePrivate::failure(response, 400, "malformedRequest", QStringLiteral("Unknown account type \"%1\".").arg(type));
         return std::nullopt;
-    }
-
-    bool canned(const httplib::Request &request, httplib::Response &response)
-    {
-        std::lock_guard lock(s.m_mutex);
-        const auto it = s.m_cannedReplies.constFind(QString::fromStdString(request.path));
-        if (it == s.m_cannedReplies.cend())
-            return false;
-        response.status = it->status;
-        response.set_content(it->body.toStdString(), it->contentType.toStdString());
-        return true;
     }
 
     static void success(httplib::Response &response)
@@ -228,43 +251,32 @@ public:
         success(response);
     }
 
-    QJsonObject linked(const TULOSandboxSocial::Author &who, const QString &type)
-    {
-        return s.accountInfo(who.key, who.identifier, type).toObject();
-    }
-
     // Page choice (only "pageId") or token register (tokens, perhaps a page).
     void updateAccount(const httplib::Request &request, httplib::Response &response, const QString &type)
     {
         const auto who = signedAuthor(request, response);
         if (!who)
             return;
-        QJsonObject info = linked(*who, type);
-        const bool tokenRegister = request.has_param("accessToken");
-        if (tokenRegister) {
+        QJsonObject info = s.accountInfo(who->key, who->identifier, type).toObject();
+        if (request.has_param("accessToken")) {
             QJsonObject tokens;
             for (const char *name : {"accessToken", "accessTokenSecret", "userId", "pageAccessToken", "pageId"}) {
                 if (request.has_param(name))
-                    tokens.insert(QString::fromLatin1(name), param(request, name));
-            }
-            QString screenName;
-            {
-                std::lock_guard lock(s.m_mutex);
-                screenName = s.m_twitterTokens.value(param(request, "accessToken"));
+                    tokens.insert(QString::fromLatin1(name), TULOSandboxStorePrivate::param(request, name));
             }
             if (type == QLatin1String("twitter")) {
+                const QString screenName = s.twitterScreenNameForToken(TULOSandboxStorePrivate::param(request, "accessToken"));
                 if (screenName.isEmpty()) {
                     TULOSandboxStorePrivate::failure(response, 401, "badToken", QStringLiteral("Twitter does not know this access token."));
                     return;
                 }
-                info = {{QStringLiteral("handle"), screenName}, {QStringLiteral("accountId"), param(request, "userId")}};
+                info = {{QStringLiteral("handle"), screenName}, {QStringLiteral("accountId"), TULOSandboxStorePrivate::param(request, "userId")}};
             } else if (info.isEmpty()) {
                 TULOSandboxStorePrivate::failure(response, 404, "notLinked", QStringLiteral("No Facebook account is linked."));
                 return;
             }
             s.setAccountInfo(who->key, who->identifier, type, info);
-            std::lock_guard lock(s.m_mutex);
-            s.m_registered.insert(who->id() + QLatin1Char('/') + type, tokens);
+            s.setRegisteredTokens(who->key, who->identifier, type, tokens);
             success(response);
             return;
         }
@@ -276,23 +288,19 @@ public:
             TULOSandboxStorePrivate::failure(response, 404, "notLinked", QStringLiteral("No Facebook account is linked."));
             return;
         }
-        info.insert(QStringLiteral("pageId"), param(request, "pageId"));
+        info.insert(QStringLiteral("pageId"), TULOSandboxStorePrivate::param(request, "pageId"));
         s.setAccountInfo(who->key, who->identifier, type, info);
         success(response);
     }
 
+    // Links the demo Facebook user with a code the dialog issued; each code works once.
     void facebookAuthorization(const httplib::Request &request, httplib::Response &response)
     {
         const auto who = signedAuthor(request, response);
         if (!who)
             return;
-        const QString code = param(request, "code");
-        QString user;
-        {
-            std::lock_guard lock(s.m_mutex);
-            user = s.m_facebookCodes.take(code);
-        }
-        if (code.isEmpty() || user.isEmpty()) {
+        const QString user = s.takeFacebookCode(TULOSandboxStorePrivate::param(request, "code"));
+        if (user.isEmpty()) {
             TULOSandboxStorePrivate::failure(response, 400, "badCode", QStringLiteral("The authorization code is not valid."));
             return;
         }
@@ -303,117 +311,27 @@ public:
         success(response);
     }
 
-    void twitterAccessToken(const httplib::Request &request, httplib::Response &response)
-    {
-        const TULOSandboxOAuth1::Parameters header =
-            TULOSandboxOAuth1::authorizationParameters(QByteArray::fromStdString(request.get_header_value("Authorization")));
-        QString signature;
-        TULOSandboxOAuth1::Parameters parameters;
-        for (const auto &item : header) {
-            if (item.first == QLatin1String("oauth_signature"))
-                signature = item.second;
-            else
-                parameters.append(item);
-        }
-        // Query and form parameters are signed too.
-        for (const auto &[name, value] : request.params)
-            parameters.append({QString::fromStdString(name), QString::fromStdString(value)});
-        const QUrl url(QStringLiteral("%1://%2%3").arg(QString::fromLatin1(store.secure ? "https" : "http"), QString::fromStdString(request.get_header_value("Host")),
-                                                         QString::fromStdString(request.path)));
-        const QByteArray expected = TULOSandboxOAuth1::hmacSha1Signature(
-            TULOSandboxOAuth1::signatureBaseString(QByteArray::fromStdString(request.method), url, parameters), s.consumerSecret(), QString());
-        if (signature.isEmpty() || signature.toLatin1() != expected) {
-            twitterErrors(response, 32, QStringLiteral("Could not authenticate you."));
-            return;
-        }
-        // A screen name may come with its "@".
-        QString name = param(request, "x_auth_username");
-        if (name.startsWith(QLatin1Char('@')))
-            name.remove(0, 1);
-        const QString password = param(request, "x_auth_password");
-        if (param(request, "x_auth_mode") != QLatin1String("client_auth") || password != TULOSandboxSocial::twitterPassword()
-            || (name != TULOSandboxSocial::twitterUserName() && name != TULOSandboxSocial::twitterVerificationUserName())) {
-            twitterErrors(response, 32, QStringLiteral("Could not authenticate you."));
-            return;
-        }
-        if (name == TULOSandboxSocial::twitterVerificationUserName()) {
-            twitterErrors(response, 231, QStringLiteral("User must verify login"));
-            return;
-        }
-        const QString token = QStringLiteral("4242-") + randomToken(16);
-        const QString secret = randomToken(20);
-        {
-            std::lock_guard lock(s.m_mutex);
-            s.m_twitterTokens.insert(token, name);
-        }
-        QUrlQuery body;
-        body.addQueryItem(QStringLiteral("oauth_token"), token);
-        body.addQueryItem(QStringLiteral("oauth_token_secret"), secret);
-        body.addQueryItem(QStringLiteral("user_id"), QStringLiteral("4242"));
-        body.addQueryItem(QStringLiteral("screen_name"), name);
-        response.status = 200;
-        response.set_content(body.query(QUrl::FullyEncoded).toStdString(), "application/x-www-form-urlencoded");
-    }
-
-    // GET shows the sign-in form; POST signs in (or declines) and redirects.
-    void facebookDialog(const httplib::Request &request, httplib::Response &response)
-    {
-        const QString clientId = param(request, "client_id");
-        const QString redirect = param(request, "redirect_uri");
-        const QString scope = param(request, "scope");
-        if (clientId != unscrambled(TULOSandboxScrambledFacebookAppId) || !QUrl(redirect).isValid() || redirect.isEmpty()) {
-            html(response, 400, QStringLiteral("<!DOCTYPE html><html><body><h1>Invalid application</h1></body></html>"));
-            return;
-        }
-        if (request.method == "GET") {
-            html(response, 200, dialogPage(clientId, redirect, scope, QString()));
-            return;
-        }
-        if (param(request, "action") == QLatin1String("cancel")) {
-            response.set_redirect(withQueryItem(redirect, QStringLiteral("error"), QStringLiteral("access_denied")).toStdString(), 302);
-            return;
-        }
-        if (param(request, "email").compare(TULOSandboxSocial::facebookEmail(), Qt::CaseInsensitive) != 0
-            || param(request, "pass") != TULOSandboxSocial::facebookPassword()) {
-            html(response, 200, dialogPage(clientId, redirect, scope, QStringLiteral("The email or password is not right.")));
-            return;
-        }
-        const QString code = randomToken(24);
-        {
-            std::lock_guard lock(s.m_mutex);
-            s.m_facebookCodes.insert(code, TULOSandboxSocial::facebookUserName());
-        }
-        response.set_redirect(withQueryItem(redirect, QStringLiteral("code"), code).toStdString(), 302);
-    }
-
     TULOSandboxSocial &s;
     TULOSandboxStorePrivate &store;
 };
 
-void TULOSandboxSocial::installRoutes(TULOSandboxStorePrivate &store)
+void TULOSandboxSocial::installStoreRoutes(TULOSandboxStorePrivate &store)
 {
-    auto routes = std::make_shared<TULOSandboxSocialRoutes>(*this, store);
-    const auto bind = [routes](void (TULOSandboxSocialRoutes::*member)(const httplib::Request &, httplib::Response &)) {
-        return [routes, member](const httplib::Request &request, httplib::Response &response) {
-            if (!routes->canned(request, response))
-                ((*routes).*member)(request, response);
-        };
+    auto routes = std::make_shared<TULOSandboxSocialStoreRoutes>(*this, store);
+    using Member = void (TULOSandboxSocialStoreRoutes::*)(const httplib::Request &, httplib::Response &);
+    const auto bind = [this, routes](Member member) {
+        return withCannedReplies([routes, member](const httplib::Request &request, httplib::Response &response) {
+            ((*routes).*member)(request, response);
+        });
     };
-    store.route("GET", "/social/accountInfo", bind(&TULOSandboxSocialRoutes::accountInfo));
-    store.route("GET", "/social/unlink", bind(&TULOSandboxSocialRoutes::unlink));
-    store.route("GET", "/social/facebook/update", [routes](const httplib::Request &request, httplib::Response &response) {
-        if (!routes->canned(request, response))
-            routes->updateAccount(request, response, QStringLiteral("facebook"));
-    });
-    store.route("GET", "/social/twitter/update", [routes](const httplib::Request &request, httplib::Response &response) {
-        if (!routes->canned(request, response))
-            routes->updateAccount(request, response, QStringLiteral("twitter"));
-    });
-    store.route("GET", "/social/facebookAuth", bind(&TULOSandboxSocialRoutes::facebookAuthorization));
-    store.route("POST", "/twitter/oauth/access_token", bind(&TULOSandboxSocialRoutes::twitterAccessToken));
-    store.route("GET", "/facebook/dialog/oauth", bind(&TULOSandboxSocialRoutes::facebookDialog));
-    store.route("POST", "/facebook/dialog/oauth", bind(&TULOSandboxSocialRoutes::facebookDialog));
-    store.route("GET", "/facebook/authorization/", [](const httplib::Request &, httplib::Response &response) {
-        html(response, 200, QStringLiteral("<!DOCTYPE html><html><body><p>You may close this window.</p></body></html>"));
-    });
+    const auto update = [this, routes](const QString &type) {
+        return withCannedReplies([routes, type](const httplib::Request &request, httplib::Response &response) {
+            routes->updateAccount(request, response, type);
+        });
+    };
+    store.route("GET", "/social/accountInfo", bind(&TULOSandboxSocialStoreRoutes::accountInfo));
+    store.route("GET", "/social/unlink", bind(&TULOSandboxSocialStoreRoutes::unlink));
+    store.route("GET", "/social/facebook/update", update(QStringLiteral("facebook")));
+    store.route("GET", "/social/twitter/update", update(QStringLiteral("twitter")));
+    store.route("GET", "/social/facebookAuth", bind(&TULOSandboxSocialStoreRoutes::facebookAuthorization));
 }

@@ -5,17 +5,25 @@
 #include <QMap>
 #include <QString>
 
+#include <functional>
 #include <mutex>
 
+namespace httplib {
+struct Request;
+struct Response;
+}
+class TULOSandboxDatabase;
 class TULOSandboxStorePrivate;
 
 // The social side of the sandbox: the store's linked-account endpoints ("musicForum" and the
 // Facebook authorization), and stand-ins for Twitter's xAuth access-token endpoint and
-// Facebook's OAuth dialog. Linked accounts are kept in memory, per author.
+// Facebook's OAuth dialog. What is linked, and the tokens and codes the stand-ins issued, live
+// in the store's database, so they outlast the process (the command line links in one run and
+// posts in the next).
 class TULOSandboxSocial
 {
 public:
-    TULOSandboxSocial();
+    explicit TULOSandboxSocial(TULOSandboxDatabase &database);
 
     // The demo identities of the stand-ins.
     static QString twitterUserName();             // signs in, screen name "quillondemo"
@@ -48,26 +56,40 @@ public:
     void installRoutes(TULOSandboxStorePrivate &store);
 
 private:
-    struct Author
-    {
-        QString key;
-        QString identifier;
-        QString id() const { return key + QLatin1Char(':') + identifier; }
-    };
-
-    mutable std::mutex m_mutex;
-    QString m_consumerSecret;
-    QMap<QString, QJsonValue> m_accountInfo;     // "<key>:<id>/<service>"
-    QMap<QString, QJsonObject> m_registered;     // same keys
-    QMap<QString, QString> m_twitterTokens;      // access token -> screen name
-    QMap<QString, QString> m_facebookCodes;      // unused authorization codes -> user name
     struct CannedReply
     {
         int status;
         QByteArray body;
         QByteArray contentType;
     };
-    QMap<QString, CannedReply> m_cannedReplies;  // path -> reply
 
-    friend class TULOSandboxSocialRoutes;
+    // One file per service: the store's own endpoints here, the stand-ins beside.
+    void installStoreRoutes(TULOSandboxStorePrivate &store);
+    void installTwitterRoutes(TULOSandboxStorePrivate &store);
+    void installFacebookRoutes(TULOSandboxStorePrivate &store);
+    // Wraps a handler so that a canned reply for its path wins.
+    std::function<void(const httplib::Request &, httplib::Response &)>
+    withCannedReplies(std::function<void(const httplib::Request &, httplib::Response &)> handler);
+
+    // Issued by the stand-ins, consumed by the store's endpoints.
+    void rememberTwitterToken(const QString &token, const QString &screenName);
+    QString twitterScreenNameForToken(const QString &token) const;
+    void rememberFacebookCode(const QString &code, const QString &userName);
+    QString takeFacebookCode(const QString &code);
+
+    void setRegisteredTokens(const QString &authorKey, const QString &authorIdentifier, const QString &service,
+                             const QJsonObject &tokens);
+
+    TULOSandboxDatabase &m_database;
+    mutable std::mutex m_mutex; // guards the members below
+    QString m_consumerSecret;
+    QMap<QString, CannedReply> m_cannedReplies; // path -> reply
+
+    friend class TULOSandboxSocialStoreRoutes;
 };
+
+// Helpers the per-service files share.
+QString TULOSandboxRandomToken(int bytes);
+// The deployment default's values, kept scrambled as everywhere.
+QString TULOSandboxDefaultConsumerSecret();
+QString TULOSandboxDefaultFacebookAppId();

@@ -57,6 +57,8 @@ public:
     void handleTagSearch(const httplib::Request &, httplib::Response &);
     void handleArtwork(const httplib::Request &, httplib::Response &);
 
+    // A query or form value; a null string when the request has none.
+    static QString param(const httplib::Request &request, const char *name);
     static void reply(httplib::Response &response, int status, const QJsonObject &body);
     static void failure(httplib::Response &response, int status, const char *errorCode, const QString &message);
 
@@ -65,7 +67,7 @@ public:
     std::shared_ptr<TULOSandboxDownloads> downloads;
     std::thread thread;
     TULOSandboxDatabase database;
-    TULOSandboxSocial social;
+    TULOSandboxSocial social{database};
     std::unique_ptr<QTemporaryDir> temporaryDirectory;
     QString dataDirectory;
     quint16 port = 0;

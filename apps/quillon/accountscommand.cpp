@@ -2,8 +2,10 @@
 // through the same account store, database and credential store the screens use.
 
 #include "accountspassword.h"
+#include "accountssession.h"
 #include "command.h"
 
+#include <Quillon/accounts/accountdatabase.h>
 #include <Quillon/accounts/accounterroralertcontroller.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/serviceidentifier.h>
@@ -15,13 +17,10 @@
 #include "sandboxstore.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
-#include <QStandardPaths>
 #include <QTextStream>
 
 #include <memory>
@@ -33,13 +32,6 @@ static int TULOAccountsFail(const QString &message, int exitCode = 1)
     return TULOCommandFail(TULOAccountsCommandName, message, exitCode);
 }
 
-// Keeps the main thread's event loop turning until `done` is set from a callback there.
-static void TULOAccountsWaitFor(const bool &done)
-{
-    while (!done)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents);
-}
-
 static QString TULOAccountsServiceArgument(const QString &argument, QString *error)
 {
     const QString service = argument.toLower();
@@ -49,143 +41,6 @@ static QString TULOAccountsServiceArgument(const QString &argument, QString *err
                                 : QStringLiteral("unknown service '%1' (facebook or twitter)").arg(argument);
     return QString();
 }
-
-// The store, the signed-in store account and the author the command works for.
-class TULOAccountsSession
-{
-public:
-    bool open(const QCommandLineParser &options, QString *error)
-    {
-        if (!startStore(options.value(QStringLiteral("store")), error))
-            return false;
-        if (!signIn(options.value(QStringLiteral("store-account")), error))
-            return false;
-        return chooseAuthor(options.value(QStringLiteral("as")), error);
-    }
-
-    TULOClientContext context() const { return m_context; }
-    TULOPostAuthor author() const { return m_author; }
-
-private:
-    bool startStore(const QString &bagURL, QString *error)
-    {
-        if (!bagURL.isEmpty()) {
-            const QUrl url = QUrl::fromUserInput(bagURL);
-            if (!url.isValid() || url.scheme().isEmpty()) {
-                *error = QStringLiteral("'%1' is not a URL bag address").arg(bagURL);
-                return false;
-            }
-            m_context = TULOClientContext(url);
-        } else {
-            // The embedded sandbox keeps its data between runs, as the local account file does.
-            const QString data = QDir(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
-                                     .filePath(QStringLiteral("com.vantor.Quillon/Sandbox"));
-            m_sandbox = std::make_unique<TULOSandboxStore>();
-            QString reason;
-            if (!m_sandbox->start(data, 0, &reason)) {
-                *error = QStringLiteral("could not start the sandbox store: %1").arg(reason);
-                return false;
-            }
-            m_context = TULOClientContext(m_sandbox->bagUrl());
-        }
-        TULOClientContext::setDefaultContext(m_context);
-        return true;
-    }
-
-    bool signIn(const QString &requestedAccount, QString *error)
-    {
-        QString accountName = requestedAccount;
-        QString password;
-        if (m_sandbox) {
-            if (accountName.isEmpty())
-                accountName = TULOSandboxStore::demoAccountName();
-            password = TULOSandboxStore::demoPassword();
-        } else {
-            if (accountName.isEmpty()) {
-                *error = QStringLiteral("--store-account NAME is needed with --store");
-                return false;
-            }
-            password = qEnvironmentVariable("QUILLON_STORE_PASSWORD");
-        }
-        TULOAuthenticationContext authentication;
-        authentication.setAccountName(accountName);
-        authentication.setPromptStyle(TULOAuthenticationContext::PromptStyleAllowed);
-        authentication.setPromptHandler([accountName, password](const QString &, const TULOError &previous)
-                                            -> std::optional<TULOAuthenticationPromptReply> {
-            if (!previous.isNull())
-                return std::nullopt; // the store refused these credentials; do not loop
-            QString secret = password;
-            if (secret.isEmpty()) {
-                const std::optional<QString> typed
-                    = TULOAccountsReadSecret(QStringLiteral("Store password for %1: ").arg(accountName));
-                if (!typed)
-                    return std::nullopt;
-                secret = *typed;
-            }
-            return TULOAuthenticationPromptReply{accountName, secret, false};
-        });
-        bool done = false;
-        TULOError failure;
-        TULOAuthenticateRequest(authentication, m_context)
-            .startWithResponseBlock([&](const std::optional<TULOStoreAccount> &account, const TULOError &signInError) {
-                TULODispatchMain([&, signedIn = account.has_value(), signInError] {
-                    failure = signedIn ? TULOError() : signInError;
-                    done = true;
-                });
-            });
-        TULOAccountsWaitFor(done);
-        if (!failure.isNull()) {
-            *error = QStringLiteral("could not sign in to the store as %1: %2")
-                         .arg(accountName, failure.localizedDescription());
-            return false;
-        }
-        return true;
-    }
-
-    bool chooseAuthor(const QString &authorID, QString *error)
-    {
-        auto operation = std::make_shared<TULOAuthorPermissionsOperation>(m_context);
-        bool done = false;
-        QList<TULOPostAuthor> authors;
-        TULOError failure;
-        operation->setOutputBlock([&](const QList<TULOPostAuthor> &found, const TULOError &loadError) {
-            TULODispatchMain([&, found, loadError] {
-                authors = found;
-                failure = loadError;
-                done = true;
-            });
-        });
-        TULOOperationQueue queue(QStringLiteral("com.vantor.Quillon.accounts"));
-        queue.addOperation(operation);
-        TULOAccountsWaitFor(done);
-        if (!failure.isNull()) {
-            *error = QStringLiteral("could not load the authors: %1").arg(failure.localizedDescription());
-            return false;
-        }
-        if (authors.isEmpty()) {
-            *error = QStringLiteral("this store account may not post as anyone");
-            return false;
-        }
-        if (authorID.isEmpty()) {
-            m_author = authors.first();
-            return true;
-        }
-        QStringList known;
-        for (const TULOPostAuthor &author : std::as_const(authors)) {
-            if (author.identifier() == authorID) {
-                m_author = author;
-                return true;
-            }
-            known << QStringLiteral("%1 (%2, %3)").arg(author.identifier(), author.name(), author.authorType());
-        }
-        *error = QStringLiteral("no author %1; this account may post as: %2").arg(authorID, known.join(QStringLiteral(", ")));
-        return false;
-    }
-
-    std::unique_ptr<TULOSandboxStore> m_sandbox;
-    TULOClientContext m_context;
-    TULOPostAuthor m_author;
-};
 
 static QJsonObject TULOAccountsJson(const TULOAccountStore &store, const QString &service)
 {
@@ -294,7 +149,7 @@ static int TULOAccountsLinkTwitter(TULOAccountStore &store, const QString &userN
                 done = true;
             });
         });
-    TULOAccountsWaitFor(done);
+    TULOStoreSession::waitFor(done);
     if (!verified) {
         // The sign-in screen's own words for the failure (bad credentials, verification, network).
         const QString message = TULOAccountErrorAlertController::titleKeyAndMessageForError(failure, TULOClientContext::defaultContext()).second;
@@ -321,7 +176,7 @@ static int TULOAccountsUnlink(TULOAccountStore &store, const QString &service)
         failure = error;
         done = true;
     });
-    TULOAccountsWaitFor(done);
+    TULOStoreSession::waitFor(done);
     if (!unlinked) {
         return TULOAccountsFail(QStringLiteral("the store did not unlink %1 (%2); the account is kept")
                                     .arg(account->userName(), failure.isNull() ? QStringLiteral("refused") : failure.localizedDescription()));
@@ -343,7 +198,9 @@ static int TULOAccountsRun(const QStringList &arguments)
         "  link facebook             opens the Facebook sign-in screen (needs a display)\n"
         "  enable SERVICE            turns autoposting on (SERVICE: facebook or twitter)\n"
         "  disable SERVICE           turns autoposting off\n"
-        "  unlink SERVICE            asks the store to unlink the account, then forgets it"));
+        "  unlink SERVICE            asks the store to unlink the account, then forgets it\n\n"
+        "Without --store the embedded sandbox store is used, the same one as quillon post's (its\n"
+        "data in QUILLON_SANDBOX_DATA when set, else in the application's data folder)."));
     parser.addHelpOption();
     parser.addOptions({
         {QStringLiteral("as"), QStringLiteral("The author to work for (default: the store account itself)."), QStringLiteral("AUTHOR_ID")},
@@ -383,6 +240,17 @@ static int TULOAccountsRun(const QStringList &arguments)
     if (!session.open(parser, &problem))
         return TULOAccountsFail(problem);
 
+    // An accounts file that cannot be opened would read as "nothing linked"; one that can only
+    // be read still lists, but nothing may pretend to change it.
+    TULOAccountDatabase *database = TULOAccountDatabase::sharedDatabase();
+    if (!database->isOpen())
+        return TULOAccountsFail(database->openError().isNull() ? QStringLiteral("the accounts database %1 is not open").arg(database->path())
+                                                               : QStringLiteral("cannot open the accounts database %1: %2")
+                                                                     .arg(database->path(), database->openError().localizedDescription()));
+    if (verb != QLatin1String("list") && database->isReadOnly())
+        return TULOAccountsFail(QStringLiteral("the accounts database %1 can only be read (%2); nothing was changed")
+                                    .arg(database->path(), database->readOnlyReason()));
+
     TULOAccountStore store(session.author(), session.context());
     // The Facebook account arrives from the store shortly after the account store is made.
     bool infoDone = false;
@@ -392,7 +260,7 @@ static int TULOAccountsRun(const QStringList &arguments)
                          facebookError = error;
                          infoDone = true;
                      });
-    TULOAccountsWaitFor(infoDone);
+    TULOStoreSession::waitFor(infoDone);
 
     if (verb == QLatin1String("list"))
         return TULOAccountsList(store, facebookError, parser.isSet(QStringLiteral("json")));

@@ -11,11 +11,13 @@
 
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/core/preparepostdescriptionoperation.h>
-#include <Quillon/platform/operationqueue.h>
+#include <Quillon/media/voicerecorder.h>
+#include <Quillon/platform/audio/voicecapture.h>
 
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopeGuard>
 #include <QTextStream>
 
 namespace {
@@ -60,39 +62,42 @@ int runPost(const QStringList &arguments)
             return TULOCommandFail(kCommand, error.localizedDescription());
         attachments << attachment;
     }
+    TULOError error;
+    if (!options->captureFromPath.isEmpty() && !TULOVoiceCapture::checkCaptureSourceFile(options->captureFromPath, &error))
+        return TULOCommandFail(kCommand, error.localizedDescription());
 
     TULOPostSession session;
-    TULOError error;
     if (!session.open(options->storeBagURL, &error))
         return TULOCommandFail(kCommand, error.localizedDescription());
     const TULOConfiguration &configuration = session.configuration();
 
-    // Recorded after the store answered, so the take is not wasted on a store that is away.
-    QString recordingPath;
+    // Every limit is checked before the take, so nothing is recorded only to be refused.
     if (options->recordSeconds) {
         const double limit = configuration.maximumSoundBiteDuration();
         if (*options->recordSeconds > limit + 1e-9)
-            return TULOCommandFail(kCommand, QStringLiteral("--record %1: the store takes sound bites of at most %2 seconds")
-                                                 .arg(*options->recordSeconds).arg(limit));
-        const TULOAttachmentPtr soundBite = TULOPostRecordSoundBite(*options->recordSeconds, options->captureFromPath, &error);
-        if (!soundBite)
-            return TULOCommandFail(kCommand, error.localizedDescription());
-        recordingPath = soundBite->assetURL().toLocalFile();
-        attachments << soundBite;
+            return TULOCommandFail(kCommand, QStringLiteral("--record %1: %2 takes sound bites of at most %3 seconds")
+                                                 .arg(*options->recordSeconds)
+                                                 .arg(session.storeSetSoundBiteDuration() ? QStringLiteral("the store")
+                                                                                         : QStringLiteral("the configuration"))
+                                                 .arg(limit));
     }
-
-    if (configuration.maximumNumberOfAttachments() >= 0 && attachments.size() > configuration.maximumNumberOfAttachments())
-        return TULOCommandFail(kCommand, QStringLiteral("too many attachments: the store takes at most %1, not %2")
-                                             .arg(configuration.maximumNumberOfAttachments()).arg(attachments.size()));
+    const qsizetype attachmentCount = attachments.size() + (options->recordSeconds ? 1 : 0);
+    // The store's bag has no say in this one: it is always the configuration's.
+    if (configuration.maximumNumberOfAttachments() >= 0 && attachmentCount > configuration.maximumNumberOfAttachments())
+        return TULOCommandFail(kCommand, QStringLiteral("too many attachments: the configuration allows at most %1, not %2")
+                                             .arg(configuration.maximumNumberOfAttachments()).arg(attachmentCount));
 
     const auto author = session.authorWithIdentifier(options->authorIdentifier, options->attributed, &error);
     if (!author)
         return TULOCommandFail(kCommand, error.localizedDescription());
 
+    QStringList notices;
     auto text = TULOPostTextWithResolvedTags(
-        options->text, [&](const QString &query, TULOError *e) { return session.lookUpTags(query, e); }, &error);
+        options->text, [&](const QString &query, TULOError *e) { return session.lookUpTags(query, e); }, &error, &notices);
     if (!text)
         return TULOCommandFail(kCommand, error.localizedDescription());
+    for (const QString &notice : std::as_const(notices))
+        QTextStream(stderr) << "quillon post: note: " << notice << '\n';
     for (const QString &identifier : options->tagIdentifiers) {
         const auto tag = session.tagWithIdentifier(identifier, &error);
         if (!tag)
@@ -110,6 +115,26 @@ int runPost(const QStringList &arguments)
     const auto services = session.externalServices(*author, options->shareServices, &error);
     if (!services)
         return TULOCommandFail(kCommand, error.localizedDescription());
+
+    // Recorded last, once the store has answered everything else. The take is ours: it goes
+    // on every way out, unless a dry run hands it to the user.
+    QString recordingPath;
+    bool keepRecording = false;
+    const auto removeRecording = qScopeGuard([&] {
+        if (!recordingPath.isEmpty() && !keepRecording)
+            QFile::remove(recordingPath);
+    });
+    if (options->recordSeconds) {
+        const TULOAttachmentPtr soundBite = TULOPostRecordSoundBite(*options->recordSeconds, options->captureFromPath, &error);
+        if (!soundBite)
+            return TULOCommandFail(kCommand, error.localizedDescription());
+        recordingPath = soundBite->assetURL().toLocalFile();
+        // A source that ends early can still leave a take too short to keep.
+        if (soundBite->duration() < TULOVoiceRecorderMinimumAttachmentDuration)
+            return TULOCommandFail(kCommand, QStringLiteral("the recording lasted only %1 seconds; a sound bite lasts at least %2 seconds")
+                                                 .arg(soundBite->duration(), 0, 'f', 2).arg(TULOVoiceRecorderMinimumAttachmentDuration));
+        attachments << soundBite;
+    }
 
     auto operation = std::make_shared<TULOPreparePostDescriptionOperation>();
     // The account store asks the store about linked accounts at once: only when sharing.
@@ -138,6 +163,7 @@ int runPost(const QStringList &arguments)
     }
 
     if (options->dryRun) {
+        keepRecording = true;
         if (options->json && !recordingPath.isEmpty()) {
             QJsonObject object = TULOPostDescriptionJSON(*description);
             object.insert(QStringLiteral("recording"), recordingPath);
@@ -153,8 +179,6 @@ int runPost(const QStringList &arguments)
     const QUrl feed = session.publish(*description, &error);
     if (feed.isEmpty())
         return TULOCommandFail(kCommand, QStringLiteral("the post was not published: %1").arg(error.localizedDescription()));
-    if (!recordingPath.isEmpty())
-        QFile::remove(recordingPath); // the store has its prepared copy
     QTextStream out(stdout);
     if (options->json)
         out << QJsonDocument(QJsonObject{{QStringLiteral("feed"), feed.toString()}}).toJson(QJsonDocument::Compact);

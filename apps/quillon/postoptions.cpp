@@ -1,6 +1,9 @@
 #include "postoptions.h"
 
 #include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/media/voicerecorder.h>
+
+#include <QCommandLineParser>
 
 QString TULOPostUsage()
 {
@@ -11,12 +14,13 @@ QString TULOPostUsage()
         "and upload as the compose screen. Prints where the post landed.\n"
         "\n"
         "  --text TEXT         the post text; write tags inline as @Name (or @\"Two Words\"),\n"
-        "                      they are looked up in the store and become tag tokens\n"
+        "                      they are looked up in the store and become tag tokens; an @word\n"
+        "                      the store does not know stays plain text\n"
         "  --tag ID            add the catalogue entity ID as a tag (repeatable)\n"
-        "  --attach FILE       attach a photo, video or song (repeatable, up to the store's limit);\n"
-        "                      photo metadata that tells where it was taken is removed\n"
-        "  --record SECONDS    record a sound bite of at most SECONDS (up to the store's limit)\n"
-        "                      from the microphone and attach it\n"
+        "  --attach FILE       attach a photo, video or song (repeatable, up to the configuration's\n"
+        "                      limit); photo metadata that tells where it was taken is removed\n"
+        "  --record SECONDS    record a sound bite of at most SECONDS (at least 0.5, up to the\n"
+        "                      configuration's limit) from the microphone and attach it\n"
         "  --capture-from FILE record from this audio file, played in real time, instead of the\n"
         "                      microphone (for machines without one)\n"
         "  --item STORE_ID     carry the store item STORE_ID (album, song, ...) in the post\n"
@@ -36,7 +40,8 @@ QString TULOPostUsage()
         "set, else they are asked for on the terminal.\n"
         "\n"
         "The embedded sandbox keeps its data in QUILLON_SANDBOX_DATA when set, else in the\n"
-        "application's data folder, so posts stay visible in its feed between runs.\n");
+        "application's data folder, so posts stay visible in its feed between runs and accounts\n"
+        "linked with quillon accounts can be shared to.\n");
 }
 
 std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments, QString *failure)
@@ -47,56 +52,67 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
             *failure = message;
         return std::nullopt;
     };
-    for (qsizetype i = 0; i < arguments.size(); ++i) {
-        QString option = arguments.at(i);
-        QString value;
-        bool hasInlineValue = false;
-        if (option.startsWith(QLatin1String("--")) && option.contains(QLatin1Char('='))) {
-            value = option.mid(option.indexOf(QLatin1Char('=')) + 1);
-            option = option.left(option.indexOf(QLatin1Char('=')));
-            hasInlineValue = true;
+    // The help text above documents the options; the parser only reads them.
+    const auto option = [](const char *name, const char *valueName = nullptr) {
+        return QCommandLineOption(QString::fromLatin1(name), QString(), valueName ? QString::fromLatin1(valueName) : QString());
+    };
+    QCommandLineParser parser;
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    parser.addOptions({QCommandLineOption(QStringList{QStringLiteral("h"), QStringLiteral("help")}), option("text", "TEXT"),
+                       option("tag", "ID"), option("attach", "FILE"), option("record", "SECONDS"),
+                       option("capture-from", "FILE"), option("item", "STORE_ID"), option("as", "AUTHOR_ID"),
+                       option("attribute"), option("share", "SERVICES"), option("dry-run"), option("json"),
+                       option("store", "BAG_URL")});
+    if (!parser.parse(QStringList{QStringLiteral("quillon post")} + arguments)) {
+        const QStringList unknown = parser.unknownOptionNames();
+        if (!unknown.isEmpty()) {
+            const QString name = unknown.first();
+            return fail(QStringLiteral("unknown option '%1%2' (see quillon post --help)")
+                            .arg(name.size() == 1 ? QStringLiteral("-") : QStringLiteral("--"), name));
         }
-        const bool takesValue = option == QLatin1String("--text") || option == QLatin1String("--tag")
-            || option == QLatin1String("--attach") || option == QLatin1String("--item") || option == QLatin1String("--as")
-            || option == QLatin1String("--share") || option == QLatin1String("--store")
-            || option == QLatin1String("--record") || option == QLatin1String("--capture-from");
-        if (takesValue && !hasInlineValue) {
-            if (i + 1 >= arguments.size())
-                return fail(QStringLiteral("option %1 needs a value").arg(option));
-            value = arguments.at(++i);
-        } else if (!takesValue && hasInlineValue) {
-            return fail(QStringLiteral("option %1 takes no value").arg(option));
-        }
+        return fail(parser.errorText());
+    }
+    if (!parser.positionalArguments().isEmpty())
+        return fail(QStringLiteral("unexpected argument '%1' (see quillon post --help)").arg(parser.positionalArguments().first()));
 
-        if (option == QLatin1String("-h") || option == QLatin1String("--help")) {
-            options.help = true;
-        } else if (option == QLatin1String("--text")) {
-            options.text = value;
-        } else if (option == QLatin1String("--tag")) {
-            if (value.trimmed().isEmpty())
-                return fail(QStringLiteral("--tag needs an identifier"));
-            options.tagIdentifiers << value.trimmed();
-        } else if (option == QLatin1String("--attach")) {
-            if (value.isEmpty())
-                return fail(QStringLiteral("--attach needs a file"));
-            options.attachmentPaths << value;
-        } else if (option == QLatin1String("--record")) {
-            bool ok = false;
-            const double seconds = value.toDouble(&ok);
-            if (!ok || !(seconds > 0) || seconds > 3600)
-                return fail(QStringLiteral("--record needs a number of seconds above 0, not '%1'").arg(value));
-            options.recordSeconds = seconds;
-        } else if (option == QLatin1String("--capture-from")) {
-            if (value.isEmpty())
-                return fail(QStringLiteral("--capture-from needs an audio file"));
-            options.captureFromPath = value;
-        } else if (option == QLatin1String("--item")) {
-            options.itemIdentifier = value.trimmed();
-        } else if (option == QLatin1String("--as")) {
-            options.authorIdentifier = value.trimmed();
-        } else if (option == QLatin1String("--attribute")) {
-            options.attributed = true;
-        } else if (option == QLatin1String("--share")) {
+    options.help = parser.isSet(QStringLiteral("help"));
+    // The last of a repeated single-valued option wins, as people expect from a command line.
+    const auto last = [&parser](const char *name) {
+        const QStringList values = parser.values(QString::fromLatin1(name));
+        return values.isEmpty() ? QString() : values.last();
+    };
+    options.text = last("text");
+    for (const QString &value : parser.values(QStringLiteral("tag"))) {
+        if (value.trimmed().isEmpty())
+            return fail(QStringLiteral("--tag needs an identifier"));
+        options.tagIdentifiers << value.trimmed();
+    }
+    for (const QString &value : parser.values(QStringLiteral("attach"))) {
+        if (value.isEmpty())
+            return fail(QStringLiteral("--attach needs a file"));
+        options.attachmentPaths << value;
+    }
+    if (parser.isSet(QStringLiteral("record"))) {
+        const QString value = last("record");
+        bool ok = false;
+        const double seconds = value.toDouble(&ok);
+        if (!ok || !(seconds > 0) || seconds > 3600)
+            return fail(QStringLiteral("--record needs a number of seconds above 0, not '%1'").arg(value));
+        // The recorder screen makes no attachment of a shorter take; neither does the command.
+        if (seconds < TULOVoiceRecorderMinimumAttachmentDuration)
+            return fail(QStringLiteral("--record %1: a sound bite lasts at least %2 seconds").arg(value).arg(TULOVoiceRecorderMinimumAttachmentDuration));
+        options.recordSeconds = seconds;
+    }
+    if (parser.isSet(QStringLiteral("capture-from"))) {
+        options.captureFromPath = last("capture-from");
+        if (options.captureFromPath.isEmpty())
+            return fail(QStringLiteral("--capture-from needs an audio file"));
+    }
+    options.itemIdentifier = last("item").trimmed();
+    options.authorIdentifier = last("as").trimmed();
+    options.attributed = parser.isSet(QStringLiteral("attribute"));
+    if (parser.isSet(QStringLiteral("share"))) {
+        for (const QString &value : parser.values(QStringLiteral("share"))) {
             for (const QString &part : value.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
                 const QString service = part.trimmed().toLower();
                 if (service != QLatin1String(TULOServiceIdentifierTwitter) && service != QLatin1String(TULOServiceIdentifierFacebook))
@@ -104,21 +120,20 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
                 if (!options.shareServices.contains(service))
                     options.shareServices << service;
             }
-            if (options.shareServices.isEmpty())
-                return fail(QStringLiteral("--share needs twitter, facebook or both"));
-        } else if (option == QLatin1String("--dry-run")) {
-            options.dryRun = true;
-        } else if (option == QLatin1String("--json")) {
-            options.json = true;
-        } else if (option == QLatin1String("--store")) {
-            const QUrl url(value, QUrl::StrictMode);
-            if (!url.isValid() || (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https")) || url.host().isEmpty())
-                return fail(QStringLiteral("--store needs the store's bag address (http or https), not '%1'").arg(value));
-            options.storeBagURL = url;
-        } else {
-            return fail(QStringLiteral("unknown option '%1' (see quillon post --help)").arg(arguments.at(i)));
         }
+        if (options.shareServices.isEmpty())
+            return fail(QStringLiteral("--share needs twitter, facebook or both"));
     }
+    options.dryRun = parser.isSet(QStringLiteral("dry-run"));
+    options.json = parser.isSet(QStringLiteral("json"));
+    if (parser.isSet(QStringLiteral("store"))) {
+        const QString value = last("store");
+        const QUrl url(value, QUrl::StrictMode);
+        if (!url.isValid() || (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https")) || url.host().isEmpty())
+            return fail(QStringLiteral("--store needs the store's bag address (http or https), not '%1'").arg(value));
+        options.storeBagURL = url;
+    }
+
     if (options.help)
         return options;
     if (!options.captureFromPath.isEmpty() && !options.recordSeconds)

@@ -39,12 +39,12 @@ TULOError recordingError(const QString &description, const TULOError &cause = TU
 TULOAttachmentPtr TULOPostRecordSoundBite(double seconds, const QString &captureFromPath, TULOError *error)
 {
     if (!captureFromPath.isEmpty()) {
-        const QFileInfo source(captureFromPath);
-        if (!source.isFile() || !source.isReadable()) {
-            TULOSetError(error, recordingError(QStringLiteral("cannot read the capture file %1").arg(captureFromPath)));
+        TULOError unusable;
+        if (!TULOVoiceCapture::checkCaptureSourceFile(captureFromPath, &unusable)) {
+            TULOSetError(error, recordingError(unusable.localizedDescription(), unusable));
             return nullptr;
         }
-        TULOVoiceCapture::setCaptureSourceFile(source.absoluteFilePath());
+        TULOVoiceCapture::setCaptureSourceFile(QFileInfo(captureFromPath).absoluteFilePath());
     }
 
     const QString path = QDir(QDir::tempPath()).filePath(QUuid::createUuid().toString(QUuid::WithoutBraces)

@@ -1,30 +1,19 @@
 #include "postsession.h"
 
+#include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/compose/tagdataconsumer.h>
+#include <Quillon/core/loadconfigurationoperation.h>
 #include <Quillon/core/quillon.h>
-#include <Quillon/platform/operation.h>
-#include <Quillon/platform/operationqueue.h>
-#include <Quillon/platform/store/authenticaterequest.h>
 #include <Quillon/platform/store/platformcontext.h>
 #include <Quillon/platform/store/platformrequestoperation.h>
-#include <Quillon/platform/store/urlloadoperation.h>
-
-#include "sandboxstore.h"
-
-#include <QDir>
-#include <QEventLoop>
-#include <QFile>
-#include <QStandardPaths>
-#include <QTextStream>
-
-#include <termios.h>
-#include <unistd.h>
-
-#include <Quillon/accounts/accountstore.h>
-#include <Quillon/core/loadconfigurationoperation.h>
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postrequest.h>
+#include <Quillon/platform/store/storeerror.h>
+#include <Quillon/platform/store/urlbag.h>
+#include <Quillon/platform/store/urlloadoperation.h>
+
+#include <QEventLoop>
 
 namespace {
 
@@ -33,121 +22,28 @@ TULOError sessionError(const QString &description)
     return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
 }
 
-QString sandboxDataDirectory()
-{
-    const QString configured = qEnvironmentVariable("QUILLON_SANDBOX_DATA");
-    if (!configured.isEmpty())
-        return configured;
-    return QDir(QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)).filePath(QStringLiteral("sandbox"));
-}
-
-// Reads one line from the terminal, without echo for passwords; nothing when there is no
-// terminal (a script without the environment variables) or the user ended the input.
-std::optional<QString> readFromTerminal(const QString &prompt, bool secret)
-{
-    QFile tty(QStringLiteral("/dev/tty"));
-    if (!tty.open(QIODevice::ReadWrite | QIODevice::Unbuffered))
-        return std::nullopt;
-    tty.write(prompt.toLocal8Bit());
-    termios saved{};
-    const bool restore = secret && tcgetattr(tty.handle(), &saved) == 0;
-    if (restore) {
-        termios quiet = saved;
-        quiet.c_lflag &= ~tcflag_t(ECHO);
-        tcsetattr(tty.handle(), TCSAFLUSH, &quiet);
-    }
-    QByteArray line;
-    char c = 0;
-    while (tty.read(&c, 1) == 1 && c != '\n')
-        line.append(c);
-    if (restore) {
-        tcsetattr(tty.handle(), TCSAFLUSH, &saved);
-        tty.write("\n");
-    }
-    if (line.isEmpty())
-        return std::nullopt;
-    return QString::fromLocal8Bit(line);
-}
-
 } // namespace
 
-TULOPostSession::TULOPostSession()
-    : m_queue(std::make_unique<TULOOperationQueue>(QStringLiteral("com.vantor.Quillon.post")))
-{
-}
+TULOPostSession::TULOPostSession() = default;
 
 TULOPostSession::~TULOPostSession()
 {
     m_accountStore.reset();
-    m_queue.reset();
-    if (m_sandbox)
-        m_sandbox->stop();
-}
-
-void TULOPostSession::runAndWait(const std::shared_ptr<TULOOperation> &operation)
-{
-    QEventLoop loop;
-    operation->setCompletionCallback([&loop] { QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection); });
-    m_queue->addOperation(operation);
-    if (!operation->isFinished())
-        loop.exec();
-    operation->waitUntilFinished();
 }
 
 bool TULOPostSession::open(const QUrl &bagURL, TULOError *error)
 {
-    QUrl bag = bagURL;
-    if (bag.isEmpty()) {
-        m_sandbox = std::make_unique<TULOSandboxStore>();
-        QString failure;
-        if (!m_sandbox->start(sandboxDataDirectory(), 0, &failure)) {
-            TULOSetError(error, sessionError(QStringLiteral("could not start the sandbox store: %1").arg(failure)));
-            return false;
-        }
-        bag = m_sandbox->bagUrl();
-        // The sandbox's demo account signs in without asking.
-        TULOAuthenticationContext::setDefaultPromptHandler([](const QString &, const TULOError &previous)
-                                                               -> std::optional<TULOAuthenticationPromptReply> {
-            if (previous)
-                return std::nullopt; // the demo password was refused: do not loop
-            return TULOAuthenticationPromptReply{TULOSandboxStore::demoAccountName(), TULOSandboxStore::demoPassword(), false};
-        });
-    } else {
-        TULOAuthenticationContext::setDefaultPromptHandler([](const QString &offered, const TULOError &previous)
-                                                               -> std::optional<TULOAuthenticationPromptReply> {
-            const QString envAccount = qEnvironmentVariable("QUILLON_STORE_ACCOUNT");
-            const QString envPassword = qEnvironmentVariable("QUILLON_STORE_PASSWORD");
-            if (!envPassword.isEmpty()) {
-                if (previous)
-                    return std::nullopt; // the same password would be refused again
-                return TULOAuthenticationPromptReply{envAccount.isEmpty() ? offered : envAccount, envPassword, false};
-            }
-            if (previous)
-                QTextStream(stderr) << "quillon post: " << previous.localizedDescription() << '\n';
-            QString account = envAccount.isEmpty() ? offered : envAccount;
-            if (account.isEmpty()) {
-                const auto typed = readFromTerminal(QStringLiteral("Store account: "), false);
-                if (!typed)
-                    return std::nullopt;
-                account = *typed;
-            }
-            const auto password = readFromTerminal(QStringLiteral("Password for %1: ").arg(account), true);
-            if (!password)
-                return std::nullopt;
-            return TULOAuthenticationPromptReply{account, *password, false};
-        });
-    }
-    m_context = TULOClientContext(bag);
-    TULOClientContext::setDefaultContext(m_context);
+    if (!m_store.open(bagURL, QString(), error))
+        return false;
 
     std::optional<TULOConfiguration> configuration;
     TULOError loadError;
     auto load = std::make_shared<TULOLoadConfigurationOperation>();
-    load->setClientContext(m_context);
+    load->setClientContext(m_store.clientContext());
     load->setConfigurationBlock([&](const std::optional<TULOConfiguration> &c, const TULOClientContext &context, const TULOError &e) {
         configuration = c;
         if (!context.bagURL().isEmpty())
-            m_context = context;
+            m_store.setClientContext(context);
         loadError = e;
     });
     runAndWait(load);
@@ -158,6 +54,18 @@ bool TULOPostSession::open(const QUrl &bagURL, TULOError *error)
     }
     m_configuration = *configuration;
     return true;
+}
+
+bool TULOPostSession::storeSetSoundBiteDuration() const
+{
+    const auto bag = clientContext().loadedURLBag();
+    if (!bag)
+        return false;
+    const QVariant value = bag->dictionaryForKey(QStringLiteral("musicForum")).value(QStringLiteral("soundBiteDuration"));
+    bool number = false;
+    const double seconds = value.toDouble(&number);
+    // A value the configuration could not use left its own default in place.
+    return number && qFuzzyCompare(seconds, m_configuration.maximumSoundBiteDuration());
 }
 
 std::optional<TULOPostAuthor> TULOPostSession::authorWithIdentifier(const QString &identifier, bool attributed, TULOError *error) const
@@ -201,7 +109,7 @@ std::optional<QList<TULOTag>> TULOPostSession::lookUpTags(const QString &query, 
         return std::nullopt;
     }
     auto load = std::make_shared<TULOUrlLoadOperation>(url);
-    load->setClientContext(m_context);
+    load->setClientContext(clientContext());
     runAndWait(load);
     const TULOError failure = load->error();
     if (!failure.isNull() || !load->response().isSuccess()) {
@@ -213,25 +121,43 @@ std::optional<QList<TULOTag>> TULOPostSession::lookUpTags(const QString &query, 
     return TULOTagDataConsumer().tagsForData(load->data(), error);
 }
 
-std::optional<QVariantMap> TULOPostSession::lookUpItem(const QString &identifier, TULOError *error)
+// "the store answered HTTP 400 (unsupportedVersion): ..." rather than the bare message, so a
+// refused request is not mistaken for an unknown item.
+static QString lookupFailure(const TULOError &error)
 {
-    const auto bag = m_context.loadedURLBag();
+    const QVariantMap info = error.userInfo();
+    const int status = info.value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt();
+    const QString code = info.value(QString::fromLatin1(TULOStoreServerErrorCodeKey)).toString();
+    const QString message = error.localizedDescription();
+    if (status == 0)
+        return QStringLiteral("the lookup failed: %1").arg(message);
+    return QStringLiteral("the store answered HTTP %1%2: %3")
+        .arg(status)
+        .arg(code.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(code), message);
+}
+
+std::optional<QVariantMap> TULOPostSession::lookUpItem(const QString &identifier, const QString &what, TULOError *error)
+{
+    const auto bag = clientContext().loadedURLBag();
     if (!bag) {
         TULOSetError(error, sessionError(QStringLiteral("the store's bag is not loaded")));
         return std::nullopt;
     }
-    auto lookup = std::make_shared<TULOPlatformRequestOperation>(TULOPlatformContext(*bag, m_context));
+    auto lookup = std::make_shared<TULOPlatformRequestOperation>(TULOPlatformContext(*bag, clientContext()));
     lookup->setItemIdentifiers({identifier});
     lookup->setKeyProfile(QString::fromLatin1(TULOLookupKeyProfileLockup));
+    // Catalogue requests carry the protocol version; the store refuses them without it.
+    lookup->setValueForRequestParameter(QString::fromLatin1(TULOPlatformProtocolVersion),
+                                        QString::fromLatin1(TULOPlatformRequestVersionParameter));
     runAndWait(lookup);
     const auto response = lookup->response();
     if (!response) {
-        TULOSetError(error, lookup->error());
+        TULOSetError(error, sessionError(QStringLiteral("could not look up %1 %2: %3").arg(what, identifier, lookupFailure(lookup->error()))));
         return std::nullopt;
     }
     const auto item = response->itemForKey(identifier);
     if (!item) {
-        TULOSetError(error, sessionError(QStringLiteral("the store has no item %1").arg(identifier)));
+        TULOSetError(error, sessionError(QStringLiteral("unknown %1 %2: the store has no item %2").arg(what, identifier)));
         return std::nullopt;
     }
     return item->lookupDictionary();
@@ -239,12 +165,9 @@ std::optional<QVariantMap> TULOPostSession::lookUpItem(const QString &identifier
 
 std::optional<TULOTag> TULOPostSession::tagWithIdentifier(const QString &identifier, TULOError *error)
 {
-    TULOError lookupError;
-    const auto dictionary = lookUpItem(identifier, &lookupError);
-    if (!dictionary) {
-        TULOSetError(error, sessionError(QStringLiteral("unknown tag %1: %2").arg(identifier, lookupError.localizedDescription())));
+    const auto dictionary = lookUpItem(identifier, QStringLiteral("tag"), error);
+    if (!dictionary)
         return std::nullopt;
-    }
     TULOTag tag;
     tag.setEntityType(dictionary->value(QStringLiteral("kind")).toString());
     tag.setIdentifier(identifier);
@@ -258,17 +181,15 @@ std::optional<TULOTag> TULOPostSession::tagWithIdentifier(const QString &identif
 
 std::optional<TULOStoreItem> TULOPostSession::storeItemWithIdentifier(const QString &identifier, TULOError *error)
 {
-    TULOError lookupError;
-    const auto dictionary = lookUpItem(identifier, &lookupError);
-    if (!dictionary) {
-        TULOSetError(error, sessionError(QStringLiteral("unknown store item %1: %2").arg(identifier, lookupError.localizedDescription())));
+    const auto dictionary = lookUpItem(identifier, QStringLiteral("store item"), error);
+    if (!dictionary)
         return std::nullopt;
-    }
     return TULOStoreItem::withItemDictionary(*dictionary);
 }
 
 std::shared_ptr<TULOAccountStore> TULOPostSession::accountStoreForAuthor(const TULOPostAuthor &author)
 {
+    m_store.watchAccountsDatabase();
     if (!m_accountStore || m_accountStore->author() != author)
         m_accountStore = std::make_shared<TULOAccountStore>(author);
     return m_accountStore;
@@ -314,7 +235,7 @@ QUrl TULOPostSession::publish(const TULOPostDescription &description, TULOError 
     TULOError uploadError;
     QEventLoop loop;
     auto *request = new TULOPostRequest(description);
-    request->setClientContext(m_context);
+    request->setClientContext(clientContext());
     request->startWithCompletionBlock([&](const QUrl &url, const TULOError &e) {
         feed = url;
         uploadError = e;

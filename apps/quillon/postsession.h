@@ -9,6 +9,8 @@
 #include <Quillon/platform/records/postauthor.h>
 #include <Quillon/platform/records/postdescription.h>
 
+#include "storesession.h"
+
 #include <QList>
 #include <QString>
 #include <QUrl>
@@ -18,13 +20,9 @@
 
 class TULOAccountStore;
 class TULOOperation;
-class TULOOperationQueue;
-class TULOSandboxStore;
 
-// The command line's connection to a store for one post: the embedded sandbox or a store by
-// its bag address, the signed-in account, the loaded configuration, and the lookups the post
-// needs. Main thread; work runs on a queue while the main thread keeps its event loop going,
-// because sign-in prompts and replies arrive there.
+// What one post needs of the store, on top of the command line's store session: the loaded
+// configuration (which signs in), and the lookups of authors, tags, items and linked accounts.
 class TULOPostSession
 {
 public:
@@ -34,8 +32,10 @@ public:
     // An empty bag URL starts the sandbox store embedded and signs in as its demo account.
     bool open(const QUrl &bagURL, TULOError *error);
 
-    TULOClientContext clientContext() const { return m_context; }
+    TULOClientContext clientContext() const { return m_store.clientContext(); }
     const TULOConfiguration &configuration() const { return m_configuration; }
+    // Whether the sound bite limit is the store's (its bag sets one) or the configuration's own.
+    bool storeSetSoundBiteDuration() const;
 
     // The author with that identifier among those the account may post as; an empty
     // identifier picks the account's own author. `attributed` asks for the attribution right.
@@ -51,17 +51,15 @@ public:
     qint64 facebookDestination(const TULOPostAuthor &author);
 
     // Runs `operation` on the session's queue and returns once it has finished.
-    void runAndWait(const std::shared_ptr<TULOOperation> &operation);
+    void runAndWait(const std::shared_ptr<TULOOperation> &operation) { m_store.runAndWait(operation); }
 
     // Uploads the post; the feed address where it landed, or an empty URL with the error.
     QUrl publish(const TULOPostDescription &description, TULOError *error);
 
 private:
-    std::optional<QVariantMap> lookUpItem(const QString &identifier, TULOError *error);
+    std::optional<QVariantMap> lookUpItem(const QString &identifier, const QString &what, TULOError *error);
 
-    std::unique_ptr<TULOSandboxStore> m_sandbox;
-    std::unique_ptr<TULOOperationQueue> m_queue;
-    TULOClientContext m_context;
+    TULOStoreSession m_store{QStringLiteral("post")};
     TULOConfiguration m_configuration;
     std::shared_ptr<TULOAccountStore> m_accountStore;
 };

@@ -5,6 +5,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
@@ -15,10 +16,13 @@ using TULOPostTagLookup = std::function<std::optional<QList<TULOTag>>(const QStr
 
 // `text` as the command line wrote it, with every inline tag ("@Name", or "@\"Two Words\"" for
 // names with blanks) turned into a tag token. An "@" inside a word (an e-mail address) and
-// tokens already written out are left alone. Each name is looked up once; a name that the
-// lookup does not know, or names ambiguously, fails the whole text with an error naming it.
+// tokens already written out are left alone. Names match as the store's search does: without
+// case, accents or blanks, in any Unicode normalisation. Each name is looked up once. An @word
+// the store does not know stays plain text, with a line for the user in `notices`; a name that
+// fits more than one tag, a quoted name that fits none, or a failed lookup fails the whole
+// text with an error naming it (and the candidates).
 std::optional<QString> TULOPostTextWithResolvedTags(const QString &text, const TULOPostTagLookup &lookup,
-                                                    TULOError *error = nullptr);
+                                                    TULOError *error = nullptr, QStringList *notices = nullptr);
 
 // The tag a lookup gave for `identifier` (an explicit --tag), as a token to append.
 QString TULOPostTextByAppendingTag(const QString &text, const TULOTag &tag);

@@ -9,6 +9,8 @@
 #include <Quillon/platform/store/profileoperation.h>
 #include <Quillon/platform/store/urlbag.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 
 namespace {
@@ -16,6 +18,13 @@ namespace {
 constexpr qint64 TULOTwitterCharacterLimit = 140;
 constexpr qint64 TULONoAuthorErrorCode = 0;
 constexpr qint64 TULOSignInAgainErrorCode = 2;
+
+// The wait before the n-th sign-in of one load (n >= 1): 100 ms, doubling, at most 30 s.
+std::chrono::milliseconds signInBackoff(int round)
+{
+    constexpr std::chrono::milliseconds::rep first = 100, cap = 30000;
+    return std::chrono::milliseconds(std::min(cap, first << std::min(round - 1, 16)));
+}
 
 std::optional<double> doubleFromBagValue(const QVariant &value)
 {
@@ -83,8 +92,14 @@ void TULOLoadConfigurationOperation::main()
         error = TULOError();
         std::optional<TULOStoreAccount> account = m_accounts->activeAccount();
         bool signIn = !account;
+        int signIns = 0;
         for (;;) {
+            // A store that keeps refusing fresh sessions would otherwise be asked many times a
+            // second; the wait between rounds doubles up to a cap and ends at once on cancel.
+            if (signIn && signIns > 0 && !waitUnlessCancelled(signInBackoff(signIns)))
+                break;
             if (signIn) {
+                ++signIns;
                 TULOError signInError;
                 account = authenticateAccount(account, context, &signInError);
                 error = account ? TULOError() : signInError;

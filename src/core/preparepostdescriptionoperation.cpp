@@ -355,23 +355,35 @@ QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url
     }
     if (!TULOPrivateFiles::makeFolder(TULOTemporaryAssetsDirectoryPath(), error))
         return QUrl();
+    const QDir assets(TULOTemporaryAssetsDirectoryPath());
     const QString source = url.toLocalFile();
-    const QString target = QDir(TULOTemporaryAssetsDirectoryPath()).filePath(QFileInfo(source).fileName());
-    if (!QFileInfo::exists(source)) {
+    const QFileInfo info(source);
+    if (!info.exists()) {
         TULOSetError(error, fileError(TULOFileNoSuchFileError, source,
             QStringLiteral("The file %1 does not exist.").arg(source)));
         return QUrl();
     }
-    QFile::remove(target);
-    QFile file(source);
-    if (!file.copy(target)) {
-        TULOSetError(error, fileError(TULOFileWriteUnknownError, target,
-            QStringLiteral("Could not copy %1 to %2: %3").arg(source, target, file.errorString())));
-        QFile::remove(target);
-        return QUrl();
+    // The file's own name while it is free, else numbered: two songs of the same name each
+    // keep their copy, and a file already there (another attachment's, or the very file being
+    // copied) is never replaced or removed. QFile::copy never overwrites, so a name taken in
+    // the meantime only moves on to the next number.
+    const QString suffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
+    for (int n = 1;; ++n) {
+        const QString target = assets.filePath(n == 1 ? info.fileName()
+                                                      : QStringLiteral("%1-%2%3").arg(info.completeBaseName()).arg(n).arg(suffix));
+        if (QFileInfo::exists(target))
+            continue;
+        QFile file(source);
+        if (file.copy(target)) {
+            TULOPrivateFiles::makeFile(target);
+            return QUrl::fromLocalFile(target);
+        }
+        if (!QFileInfo::exists(target)) {
+            TULOSetError(error, fileError(TULOFileWriteUnknownError, target,
+                QStringLiteral("Could not copy %1 to %2: %3").arg(source, target, file.errorString())));
+            return QUrl();
+        }
     }
-    TULOPrivateFiles::makeFile(target);
-    return QUrl::fromLocalFile(target);
 }
 
 bool TULOPreparePostDescriptionOperation::removeMediaItem(const TULOMediaLibraryItemPtr &item, TULOError *error)

@@ -34,6 +34,10 @@ public:
     }
 };
 
+// A take shorter than this (seconds) makes no attachment: the recorder screen asks for a new
+// take, and the command line refuses it.
+constexpr double TULOVoiceRecorderMinimumAttachmentDuration = 0.5;
+
 // Records one take from the voice-capture facility into a CAF file (44.1 kHz mono 16-bit
 // PCM), meters the input fifteen times a second and stops itself after
 // maximumRecordingDuration(). Lives on the main thread. Own it through a std::shared_ptr:

@@ -81,6 +81,7 @@ void TULOOperation::cancel()
         if (m_cancelled)
             return;
         m_cancelled = true;
+        m_cancelCondition.notify_all(); // a waiting main() stops waiting
         if (m_state == State::Pending)
             wakeQueue = m_wakeQueue;
     }
@@ -116,6 +117,12 @@ void TULOOperation::removeCancellationHandler(int key) const
         return;
     std::lock_guard lock(m_cancellationMutex);
     std::erase_if(m_cancellationHandlers, [key](const auto &entry) { return entry.first == key; });
+}
+
+bool TULOOperation::waitUnlessCancelled(std::chrono::milliseconds duration)
+{
+    std::unique_lock lock(m_mutex);
+    return !m_cancelCondition.wait_for(lock, duration, [this] { return m_cancelled; });
 }
 
 bool TULOOperation::isCancelled() const

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -72,6 +73,9 @@ protected:
     // The work. The default does nothing.
     virtual void main();
 
+    // Waits up to `duration`, ending early when the operation is cancelled; true unless it was.
+    bool waitUnlessCancelled(std::chrono::milliseconds duration);
+
     // Marks the operation finished. Synchronous operations are finished by start(); an
     // asynchronous operation calls it once its work has ended (also when it was cancelled).
     // Later calls do nothing.
@@ -97,6 +101,7 @@ private:
     mutable std::vector<std::pair<int, std::function<void()>>> m_cancellationHandlers;
     mutable int m_nextCancellationKey = 1;
     std::condition_variable m_settledCondition;
+    std::condition_variable m_cancelCondition;
     QString m_name;
     std::vector<std::shared_ptr<TULOOperation>> m_dependencies;
     std::vector<std::function<void()>> m_listeners;

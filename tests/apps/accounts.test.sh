@@ -10,7 +10,10 @@ trap 'rm -rf "$work"' EXIT
 export XDG_DATA_HOME="$work/data" XDG_CONFIG_HOME="$work/config" XDG_RUNTIME_DIR="$work/run"
 export DBUS_SESSION_BUS_ADDRESS="unix:path=/nonexistent/quillon-test-bus" QT_QPA_PLATFORM=offscreen
 mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
-unset DISPLAY WAYLAND_DISPLAY QUILLON_STORE_PASSWORD
+unset DISPLAY WAYLAND_DISPLAY QUILLON_STORE_PASSWORD QUILLON_SANDBOX_DATA
+# shellcheck source=storeposts.sh
+. "$(dirname "$0")/storeposts.sh"
+database="$XDG_DATA_HOME/Library/com.vantor.Quillon/SocialAccounts.sqlitedb"
 
 failures=0
 fail() { echo "FAIL: $*" >&2; failures=$((failures + 1)); }
@@ -92,6 +95,35 @@ json_has "list own author" twitter '"linked":false'
 [ -f "$XDG_DATA_HOME/Library/com.vantor.Quillon/SocialAccounts.sqlitedb" ] || fail "no account file in the shared data folder"
 grep -rq "$pass" "$XDG_DATA_HOME/Library" && fail "the password reached the account file"
 
+# Linked here, shared there: a post in another process cross-posts through the same embedded
+# store, whose default data folder both commands use.
+if "$exe" post --as 1001 --share twitter --text "linked then posted" >"$work/out" 2>"$work/err"; then
+    sandbox="$XDG_DATA_HOME/quillon/sandbox"
+    [ -d "$sandbox" ] || fail "link then post: the sandbox data is not in $sandbox"
+    posts_of "$sandbox" "$build" >"$work/posts.json" || fail "link then post: could not read the posts back"
+    python3 - "$work/posts.json" <<'PY' || fail "link then post: the stored post is wrong: $(head -c 2000 "$work/posts.json")"
+import json, sys
+post = json.load(open(sys.argv[1]))["posts"][0]
+assert post["text"] == "linked then posted", post
+assert [d["service"] for d in post["externalDestinations"]] == ["twitter"], post
+PY
+else
+    fail "link then post: $(cat "$work/err")"
+fi
+# Another data folder named by QUILLON_SANDBOX_DATA is another store, which knows no such link.
+QUILLON_SANDBOX_DATA="$work/other-sandbox" "$exe" post --as 1001 --share twitter --text "elsewhere" >"$work/out" 2>"$work/err" \
+    && fail "a post to another sandbox folder cross-posted with a token it never issued"
+[ -d "$work/other-sandbox" ] || fail "QUILLON_SANDBOX_DATA was not used"
+
+# An accounts file that can only be read still lists what it holds; changes are refused with
+# the file and the reason named, and the file stays as it was.
+make_unwritable "$database"
+run "read-only list" 0 "" --as 1001 list --json
+json_has "read-only list" twitter '"linked":true'
+run "read-only unlink" 1 "" --as 1001 unlink twitter
+expect_err "read-only unlink" "$database can only be read"
+make_writable "$database"
+
 # Switches, each seen by the next run.
 for step in "disable:false" "enable:true"; do
     verb=${step%%:*} state=${step##*:}
@@ -112,6 +144,21 @@ run "unlink twitter" 0 "" --as 1001 unlink twitter
 expect_out "unlink twitter" "unlinked @quillondemo"
 run "list after unlink" 0 "" --as 1001 list --json
 json_has "list after unlink" twitter '"linked":false'
+
+# A damaged accounts file is set aside, and the user is told once where it went.
+printf 'this is no database, just words that fill the file up to a page or more\n%.0s' $(seq 100) > "$database"
+run "damaged list" 0 "" list
+[ "$(wc -l <"$work/err")" -eq 1 ] || fail "damaged list: not one line on stderr: $(cat "$work/err")"
+moved=$(sed -n 's/.* it was moved to \(.*\) and a new one was started$/\1/p' "$work/err")
+[ -n "$moved" ] && [ -f "$moved" ] || fail "damaged list: the moved file is not named or not there: $(cat "$work/err")"
+run "after damage" 0 "" list
+[ ! -s "$work/err" ] || fail "after damage: told again: $(cat "$work/err")"
+
+# An accounts file that cannot be opened at all is an error naming it, not "not linked".
+rm -f "$database" && mkdir "$database"
+run "unopenable list" 1 "" list
+expect_err "unopenable list" "$database"
+rmdir "$database"
 
 [ "$failures" -eq 0 ] || exit 1
 echo "ok"

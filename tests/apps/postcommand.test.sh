@@ -5,8 +5,11 @@ set -uo pipefail
 SOURCE="$1"; BUILD="$2"
 QUILLON="$BUILD/bin/quillon"
 WORK=$(mktemp -d); trap 'rm -rf "$WORK"' EXIT
-export XDG_DATA_HOME="$WORK/share" QUILLON_SANDBOX_DATA="$WORK/sandbox" XDG_RUNTIME_DIR="$WORK/run"
-mkdir -m 700 "$WORK/run"
+# TMPDIR too, so a recording left behind would show.
+export XDG_DATA_HOME="$WORK/share" QUILLON_SANDBOX_DATA="$WORK/sandbox" XDG_RUNTIME_DIR="$WORK/run" TMPDIR="$WORK/tmp"
+mkdir -m 700 "$WORK/run" "$WORK/tmp"
+# shellcheck source=storeposts.sh
+. "$(dirname "$0")/storeposts.sh"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
@@ -63,6 +66,26 @@ posted() {
     grep -Eq '^posted: http://127\.0\.0\.1:[0-9]+/' "$WORK/out" || fail "$name: no feed address: $(cat "$WORK/out")"
 }
 posted text-only --text "Hello from the command line"
+
+# A store item and a tag by identifier: the lookups send the protocol version, and the post the
+# store kept carries both.
+if posted item-and-tag --text "Out now" --item 2001 --tag 1001; then
+    posts_of "$QUILLON_SANDBOX_DATA" "$BUILD" >"$WORK/posts.json" || fail "item-and-tag: could not read the posts back"
+    python3 - "$WORK/posts.json" <<'PY' || fail "item-and-tag: the stored post is wrong: $(head -c 2000 "$WORK/posts.json")"
+import json, sys
+post = json.load(open(sys.argv[1]))["posts"][0]
+assert post["text"].startswith("Out now @{artist:1001:"), post["text"]
+assert post["item"]["id"] == "2001", post["item"]
+PY
+fi
+
+# An @word the store does not know stays text, with a note; the post goes out as written.
+if posted unknown-word --text "working @home tonight"; then
+    grep -q "@home is not a tag" "$WORK/err" || fail "unknown-word: no note on stderr: $(cat "$WORK/err")"
+    posts_of "$QUILLON_SANDBOX_DATA" "$BUILD" >"$WORK/posts.json" || fail "unknown-word: could not read the posts back"
+    python3 -c 'import json, sys; t = json.load(open(sys.argv[1]))["posts"][0]["text"]; assert t == "working @home tonight", t' \
+        "$WORK/posts.json" || fail "unknown-word: stored text changed"
+fi
 posted photo-with-tag --text "Sunset with @KaitoMori" --attach "$SAMPLE"
 posted song-with-cover --text "New song" --attach "$WORK/song.mp3"
 posted cross-posted --text "Also on Facebook" --share facebook
@@ -119,11 +142,34 @@ posted sound-bite --text "A sound bite" --record 1 --capture-from "$WORK/voice.w
 expect_refusal capture-without-record 2 "--capture-from goes with --record" --text hi --capture-from "$WORK/voice.wav"
 expect_refusal record-not-a-number 2 "--record needs" --text hi --record soon
 expect_refusal record-over-limit 1 "sound bites of at most" --text hi --record 600 --capture-from "$WORK/voice.wav"
-expect_refusal capture-file-missing 1 "cannot read the capture file" --text hi --record 1 --capture-from "$WORK/nope.wav"
+expect_refusal capture-file-missing 1 "$WORK/nope.wav cannot be read" --text hi --record 1 --capture-from "$WORK/nope.wav"
+expect_refusal record-under-minimum 2 "at least 0.5 seconds" --text hi --record 0.3 --capture-from "$WORK/voice.wav"
+
+# Capture files that are no sound: each refusal names the file and says it is not audio.
+: > "$WORK/empty.wav"
+head -c 4096 /dev/urandom > "$WORK/noise.wav"
+python3 - "$WORK/header-only.wav" <<'PY'
+import struct, sys
+# A WAV header for 44.1 kHz mono 16-bit PCM with no frames after it.
+fmt = struct.pack("<HHIIHH", 1, 1, 44100, 88200, 2, 16)
+data = b"RIFF" + struct.pack("<I", 36) + b"WAVE" + b"fmt " + struct.pack("<I", 16) + fmt + b"data" + struct.pack("<I", 0)
+open(sys.argv[1], "wb").write(data)
+PY
+for name in empty noise header-only; do
+    expect_refusal "capture-$name" 1 "$WORK/$name.wav is not audio" --text hi --record 1 --capture-from "$WORK/$name.wav"
+done
+
+# Limits are checked before the take: an attachment too many is refused with nothing recorded,
+# and the limit is named as the configuration's (the store's bag sets none).
+rm -f "$WORK"/tmp/*.caf # the dry run above handed its take over; it is not the one looked for
+expect_refusal record-over-attachment-limit 1 "the configuration allows at most 1" \
+    --text hi --attach "$SAMPLE" --record 1 --capture-from "$WORK/voice.wav"
+[ -z "$(find "$WORK/tmp" -name '*.caf')" ] || fail "a refused post left a recording behind: $(find "$WORK/tmp" -name '*.caf')"
 
 printf '\xff\xd8\xff\xe0 truncated jpeg' > "$WORK/broken.jpg"
-expect_refusal unknown-tag 1 "@NobodyAtAll" --text "hi @NobodyAtAll"
-expect_refusal ambiguous-tag 1 "@MiraSol" --text "hi @MiraSol"
+expect_refusal unknown-quoted-tag 1 '@"Nobody At All"' --text 'hi @"Nobody At All"'
+expect_refusal ambiguous-tag 1 "@MiraSol is ambiguous" --text "hi @MiraSol"
+grep -q "1008" "$WORK/err" && grep -q "1010" "$WORK/err" || fail "ambiguous-tag: the candidates are not listed: $(cat "$WORK/err")"
 expect_refusal forbidden-author 1 "may not post as author 1" --text hi --as 1
 expect_refusal corrupt-photo 1 "could not prepare the post" --text hi --attach "$WORK/broken.jpg"
 

@@ -23,7 +23,18 @@ TULOTag tag(const QString &identifier, const QString &name)
                                {QStringLiteral("title"), name}});
 }
 
-// A lookup over a fixed catalogue that, like the store, ignores case and blanks.
+// As the store's search compares names: no case, accents or blanks.
+QString storeFolded(const QString &name)
+{
+    QString folded;
+    for (const QChar c : name.normalized(QString::NormalizationForm_KD)) {
+        if (!c.isMark() && !c.isSpace())
+            folded.append(c);
+    }
+    return folded.toCaseFolded();
+}
+
+// A lookup over a fixed catalogue that, like the store, ignores case, accents and blanks.
 struct Catalogue {
     QList<TULOTag> tags{tag(QStringLiteral("1008"), QStringLiteral("Mira Sol")),
                         tag(QStringLiteral("1003"), QStringLiteral("Zoë Marchetti")),
@@ -41,9 +52,8 @@ struct Catalogue {
                 return std::nullopt;
             }
             QList<TULOTag> found;
-            const QString folded = QString(query).remove(QLatin1Char(' ')).toCaseFolded();
             for (const TULOTag &t : tags) {
-                if (QString(t.name()).remove(QLatin1Char(' ')).toCaseFolded().startsWith(folded))
+                if (storeFolded(t.name()).startsWith(storeFolded(query)))
                     found << t;
             }
             return found;
@@ -80,6 +90,10 @@ private Q_SLOTS:
         QTest::newRow("store-no-host") << QStringList{"--text", "hi", "--store", "http:///bag"} << false << "--store";
         QTest::newRow("flag-with-value") << QStringList{"--text", "hi", "--dry-run=yes"} << false << "--dry-run";
         QTest::newRow("tag-only") << QStringList{"--tag", "1008"} << true << QString();
+        QTest::newRow("record-under-minimum") << QStringList{"--record", "0.3"} << false << "at least 0.5 seconds";
+        QTest::newRow("record-at-minimum") << QStringList{"--record", "0.5"} << true << QString();
+        QTest::newRow("record-not-a-number") << QStringList{"--record", "soon"} << false << "'soon'";
+        QTest::newRow("stray-argument") << QStringList{"--text", "hi", "there"} << false << "'there'";
     }
 
     void options()
@@ -126,20 +140,27 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         QTest::addColumn<QString>("failureMentions");
         QTest::addColumn<int>("lookups");
+        QTest::addColumn<QString>("noticeMentions");
 
-        QTest::newRow("no-tags") << "plain text" << "plain text" << QString() << 0;
-        QTest::newRow("joined-name") << "Hear @MiraSol live" << "Hear @{artist:1008:\"Mira Sol\"} live" << QString() << 1;
-        QTest::newRow("quoted-name") << "With @\"Mira Sol\"!" << "With @{artist:1008:\"Mira Sol\"}!" << QString() << 1;
-        QTest::newRow("accented") << "@Zoë_ " << QString() << "@Zoë_" << 1;
-        QTest::newRow("full-accented") << "(@ZoëMarchetti)" << "(@{artist:1003:\"Zoë Marchetti\"})" << QString() << 1;
+        const QString zoe = QStringLiteral("@{artist:1003:\"Zoë Marchetti\"}");
+        QTest::newRow("no-tags") << "plain text" << "plain text" << QString() << 0 << QString();
+        QTest::newRow("joined-name") << "Hear @MiraSol live" << "Hear @{artist:1008:\"Mira Sol\"} live" << QString() << 1 << QString();
+        QTest::newRow("quoted-name") << "With @\"Mira Sol\"!" << "With @{artist:1008:\"Mira Sol\"}!" << QString() << 1 << QString();
+        QTest::newRow("full-accented") << "(@ZoëMarchetti)" << "(" + zoe + ")" << QString() << 1 << QString();
+        QTest::newRow("accents-left-out") << "@zoemarchetti" << zoe << QString() << 1 << QString();
+        QTest::newRow("decomposed-accent") << QString::fromUtf8("@Zoe\u0308Marchetti").normalized(QString::NormalizationForm_D)
+                                           << zoe << QString() << 1 << QString();
+        QTest::newRow("partial-name-stays-text") << "@Zoë_ " << "@Zoë_ " << QString() << 1 << "@Zoë_";
         QTest::newRow("same-name-once") << "@MiraSol and @mirasol" << "@{artist:1008:\"Mira Sol\"} and @{artist:1008:\"Mira Sol\"}"
-                                        << QString() << 1;
-        QTest::newRow("email-untouched") << "mail me@example.com" << "mail me@example.com" << QString() << 0;
-        QTest::newRow("token-untouched") << "@{artist:5:\"X\"} hi" << "@{artist:5:\"X\"} hi" << QString() << 0;
-        QTest::newRow("trailing-dot-not-name") << "by @MiraSol." << "by @{artist:1008:\"Mira Sol\"}." << QString() << 1;
-        QTest::newRow("unknown") << "hi @Nobody" << QString() << "@Nobody" << 1;
-        QTest::newRow("ambiguous") << "hi @Twin" << QString() << "@Twin" << 1;
-        QTest::newRow("bare-at") << "a @ b" << "a @ b" << QString() << 0;
+                                        << QString() << 1 << QString();
+        QTest::newRow("email-untouched") << "mail me@example.com" << "mail me@example.com" << QString() << 0 << QString();
+        QTest::newRow("token-untouched") << "@{artist:5:\"X\"} hi" << "@{artist:5:\"X\"} hi" << QString() << 0 << QString();
+        QTest::newRow("trailing-dot-not-name") << "by @MiraSol." << "by @{artist:1008:\"Mira Sol\"}." << QString() << 1 << QString();
+        QTest::newRow("unknown-word-stays-text") << "working @home tonight, @home" << "working @home tonight, @home" << QString() << 1 << "@home";
+        QTest::newRow("unknown-beside-known") << "@home with @MiraSol" << "@home with @{artist:1008:\"Mira Sol\"}" << QString() << 2 << "@home";
+        QTest::newRow("quoted-unknown-refused") << "hi @\"No Body\"" << QString() << "@\"No Body\"" << 1 << QString();
+        QTest::newRow("ambiguous-lists-candidates") << "hi @Twin" << QString() << "Twin (artist 1010), twin (artist 1011)" << 1 << QString();
+        QTest::newRow("bare-at") << "a @ b" << "a @ b" << QString() << 0 << QString();
     }
 
     void inlineTags()
@@ -148,9 +169,11 @@ private Q_SLOTS:
         QFETCH(QString, expected);
         QFETCH(QString, failureMentions);
         QFETCH(int, lookups);
+        QFETCH(QString, noticeMentions);
         Catalogue catalogue;
         TULOError error;
-        const auto resolved = TULOPostTextWithResolvedTags(text, catalogue.lookup(), &error);
+        QStringList notices;
+        const auto resolved = TULOPostTextWithResolvedTags(text, catalogue.lookup(), &error, &notices);
         QCOMPARE(catalogue.queries.size(), lookups);
         if (failureMentions.isEmpty()) {
             QVERIFY2(resolved, qPrintable(error.localizedDescription()));
@@ -158,6 +181,12 @@ private Q_SLOTS:
         } else {
             QVERIFY(!resolved);
             QVERIFY2(error.localizedDescription().contains(failureMentions), qPrintable(error.localizedDescription()));
+        }
+        if (noticeMentions.isEmpty()) {
+            QVERIFY2(notices.isEmpty(), qPrintable(notices.join(QLatin1Char('\n'))));
+        } else {
+            QCOMPARE(notices.size(), 1); // told once, however often the word comes
+            QVERIFY2(notices.first().contains(noticeMentions), qPrintable(notices.first()));
         }
     }
 

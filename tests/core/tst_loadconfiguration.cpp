@@ -15,7 +15,10 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 
+#include <QScopeGuard>
+
 #include <atomic>
+#include <chrono>
 
 // What one configuration block delivered.
 struct TULOLoadOutcome
@@ -452,6 +455,68 @@ private Q_SLOTS:
             QVERIFY(used == fallback);
         else
             QCOMPARE(used.bagURL(), m_store.bagUrl());
+    }
+
+    // A credential store that cannot save must not cost a sign-in per signed request: the
+    // session lives in memory instead, and one sign-in is enough.
+    void credentialStoreThatCannotSave()
+    {
+        QTemporaryDir home;
+        QVERIFY(home.isValid());
+        QFile blocker(home.filePath(QStringLiteral("not-a-folder")));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        // Even root cannot make a folder inside a regular file.
+        TULOStoreAccountStore::defaultStore()->setTokenKeeper(std::make_unique<TULOCredentialStoreTokenKeeper>(
+            TULOCredentialStore::makeFileStore(blocker.fileName() + QStringLiteral("/credentials"))));
+        const auto restore = qScopeGuard([this] {
+            TULOStoreAccountStore::defaultStore()->setTokenKeeper(
+                std::make_unique<TULOCredentialStoreTokenKeeper>(TULOCredentialStore::makeFileStore(m_credentials.path())));
+        });
+        signOut();
+        const int signInsBefore = m_store.requestCount(QStringLiteral("/account/signin"));
+        const Run run = load(TULOSandboxContext(m_store));
+        QVERIFY(settle(run));
+        QVERIFY2(run.result->value().configuration, qPrintable(run.result->error().localizedDescription()));
+        QCOMPARE(m_store.requestCount(QStringLiteral("/account/signin")) - signInsBefore, 1);
+        QVERIFY(TULOStoreAccountStore::defaultStore()->activeAccount()->isAuthenticated());
+        // A second load reuses the session kept in memory.
+        const Run again = load(TULOSandboxContext(m_store));
+        QVERIFY(settle(again));
+        QVERIFY(again.result->value().configuration);
+        QCOMPARE(m_store.requestCount(QStringLiteral("/account/signin")) - signInsBefore, 1);
+    }
+
+    // Against a store that refuses every session, the rounds of signing in come ever further
+    // apart. Only lower bounds are checked, which a slow machine cannot break.
+    void signInRoundsBackOff()
+    {
+        signOut();
+        m_store.addFault(QStringLiteral("/account/authors"), TULOSandboxFault::status(401));
+        std::mutex timesMutex;
+        QList<std::chrono::steady_clock::time_point> times;
+        {
+            std::lock_guard lock(m_promptMutex);
+            m_onPrompt = [&](int) {
+                std::lock_guard timesLock(timesMutex);
+                times << std::chrono::steady_clock::now();
+            };
+        }
+        answerWith(TULOSandboxStore::demoAccountName(), 5);
+        const Run run = load(TULOSandboxContext(m_store));
+        QVERIFY(settle(run));
+        {
+            std::lock_guard lock(m_promptMutex);
+            m_onPrompt = nullptr;
+        }
+        QVERIFY(run.result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorUserCancelled));
+        std::lock_guard timesLock(timesMutex);
+        QCOMPARE(times.size(), 6);
+        for (int round = 1; round < times.size(); ++round) {
+            const auto gap = std::chrono::duration_cast<std::chrono::milliseconds>(times.at(round) - times.at(round - 1));
+            const qint64 least = 100 << (round - 1);
+            QVERIFY2(gap.count() >= least, qPrintable(QStringLiteral("round %1 came after %2 ms, not %3").arg(round).arg(gap.count()).arg(least)));
+        }
     }
 
     void noClientContext()

@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QImageReader>
 #include <QTemporaryDir>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <csignal>
@@ -463,6 +464,58 @@ private Q_SLOTS:
         QCOMPARE(copy.readAll(), bytes);
         QVERIFY(!QFile::exists(item->filePath()));
         QVERIFY(library.items().isEmpty());
+    }
+
+    // Two downloaded songs of the same file name each keep their own prepared copy, and a file
+    // of that name already in the assets folder is neither replaced nor removed.
+    void sameFileNamesKeepTheirOwnCopies()
+    {
+        QDir().mkpath(TULOTemporaryAssetsDirectoryPath());
+        const QString occupied = QDir(TULOTemporaryAssetsDirectoryPath()).filePath(QStringLiteral("track.flac"));
+        QFile existing(occupied);
+        QVERIFY(existing.open(QIODevice::WriteOnly));
+        existing.write("not ours");
+        existing.close();
+        const auto removeOccupied = qScopeGuard([&] { QFile::remove(occupied); });
+
+        QList<TULOAttachmentPtr> attachments;
+        QList<QByteArray> contents;
+        std::vector<std::unique_ptr<TULOMediaLibrary>> libraries;
+        for (const QString &title : {QStringLiteral("First"), QStringLiteral("Second")}) {
+            const QString folder = m_home.filePath(title);
+            QDir().mkpath(folder);
+            TULOTestTrack track;
+            track.title = title;
+            QString failure;
+            QVERIFY2(TULOTestWriteTrack(folder + QStringLiteral("/track.flac"), track, &failure), qPrintable(failure));
+            QFile original(folder + QStringLiteral("/track.flac"));
+            QVERIFY(original.open(QIODevice::ReadOnly));
+            contents << original.readAll();
+            libraries.push_back(std::make_unique<TULOMediaLibrary>(folder, folder + QStringLiteral(".index")));
+            QVERIFY(libraries.back()->reload());
+            QCOMPARE(libraries.back()->items().size(), 1);
+            attachments << std::make_shared<TULOAttachment>(libraries.back()->items().first());
+        }
+        QVERIFY(contents.at(0) != contents.at(1));
+
+        TULOPreparePostDescriptionOperation operation;
+        operation.setAttachmentWasDownloadedAndNeedsRemoval(true);
+        operation.setAttachments(attachments);
+        const Outcome outcome = run(operation);
+        QVERIFY(outcome.description);
+        const QList<TULOPostAttachment> posts = *outcome.description->attachments();
+        QCOMPARE(posts.size(), 2);
+        QVERIFY(posts.at(0).assetURL() != posts.at(1).assetURL());
+        for (int i = 0; i < 2; ++i) {
+            const QString path = posts.at(i).assetURL().toLocalFile();
+            QVERIFY2(path != occupied, qPrintable(path));
+            QFile copy(path);
+            QVERIFY2(copy.open(QIODevice::ReadOnly), qPrintable(path));
+            QCOMPARE(copy.readAll(), contents.at(i));
+            copy.remove();
+        }
+        QVERIFY(existing.open(QIODevice::ReadOnly));
+        QCOMPARE(existing.readAll(), QByteArray("not ours"));
     }
 
     // A file system that runs out of room while the file is written: the post fails with a

@@ -9,7 +9,12 @@
 #include <atomic>
 #include <sqlite3.h>
 #include <stdexcept>
+#include <QScopeGuard>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <thread>
 
 static int modeOf(const QString &path)
@@ -28,6 +33,23 @@ static qint64 rowCount(TULOSQLiteDatabase &database, const QString &table)
     database.enumerateRowsForSQL(QStringLiteral("SELECT count(*) FROM ") + table, {},
         [&](const TULOSQLiteStatement &row, bool *) { count = row.columnInt64(0); });
     return count;
+}
+
+// Makes a file unwritable for this process, root included (root ignores the mode, not the
+// immutable flag), or writable again.
+static bool setWritable(const QString &path, bool writable)
+{
+    if (::geteuid() != 0)
+        return ::chmod(QFile::encodeName(path).constData(), writable ? 0600 : 0400) == 0;
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    int flags = 0;
+    bool ok = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    flags = writable ? flags & ~FS_IMMUTABLE_FL : flags | FS_IMMUTABLE_FL;
+    ok = ok && ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+    ::close(fd);
+    return ok;
 }
 
 static QByteArray readAll(const QString &path)
@@ -118,8 +140,38 @@ private Q_SLOTS:
         TULOError error;
         QVERIFY(!database.executeSQL(QStringLiteral("SELECT 1"), &error));
         QCOMPARE(error.domain(), QString::fromLatin1(TULOSQLiteErrorDomain));
+        // The message names the file and why it is not open.
+        QVERIFY2(error.localizedDescription().contains(path), qPrintable(error.localizedDescription()));
+        QVERIFY2(error.localizedDescription().contains(database.openError().localizedDescription()),
+                 qPrintable(error.localizedDescription()));
         QVERIFY(database.setAsidePaths().isEmpty());
         QVERIFY(QFileInfo(path).isDir());
+    }
+
+    // A file that may be read but not written opens for reading: its rows stay visible, a
+    // write fails, and the file is left as it was.
+    void unwritableFileOpensForReading()
+    {
+        const QString path = freshPath();
+        {
+            TULOSQLiteDatabase earlier(path);
+            createTable(earlier);
+            QVERIFY(earlier.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QStringLiteral("kept")}));
+        }
+        const QByteArray before = readAll(path);
+        QVERIFY(setWritable(path, false));
+        const auto restore = qScopeGuard([&] { setWritable(path, true); });
+
+        TULOSQLiteDatabase database(path);
+        QVERIFY2(database.isOpen(), qPrintable(database.openError().localizedDescription()));
+        QVERIFY(database.isReadOnly());
+        QVERIFY(!database.readOnlyReason().isEmpty());
+        QCOMPARE(rowCount(database, QStringLiteral("t")), qint64(1));
+        TULOError error;
+        QVERIFY(!database.executeSQL(QStringLiteral("INSERT INTO t (v) VALUES (?)"), {QStringLiteral("new")}, &error));
+        QVERIFY(!error.isNull());
+        QVERIFY(database.setAsidePaths().isEmpty());
+        QCOMPARE(readAll(path), before);
     }
 
     void userVersion_data()

@@ -103,6 +103,9 @@ public:
     static std::unique_ptr<TULOVoiceCapture> create(const TULOVoiceCaptureContext &context, TULOError *error = nullptr);
     // The same choice without the installed factory.
     static std::unique_ptr<TULOVoiceCapture> createDefault(const TULOVoiceCaptureContext &context, TULOError *error = nullptr);
+    // Whether `path` can feed a file-fed device: a readable audio file with at least one frame.
+    // The error names the file and says what is wrong with it (missing, not audio, no sound).
+    static bool checkCaptureSourceFile(const QString &path, TULOError *error = nullptr);
     // A device that plays `path` (any format libsndfile reads) into the capture in real time.
     static std::unique_ptr<TULOVoiceCapture> createFileFed(const QString &path, const TULOVoiceCaptureContext &context,
                                                           TULOError *error = nullptr);

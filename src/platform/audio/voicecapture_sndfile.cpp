@@ -76,6 +76,32 @@ private:
 
 } // namespace
 
+bool TULOVoiceCapture::checkCaptureSourceFile(const QString &path, TULOError *error)
+{
+    const auto fail = [&](const QString &description) {
+        TULOSetError(error, TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+                                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
+                                       {QString::fromLatin1(TULOFilePathErrorKey), path}}));
+        return false;
+    };
+    const QFileInfo info(path);
+    if (!info.isFile() || !info.isReadable())
+        return fail(QStringLiteral("The capture source file %1 cannot be read.").arg(path));
+    if (info.size() == 0)
+        return fail(QStringLiteral("The capture source file %1 is not audio: it is empty.").arg(path));
+    SF_INFO format{};
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_READ, &format);
+    if (!file) {
+        return fail(QStringLiteral("The capture source file %1 is not audio (%2).")
+                        .arg(path, QString::fromLocal8Bit(sf_strerror(nullptr))));
+    }
+    sf_close(file);
+    // A header with no frames after it has no sound to play into the capture.
+    if (format.samplerate <= 0 || format.channels <= 0 || format.frames <= 0)
+        return fail(QStringLiteral("The capture source file %1 is not audio: it has an audio header but no sound.").arg(path));
+    return true;
+}
+
 TULOVoiceCaptureSndfile::TULOVoiceCaptureSndfile(const QString &path, const TULOVoiceCaptureContext &context)
     : TULOVoiceCapture(context), m_path(path)
 {
@@ -92,6 +118,9 @@ bool TULOVoiceCaptureSndfile::prepareRecordWithSettings(const TULOVoiceCaptureSe
 {
     if (!checkSettings(settings, error))
         return false;
+    // Only what a microphone would tell at this point; a source that turns out to hold no audio
+    // fails to start, as a device would (callers that want to know first ask
+    // checkCaptureSourceFile()).
     const QFileInfo info(m_path);
     if (!info.isFile() || !info.isReadable()) {
         TULOSetError(error, TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -1,

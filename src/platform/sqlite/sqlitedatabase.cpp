@@ -6,7 +6,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -25,10 +27,14 @@ static bool TULOIsInMemory(const QString &path)
     return path.isEmpty() || path == QLatin1String(":memory:");
 }
 
-static TULOError TULONotOpenError(const TULOError &openError)
+static TULOError TULONotOpenError(const QString &path, const TULOError &openError)
 {
-    QVariantMap userInfo {
-        {QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The database is not open.")}};
+    // Names the file and why it could not be opened: "not open" alone leaves the user nowhere.
+    const QString description = openError.isNull()
+        ? QStringLiteral("The database %1 is not open.").arg(path)
+        : QStringLiteral("The database %1 is not open: %2").arg(path, openError.localizedDescription());
+    QVariantMap userInfo {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
+        {QString::fromLatin1(TULOFilePathErrorKey), path}};
     if (!openError.isNull())
         userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(openError));
     return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_CANTOPEN, userInfo);
@@ -84,6 +90,18 @@ TULOError TULOSQLiteDatabase::openError() const
     return m_openError;
 }
 
+bool TULOSQLiteDatabase::isReadOnly() const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_connection && !m_readOnlyReason.isEmpty();
+}
+
+QString TULOSQLiteDatabase::readOnlyReason() const
+{
+    QMutexLocker locker(&m_mutex);
+    return m_readOnlyReason;
+}
+
 QStringList TULOSQLiteDatabase::setAsidePaths() const
 {
     QMutexLocker locker(&m_mutex);
@@ -134,13 +152,21 @@ bool TULOSQLiteDatabase::prepareLocation(TULOError *error)
     // Owner-only, also when an older version left the folder or file readable by others.
     if (!TULOPrivateFiles::makeFolder(folder)) {
         TULOSetError(
-            error, TULOFileError(QStringLiteral("The folder of the database could not be created."), folder));
+            error, TULOFileError(QStringLiteral("The folder %1 of the database could not be created.").arg(folder), folder));
         return false;
     }
     const QByteArray file = QFile::encodeName(info.absoluteFilePath());
+    m_readOnlyReason.clear();
     const int fd = ::open(file.constData(), O_CREAT | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (fd < 0) {
-        TULOSetError(error, TULOFileError(QStringLiteral("The database file could not be created."), m_path));
+        const int reason = errno;
+        // An existing file that may only be read is opened for reading.
+        if ((reason == EACCES || reason == EROFS || reason == EPERM) && ::access(file.constData(), R_OK) == 0) {
+            m_readOnlyReason = QString::fromLocal8Bit(std::strerror(reason));
+            return true;
+        }
+        TULOSetError(error, TULOFileError(QStringLiteral("The database file %1 could not be created: %2")
+                                              .arg(m_path, QString::fromLocal8Bit(std::strerror(reason))), m_path));
         return false;
     }
     ::fchmod(fd, S_IRUSR | S_IWUSR);
@@ -152,14 +178,16 @@ bool TULOSQLiteDatabase::openConnection(TULOError *error)
 {
     closeConnection();
     for (int attempt = 0; attempt < 2; ++attempt) {
-        if (!prepareLocation(error)) {
-            m_openError = TULOFileError(QStringLiteral("The database file could not be created."), m_path);
+        TULOError locationError;
+        if (!prepareLocation(&locationError)) {
+            m_openError = locationError;
+            TULOSetError(error, locationError);
             return false;
         }
         sqlite3 *connection = nullptr;
         const QByteArray file = TULOIsInMemory(m_path) ? QByteArray(":memory:") : QFile::encodeName(m_path);
-        int rc = sqlite3_open_v2(file.constData(), &connection,
-            SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr);
+        const int access = m_readOnlyReason.isEmpty() ? SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE : SQLITE_OPEN_READONLY;
+        int rc = sqlite3_open_v2(file.constData(), &connection, access | SQLITE_OPEN_FULLMUTEX, nullptr);
         if (rc == SQLITE_OK) {
             sqlite3_extended_result_codes(connection, 1);
             // A quoted identifier naming no column must fail, not turn into a string literal.
@@ -259,7 +287,7 @@ TULOSQLiteStatement TULOSQLiteDatabase::prepare(
     const QString &sql, const QVariantList &values, TULOError *error)
 {
     if (!m_connection) {
-        TULOSetError(error, TULONotOpenError(m_openError));
+        TULOSetError(error, TULONotOpenError(m_path, m_openError));
         return TULOSQLiteStatement();
     }
     TULOSQLiteStatement statement(m_connection, sql, error);
@@ -312,7 +340,7 @@ bool TULOSQLiteDatabase::executeSQL(const QString &sql, TULOError *error)
 {
     TULOOperationScope scope(this);
     if (!m_connection) {
-        TULOSetError(error, TULONotOpenError(m_openError));
+        TULOSetError(error, TULONotOpenError(m_path, m_openError));
         return false;
     }
     const QByteArray text = sql.toUtf8();

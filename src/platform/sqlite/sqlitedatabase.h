@@ -17,7 +17,8 @@ extern const int TULOSQLiteBusyTimeoutMilliseconds;
 
 // One connection to an SQLite file. The file's folder is created on open; file and folder are
 // owner-only (0600 / 0700). A file SQLite finds to be no database or malformed is moved aside
-// under a timestamped name (never deleted) and a fresh file takes its place.
+// under a timestamped name (never deleted) and a fresh file takes its place. A file that exists
+// but cannot be written is opened read-only, so what it holds can still be read.
 //
 // All operations are serialised: a transaction holds the connection for its whole block, so
 // another thread waits until it ends. Rows are only ever reached through bound parameters.
@@ -37,6 +38,9 @@ public:
     bool isOpen() const;
     // Why the last open failed; null while the connection is open.
     TULOError openError() const;
+    // Open, but only for reading; the reason says why the file cannot be written.
+    bool isReadOnly() const;
+    QString readOnlyReason() const;
 
     // Installing the block does not run it; it runs on the next reopen or recovery.
     void setSetupBlock(TULOSetupBlock block);
@@ -88,6 +92,7 @@ private:
     mutable QRecursiveMutex m_mutex;
     sqlite3 *m_connection = nullptr;
     TULOError m_openError;
+    QString m_readOnlyReason; // empty: the file can be written
     TULOSetupBlock m_setupBlock;
     QStringList m_setAsidePaths;
     int m_operationDepth = 0;

@@ -2,7 +2,11 @@
 
 #include <Quillon/platform/store/credentialstoretokenkeeper.h>
 
+#include <QLoggingCategory>
+
 #include <memory>
+
+Q_LOGGING_CATEGORY(lcTULOStoreAccounts, "quillon.store.accounts", QtWarningMsg)
 
 TULOStoreAccountStore::TULOStoreAccountStore()
     : m_keeper(std::make_unique<TULOCredentialStoreTokenKeeper>())
@@ -25,26 +29,39 @@ std::optional<TULOStoreAccount> TULOStoreAccountStore::activeAccount() const
     if (!m_active)
         return std::nullopt;
     TULOStoreAccount account = *m_active;
-    account.setToken(m_keeper->tokenForAccount(account.accountName()));
+    if (account.token().isEmpty())
+        account.setToken(m_keeper->tokenForAccount(account.accountName()));
     return account;
 }
 
-void TULOStoreAccountStore::setActiveAccount(const TULOStoreAccount &account)
+bool TULOStoreAccountStore::setActiveAccount(const TULOStoreAccount &account)
 {
     std::lock_guard lock(m_mutex);
-    m_keeper->setTokenForAccount(account.token(), account.accountName());
     TULOStoreAccount kept = account;
-    kept.setToken(QString()); // the keeper holds it, nobody else
+    const bool saved = m_keeper->setTokenForAccount(account.token(), account.accountName());
+    if (saved) {
+        kept.setToken(QString()); // the keeper holds it, nobody else
+    } else if (!account.token().isEmpty()) {
+        // Dropping it would make every signed request sign in again, without end.
+        static std::once_flag told;
+        std::call_once(told, [] {
+            qCWarning(lcTULOStoreAccounts, "The store session could not be saved in the credential store; "
+                                           "it is kept in memory until the application quits.");
+        });
+    }
     m_active = kept;
     m_lastActiveRead = true;
     m_keeper->setLastActiveAccount(kept);
+    return saved;
 }
 
 void TULOStoreAccountStore::invalidateToken()
 {
     std::lock_guard lock(m_mutex);
-    if (m_active)
+    if (m_active) {
+        m_active->setToken(QString());
         m_keeper->setTokenForAccount(QString(), m_active->accountName());
+    }
 }
 
 void TULOStoreAccountStore::signOut()

@@ -57,8 +57,10 @@ public:
     static TULOStoreAccountStore *defaultStore();
 
     std::optional<TULOStoreAccount> activeAccount() const;
-    // Makes `account` active and hands its token to the keeper.
-    void setActiveAccount(const TULOStoreAccount &account);
+    // Makes `account` active and hands its token to the keeper. When the keeper cannot save it,
+    // the token stays in memory for the rest of the process, so the session still works (one
+    // warning says so, once), and the answer is false.
+    bool setActiveAccount(const TULOStoreAccount &account);
     // Forgets the active account's token (after the store refused it) but keeps the account,
     // so signing in again can offer its name.
     void invalidateToken();
@@ -71,7 +73,7 @@ public:
 private:
     TULOStoreAccountStore();
     mutable std::mutex m_mutex;
-    mutable std::optional<TULOStoreAccount> m_active;
+    mutable std::optional<TULOStoreAccount> m_active; // its token only when the keeper could not save it
     mutable bool m_lastActiveRead = false; // the keeper's last active account is read once, when needed
     std::unique_ptr<TULOStoreTokenKeeper> m_keeper;
 };
