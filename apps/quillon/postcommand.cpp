@@ -18,6 +18,8 @@
 #include <QJsonObject>
 #include <QTextStream>
 
+#include <limits>
+
 namespace {
 
 const QString kCommand = QStringLiteral("post");
@@ -71,7 +73,8 @@ int runPost(const QStringList &arguments)
     QString recordingPath;
     if (options->recordSeconds) {
         const double limit = configuration.maximumSoundBiteDuration();
-        if (*options->recordSeconds > limit + 1e-9)
+        // A limit of 0 or less is none, as for the recorder's time-out.
+        if (limit > std::numeric_limits<double>::epsilon() && *options->recordSeconds > limit + 1e-9)
             return TULOCommandFail(kCommand, QStringLiteral("--record %1: the store takes sound bites of at most %2 seconds")
                                                  .arg(*options->recordSeconds).arg(limit));
         const TULOAttachmentPtr soundBite = TULOPostRecordSoundBite(*options->recordSeconds, options->captureFromPath, &error);
