@@ -103,6 +103,55 @@ private Q_SLOTS:
         QCOMPARE(view->textWithResolvedTokenStrings(), QString(expected).replace(QChar(0x00A4), token->representedText()));
     }
 
+    // After an edit every token's view sits where the layout now puts its token, in text order,
+    // without waiting for a full reload of the views.
+    void tokenViewsFollowEdits_data()
+    {
+        QTest::addColumn<int>("caret"); // -1: the end
+        QTest::addColumn<QString>("typed"); // \b: backspace, \n: return
+        QTest::addColumn<int>("tokens");
+        QTest::newRow("typing at the start moves every token") << 0 << "wider words " << 12;
+        QTest::newRow("typing in the middle") << 60 << "and more" << 12;
+        QTest::newRow("a line end before tokens") << 30 << "\n\n" << 12;
+        QTest::newRow("backspace over a token") << 24 << "\b\b" << 11;
+        QTest::newRow("backspace pulls a word back onto the line before") << 47 << "\b\b\b\b\b\b" << 12;
+        QTest::newRow("typing at the end") << -1 << "tail" << 12;
+    }
+    void tokenViewsFollowEdits()
+    {
+        QFETCH(int, caret);
+        QFETCH(QString, typed);
+        QFETCH(int, tokens);
+        view->resize(220, 400); // many lines
+        TULOSetTokenText(*view, QString::fromUtf8("one ¤ two three ¤ four ¤ five six seven ¤ eight ¤ nine\nten ¤ eleven twelve ¤ "
+                                                  "thirteen ¤ fourteen fifteen ¤ sixteen ¤ seventeen ¤ eighteen ¤ end"));
+        view->reloadTokenViews();
+        view->setSelectedRange({caret < 0 ? view->textLength() : caret, 0});
+        for (const QChar c : typed) {
+            if (c == QLatin1Char('\b'))
+                QTest::keyClick(view.get(), Qt::Key_Backspace);
+            else if (c == QLatin1Char('\n'))
+                QTest::keyClick(view.get(), Qt::Key_Return);
+            else
+                QTest::keyClicks(view.get(), QString(c));
+        }
+        // No event processing: the views were placed by the edit itself.
+        QList<qsizetype> indexes;
+        for (qsizetype index = 0; index < view->textLength(); ++index) {
+            if (view->tokenAttachmentAtIndex(index))
+                indexes.append(index);
+        }
+        QCOMPARE(indexes.size(), tokens);
+        const QList<TULOTokenTextAttachmentView *> views = view->tokenViews();
+        QCOMPARE(views.size(), tokens);
+        for (qsizetype i = 0; i < indexes.size(); ++i) {
+            QCOMPARE(views.at(i), view->tokenAttachmentAtIndex(indexes.at(i))->tokenView());
+            const QRectF frame = view->tokenViewFrameForCharacterIndex(indexes.at(i));
+            QCOMPARE(views.at(i)->geometry(), QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
+            QVERIFY(views.at(i)->isVisible());
+        }
+    }
+
     void undoAndRedoKeepTheTokenWhole()
     {
         QTest::keyClicks(view.get(), QStringLiteral("hi @an"));
