@@ -159,6 +159,8 @@ void TULOTokenTextView::enumerateTokenRuns(qsizetype from, qsizetype to, const R
             break;
         for (auto it = textBlock.begin(); !it.atEnd() && !stop; ++it) {
             const QTextFragment fragment = it.fragment();
+            if (fragment.position() >= to)
+                break;
             const qsizetype start = qMax<qsizetype>(fragment.position(), from);
             const qsizetype end = qMin<qsizetype>(fragment.position() + fragment.length(), to);
             if (start >= end)
@@ -449,7 +451,7 @@ QRectF TULOTokenTextView::tokenViewFrame(const QTextBlock &block, qsizetype inde
     const QTextLine line = layout ? layout->lineForTextPosition(int(index - block.position())) : QTextLine();
     if (!line.isValid())
         return QRectF();
-    const QRectF bounds = attachment.attachmentBounds(TULOTokenTextObjectHandler::lineFragmentWidth(document()));
+    const QRectF bounds = attachment.cachedAttachmentBounds(TULOTokenTextObjectHandler::lineFragmentWidth(document()));
     const qreal x = layout->position().x() + line.cursorToX(int(index - block.position()));
     const qreal baseline = layout->position().y() + line.y() + line.ascent();
     // Bounds are relative to the baseline, y growing upwards.
