@@ -49,9 +49,10 @@ TULOTokenTextView::TULOTokenTextView(QWidget *parent)
     setAcceptRichText(false);
     document()->documentLayout()->registerHandler(TULOTokenTextObjectType, m_objectHandler);
 
-    // Token views follow every layout pass: an edit moves only the views from the line before
-    // it on, at once, before the text is painted; anything else that lays the text out again
-    // (a new width, a new font) places them all, once the layout has settled.
+    // Token views follow the layout: an edit moves only the views from the line before it on,
+    // at once, before the text is painted; a new width or a new font places them all, once the
+    // layout has settled. Other layout passes (a long text laid out step by step) move nothing
+    // that was placed, since placing a token lays its paragraph out.
     m_tokenViewReloadTimer->setSingleShot(true);
     m_tokenViewReloadTimer->setInterval(0);
     connect(m_tokenViewReloadTimer, &QTimer::timeout, this, &TULOTokenTextView::reloadTokenViews);
@@ -59,10 +60,6 @@ TULOTokenTextView::TULOTokenTextView(QWidget *parent)
         m_changedFrom = m_changedFrom < 0 ? position : qMin<qsizetype>(m_changedFrom, position);
     });
     connect(document()->documentLayout(), &QAbstractTextDocumentLayout::update, this, &TULOTokenTextView::layoutDidUpdate);
-    connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this, [this] {
-        if (m_changedFrom < 0)
-            scheduleTokenViewReload();
-    });
     connect(document(), &QTextDocument::contentsChanged, this, [this] { ++m_contentChanges; });
     connect(this, &QTextEdit::cursorPositionChanged, this, [this] { m_selectionCleared = false; });
     connect(this, &QTextEdit::selectionChanged, this, [this] {
@@ -491,10 +488,12 @@ void TULOTokenTextView::reloadTokenViews()
 
 void TULOTokenTextView::layoutDidUpdate()
 {
-    if (m_changedFrom < 0 || document()->textWidth() != m_laidOutWidth) {
+    if (document()->textWidth() != m_laidOutWidth) {
         scheduleTokenViewReload();
         return;
     }
+    if (m_changedFrom < 0)
+        return;
     // The lines before the one ahead of the edit keep their places, and their tokens with them
     // (a word may move back onto the line ahead of the edit, never further).
     qsizetype from = qBound<qsizetype>(0, m_changedFrom, textLength());
@@ -527,28 +526,45 @@ void TULOTokenTextView::placeTokenViewsFrom(qsizetype from)
     }
     m_tokenViews.resize(kept);
     m_tokenIndexes.resize(kept);
-    QTextBlock block;
-    enumerateTokenRuns(from, textLength(), [&](const auto &attachment, TULOTextRange run, bool *) {
-        TULOTokenTextAttachmentView *view = attachment->tokenView();
-        // The view covers the token character, not text that shares its run.
-        const qsizetype index = objectIndexInRun(run);
-        if (!view || document()->characterAt(int(index)) != QChar::ObjectReplacementCharacter)
-            return; // the rest of a run whose token lies before `from`
-        if (!block.isValid() || !block.contains(int(index)))
-            block = document()->findBlock(int(index));
-        const QRectF frame = tokenViewFrame(block, index, *attachment);
-        if (view->parentWidget() != viewport())
-            view->setParent(viewport());
-        view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
-        view->show();
-        m_tokenViews.append(view);
-        m_tokenIndexes.append(index);
-        previous.remove(view);
-    });
+    // The token characters from `from` on, found in the text itself: far cheaper than walking a
+    // long paragraph's format runs from its start.
+    QSet<const TULOTokenTextAttachmentView *> placed;
+    for (QTextBlock block = document()->findBlock(int(from)); block.isValid(); block = block.next()) {
+        const QString text = block.text();
+        const qsizetype start = block.position();
+        for (qsizetype offset = text.indexOf(QChar::ObjectReplacementCharacter, qMax<qsizetype>(0, from - start)); offset >= 0;
+             offset = text.indexOf(QChar::ObjectReplacementCharacter, offset + 1)) {
+            const qsizetype index = start + offset;
+            const auto attachment = tokenAttachmentAtIndex(index);
+            TULOTokenTextAttachmentView *view = attachment ? attachment->tokenView() : nullptr;
+            if (!view || placed.contains(view))
+                continue;
+            // The view covers the first token character of its run; a run whose token lies
+            // before `from` keeps its view where it is.
+            if (index > 0 && tokenAttachmentAtIndex(index - 1) == attachment && objectIndexInRun(effectiveTokenRange(index)) != index)
+                continue;
+            const QRectF frame = tokenViewFrame(block, index, *attachment);
+            if (view->parentWidget() != viewport())
+                view->setParent(viewport());
+            view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
+            view->show();
+            m_tokenViews.append(view);
+            m_tokenIndexes.append(index);
+            placed.insert(view);
+            previous.remove(view);
+        }
+    }
     for (TULOTokenTextAttachmentView *view : std::as_const(previous)) {
         view->hide();
         view->setParent(nullptr);
     }
+}
+
+void TULOTokenTextView::changeEvent(QEvent *event)
+{
+    QTextEdit::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        scheduleTokenViewReload();
 }
 
 void TULOTokenTextView::scheduleTokenViewReload()

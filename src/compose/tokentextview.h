@@ -84,6 +84,7 @@ public:
     QRectF tokenViewFrameForCharacterIndex(qsizetype index) const;
 
 protected:
+    void changeEvent(QEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;

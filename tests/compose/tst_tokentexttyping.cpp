@@ -152,6 +152,53 @@ private Q_SLOTS:
         }
     }
 
+    // A new width or font lays every line out again: once that has settled, all views are
+    // where their tokens now are.
+    void tokenViewsFollowRelayout_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("pointSize"); // 0: as it is
+        QTest::newRow("narrower") << 150 << 0;
+        QTest::newRow("wider") << 380 << 0;
+        QTest::newRow("larger font") << 220 << 20;
+    }
+    void tokenViewsFollowRelayout()
+    {
+        QFETCH(int, width);
+        QFETCH(int, pointSize);
+        view->resize(220, 400);
+        TULOSetTokenText(*view, QString::fromUtf8("one ¤ two three ¤ four ¤ five six seven ¤ eight ¤ nine ten ¤ eleven"));
+        view->reloadTokenViews();
+        const QList<QRect> before = [&] {
+            QList<QRect> frames;
+            for (const TULOTokenTextAttachmentView *tokenView : view->tokenViews())
+                frames.append(tokenView->geometry());
+            return frames;
+        }();
+        view->resize(width, 400);
+        if (pointSize > 0) {
+            QFont font = view->font();
+            font.setPointSize(pointSize);
+            view->setFont(font);
+        }
+        QTRY_VERIFY(view->tokenViews().size() == 6);
+        QList<QRect> after;
+        const QList<TULOTokenTextAttachmentView *> views = view->tokenViews();
+        QTRY_VERIFY([&] {
+            for (qsizetype index = 0, token = 0; index < view->textLength(); ++index) {
+                if (!view->tokenAttachmentAtIndex(index))
+                    continue;
+                const QRectF frame = view->tokenViewFrameForCharacterIndex(index);
+                if (views.at(token++)->geometry() != QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())))
+                    return false;
+            }
+            return true;
+        }());
+        for (const TULOTokenTextAttachmentView *tokenView : views)
+            after.append(tokenView->geometry());
+        QVERIFY(after != before); // the relayout did move them
+    }
+
     void undoAndRedoKeepTheTokenWhole()
     {
         QTest::keyClicks(view.get(), QStringLiteral("hi @an"));
