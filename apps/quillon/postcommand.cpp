@@ -20,6 +20,8 @@
 #include <QScopeGuard>
 #include <QTextStream>
 
+#include <limits>
+
 namespace {
 
 const QString kCommand = QStringLiteral("post");
@@ -74,7 +76,8 @@ int runPost(const QStringList &arguments)
     // Every limit is checked before the take, so nothing is recorded only to be refused.
     if (options->recordSeconds) {
         const double limit = configuration.maximumSoundBiteDuration();
-        if (*options->recordSeconds > limit + 1e-9)
+        // A limit of 0 or less is none, as for the recorder's time-out.
+        if (limit > std::numeric_limits<double>::epsilon() && *options->recordSeconds > limit + 1e-9)
             return TULOCommandFail(kCommand, QStringLiteral("--record %1: %2 takes sound bites of at most %3 seconds")
                                                  .arg(*options->recordSeconds)
                                                  .arg(session.storeSetSoundBiteDuration() ? QStringLiteral("the store")

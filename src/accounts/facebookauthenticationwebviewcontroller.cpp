@@ -8,6 +8,8 @@
 
 #include <QCoreApplication>
 #include <QGridLayout>
+#include <QNetworkCookie>
+#include <QPointer>
 #include <QTimer>
 #include <QUrlQuery>
 #include <QWebEngineCookieStore>
@@ -17,6 +19,9 @@
 #include <QWebEngineProfile>
 #include <QWebEngineView>
 
+#include <algorithm>
+#include <functional>
+
 const char *const TULOFacebookAuthenticationErrorDomain = "com.vantor.Quillon";
 
 namespace {
@@ -25,8 +30,9 @@ namespace {
 class TULOFacebookAuthenticationPage : public QWebEnginePage
 {
 public:
-    TULOFacebookAuthenticationPage(TULOFacebookAuthenticationWebViewController *controller, QObject *parent)
-        : QWebEnginePage(parent), m_controller(controller) {}
+    TULOFacebookAuthenticationPage(TULOFacebookAuthenticationWebViewController *controller, QWebEngineProfile *profile,
+                                   QObject *parent)
+        : QWebEnginePage(profile, parent), m_controller(controller) {}
 
 protected:
     bool acceptNavigationRequest(const QUrl &url, NavigationType type, bool isMainFrame) override
@@ -38,6 +44,119 @@ protected:
 
 private:
     QPointer<TULOFacebookAuthenticationWebViewController> m_controller;
+};
+
+// The sign-in's own web profile, for the whole process, and every cookie in it. Being ours
+// from its first moment, it has seen each of its cookies arrive, so those of a site can be
+// deleted for certain (QWebEngineCookieStore::loadAllCookies() reports nothing dependable).
+class TULOSignInCookieJar : public QObject
+{
+public:
+    static TULOSignInCookieJar *shared()
+    {
+        static TULOSignInCookieJar *jar = nullptr;
+        if (!jar) {
+            jar = new TULOSignInCookieJar;
+            // Before WebEngine's own clean-up, which was registered earlier and so runs later.
+            qAddPostRoutine([] {
+                delete jar;
+                jar = nullptr;
+            });
+        }
+        return jar;
+    }
+
+    QWebEngineProfile *profile() const { return m_profile; }
+
+    // Deletes every cookie whose domain is `domain`, cookies still on their way into the store
+    // included, and then calls `then` on `context`'s thread, unless `context` is gone.
+    void deleteCookiesOfDomain(const QString &domain, QObject *context, std::function<void()> then)
+    {
+        // Cookie changes reach us in the order they were made: once this one has arrived, so
+        // has every cookie set before it.
+        QNetworkCookie barrier(QByteArrayLiteral("quillon-barrier-") + QByteArray::number(++m_barriers), QByteArrayLiteral("1"));
+        barrier.setPath(QStringLiteral("/"));
+        m_deletions.append({barrier.name(), domain.toLower(), context, std::move(then), {}, false});
+        m_profile->cookieStore()->setCookie(barrier, barrierOrigin());
+    }
+
+private:
+    struct Deletion
+    {
+        QByteArray barrier;
+        QString domain;
+        QPointer<QObject> context;
+        std::function<void()> then;
+        QList<QNetworkCookie> waiting;
+        bool barrierArrived;
+    };
+
+    static QUrl barrierOrigin() { return QUrl(QStringLiteral("http://localhost/")); }
+
+    TULOSignInCookieJar()
+        : m_profile(new QWebEngineProfile)
+    {
+        QWebEngineCookieStore *store = m_profile->cookieStore();
+        connect(store, &QWebEngineCookieStore::cookieAdded, this, &TULOSignInCookieJar::cookieAdded);
+        connect(store, &QWebEngineCookieStore::cookieRemoved, this, &TULOSignInCookieJar::cookieRemoved);
+        // The profile applies cookie changes only once a page of it has loaded something.
+        m_starter = new QWebEnginePage(m_profile);
+        m_starter->load(QUrl(QStringLiteral("about:blank")));
+    }
+
+    ~TULOSignInCookieJar() override
+    {
+        delete m_starter;
+        delete m_profile; // after its last page
+    }
+
+    void cookieAdded(const QNetworkCookie &cookie)
+    {
+        m_cookies.removeIf([&](const QNetworkCookie &known) { return known.hasSameIdentifier(cookie); });
+        m_cookies.append(cookie);
+        for (Deletion &deletion : m_deletions) {
+            if (deletion.barrierArrived || cookie.name() != deletion.barrier)
+                continue;
+            deletion.barrierArrived = true;
+            for (const QNetworkCookie &known : std::as_const(m_cookies)) {
+                if (known.domain().toLower() == deletion.domain || known.hasSameIdentifier(cookie))
+                    deletion.waiting.append(known);
+            }
+            for (const QNetworkCookie &doomed : std::as_const(deletion.waiting)) {
+                const bool asked = std::any_of(m_deleting.cbegin(), m_deleting.cend(),
+                                               [&](const QNetworkCookie &other) { return other.hasSameIdentifier(doomed); });
+                if (!asked) {
+                    m_deleting.append(doomed);
+                    m_profile->cookieStore()->deleteCookie(doomed);
+                }
+            }
+        }
+    }
+
+    void cookieRemoved(const QNetworkCookie &cookie)
+    {
+        const auto same = [&](const QNetworkCookie &known) { return known.hasSameIdentifier(cookie); };
+        m_cookies.removeIf(same);
+        m_deleting.removeIf(same);
+        for (Deletion &deletion : m_deletions)
+            deletion.waiting.removeIf(same);
+        QList<Deletion> done;
+        for (qsizetype i = m_deletions.size() - 1; i >= 0; --i) {
+            if (m_deletions.at(i).barrierArrived && m_deletions.at(i).waiting.isEmpty())
+                done.prepend(m_deletions.takeAt(i));
+        }
+        for (const Deletion &deletion : std::as_const(done)) {
+            if (deletion.context)
+                QMetaObject::invokeMethod(deletion.context, deletion.then, Qt::QueuedConnection);
+        }
+    }
+
+    QWebEngineProfile *m_profile;
+    QWebEnginePage *m_starter = nullptr;
+    QList<QNetworkCookie> m_cookies;
+    QList<QNetworkCookie> m_deleting;
+    QList<Deletion> m_deletions;
+    quint64 m_barriers = 0;
 };
 
 // Facebook's site-wide cookie domain: the dialog host without "www.", with a leading dot.
@@ -90,7 +209,7 @@ void TULOFacebookAuthenticationWebViewController::loadView()
     layout->setContentsMargins(0, 0, 0, 0);
 
     m_webView = new QWebEngineView(view);
-    m_webView->setPage(new TULOFacebookAuthenticationPage(this, m_webView));
+    m_webView->setPage(new TULOFacebookAuthenticationPage(this, TULOSignInCookieJar::shared()->profile(), m_webView));
     m_webView->setAccessibleName(QCoreApplication::translate("TULOFacebookAuthenticationWebViewController", "Facebook sign-in"));
     layout->addWidget(m_webView, 0, 0);
 
@@ -138,26 +257,6 @@ void TULOFacebookAuthenticationWebViewController::viewDidLoad()
                                               {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
                                                {QString::fromLatin1(TULOURLErrorKey), info.url()}}));
     });
-
-    QWebEngineCookieStore *cookies = page->profile()->cookieStore();
-    connect(cookies, &QWebEngineCookieStore::cookieAdded, this, [this](const QNetworkCookie &cookie) {
-        m_cookies.removeAll(cookie);
-        m_cookies.append(cookie);
-    });
-    connect(cookies, &QWebEngineCookieStore::cookieRemoved, this,
-            [this](const QNetworkCookie &cookie) { m_cookies.removeAll(cookie); });
-    cookies->loadAllCookies();
-}
-
-void TULOFacebookAuthenticationWebViewController::deleteSiteCookies()
-{
-    QWebEngineCookieStore *store = m_webView->page()->profile()->cookieStore();
-    const QString domain = siteCookieDomain();
-    const QList<QNetworkCookie> cookies = m_cookies;
-    for (const QNetworkCookie &cookie : cookies) {
-        if (cookie.domain() == domain)
-            store->deleteCookie(cookie);
-    }
 }
 
 void TULOFacebookAuthenticationWebViewController::startAuthenticationProcess()
@@ -165,15 +264,24 @@ void TULOFacebookAuthenticationWebViewController::startAuthenticationProcess()
     if (m_authenticating)
         return;
     view();
-    // Always sign in afresh, never with a remembered session.
-    deleteSiteCookies();
     m_token.clear();
     m_didInterruptRedirect = false;
+    m_authenticating = true;
+    m_loadTimer->start(m_loadTimeout); // the cookies' deletion counts towards the time-out
+    // Always sign in afresh, never with a remembered session: the dialog loads once the site's
+    // cookies are gone.
+    const quint64 attempt = ++m_attempts;
+    TULOSignInCookieJar::shared()->deleteCookiesOfDomain(siteCookieDomain(), this, [this, attempt] {
+        if (m_authenticating && attempt == m_attempts)
+            loadDialog();
+    });
+}
+
+void TULOFacebookAuthenticationWebViewController::loadDialog()
+{
     QWebEngineHttpRequest request(authenticationURLWithClientID(m_clientID, m_writePermissions));
     request.setHeader(QByteArrayLiteral("Cache-Control"), QByteArrayLiteral("no-cache"));
     request.setHeader(QByteArrayLiteral("Pragma"), QByteArrayLiteral("no-cache"));
-    m_authenticating = true;
-    m_loadTimer->start(m_loadTimeout);
     m_webView->load(request);
 }
 

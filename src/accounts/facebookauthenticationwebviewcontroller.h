@@ -4,7 +4,6 @@
 #include <Quillon/platform/ui/activityindicatorview.h>
 #include <Quillon/platform/ui/viewcontroller.h>
 
-#include <QNetworkCookie>
 #include <QPointer>
 #include <QStringList>
 #include <QUrl>
@@ -71,7 +70,7 @@ protected:
     void viewDidLoad() override;
 
 private:
-    void deleteSiteCookies();
+    void loadDialog();
 
     const QString m_clientID;
     const QStringList m_writePermissions;
@@ -81,7 +80,7 @@ private:
     QPointer<TULOActivityIndicatorView> m_activityIndicator;
     QTimer *m_loadTimer = nullptr;
     int m_loadTimeout = DefaultLoadTimeout;
-    QList<QNetworkCookie> m_cookies;
+    quint64 m_attempts = 0;
     QString m_token;
     bool m_didInterruptRedirect = false;
 };

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QPainter>
 
 #include <cmath>
 
@@ -23,7 +24,28 @@ TULOTagTokenView::TULOTagTokenView(QWidget *parent)
     m_label->setContentsMargins(TULOTagTokenHorizontalPadding, 0, TULOTagTokenHorizontalPadding, 0);
     m_label->setTextFormat(Qt::PlainText);
     m_label->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_label->hide(); // painted by this view; it still holds the text, font, colour and place
+    m_name.setTextFormat(Qt::PlainText);
+    m_name.setPerformanceHint(QStaticText::AggressiveCaching);
     updateTextColor();
+}
+
+void TULOTagTokenView::paintEvent(QPaintEvent *event)
+{
+    TULOTokenTextAttachmentView::paintEvent(event);
+    const QFont font = m_label->font();
+    if (m_name.text() != m_label->text() || m_nameFont != font) {
+        m_name.setText(m_label->text());
+        m_name.prepare(QTransform(), font);
+        m_nameFont = font;
+    }
+    QPainter painter(this);
+    painter.setFont(font);
+    painter.setPen(m_label->palette().color(QPalette::WindowText));
+    // As the label aligns it: centred in its contents.
+    const QRectF area = QRectF(m_label->contentsRect()).translated(m_label->pos());
+    const QSizeF size = m_name.size();
+    painter.drawStaticText(QPointF(area.x() + (area.width() - size.width()) / 2, area.y() + (area.height() - size.height()) / 2), m_name);
 }
 
 QSize TULOTagTokenView::sizeHint() const

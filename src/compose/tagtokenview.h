@@ -2,6 +2,8 @@
 
 #include <Quillon/compose/tokentextattachmentview.h>
 
+#include <QStaticText>
+
 class QLabel;
 
 // The token view of a tag: its name in bold body text, centred in the rounded label.
@@ -18,6 +20,7 @@ public:
     QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
+    void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void selectedDidChange() override;
 
@@ -25,4 +28,8 @@ private:
     void updateTextColor();
 
     QLabel *m_label;
+    // The label's text, laid out once: a long text shows hundreds of tokens, and this view
+    // paints the name itself instead of a label widget of its own being painted with each.
+    QStaticText m_name;
+    QFont m_nameFont;
 };

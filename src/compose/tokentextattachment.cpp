@@ -50,6 +50,15 @@ QRectF TULOTokenTextAttachment::attachmentBounds(qreal proposedLineFragmentWidth
     return QRectF(0, 0, qMin(intrinsic.width(), proposedLineFragmentWidth), intrinsic.height());
 }
 
+QRectF TULOTokenTextAttachment::cachedAttachmentBounds(qreal proposedLineFragmentWidth) const
+{
+    const TULOTokenTextAttachmentView *view = tokenView();
+    const QSize sizeHint = view ? view->sizeHint() : QSize();
+    if (m_cachedBounds.width != proposedLineFragmentWidth || m_cachedBounds.view != view || m_cachedBounds.sizeHint != sizeHint)
+        m_cachedBounds = {proposedLineFragmentWidth, view, sizeHint, attachmentBounds(proposedLineFragmentWidth)};
+    return m_cachedBounds.bounds;
+}
+
 std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::attachmentForFormat(const QTextFormat &format)
 {
     const QVariant value = format.property(TULOTokenTextAttachmentProperty);

@@ -3,6 +3,7 @@
 #include <QMetaType>
 #include <QPointer>
 #include <QRectF>
+#include <QSize>
 #include <QString>
 #include <QTextCharFormat>
 #include <QVariant>
@@ -46,6 +47,9 @@ public:
     // The token's box relative to the baseline (y up is negative in the text system's sense:
     // a negative y puts part of the box below the baseline). Width is at most the line's.
     virtual QRectF attachmentBounds(qreal proposedLineFragmentWidth) const;
+    // The same, remembered: the text layout asks for every token at each pass, and the bounds
+    // change only with the line's width or the view's size.
+    QRectF cachedAttachmentBounds(qreal proposedLineFragmentWidth) const;
 
     // The token attachment a format holds, or null (other objects are ordinary text).
     static std::shared_ptr<TULOTokenTextAttachment> attachmentForFormat(const QTextFormat &format);
@@ -60,6 +64,14 @@ protected:
 private:
     QVariant m_representedObject;
     mutable QPointer<TULOTokenTextAttachmentView> m_tokenView;
+    struct CachedBounds
+    {
+        qreal width = -1;
+        const TULOTokenTextAttachmentView *view = nullptr;
+        QSize sizeHint;
+        QRectF bounds;
+    };
+    mutable CachedBounds m_cachedBounds;
 };
 
 Q_DECLARE_METATYPE(std::shared_ptr<TULOTokenTextAttachment>)

@@ -16,7 +16,7 @@ QSizeF TULOTokenTextObjectHandler::intrinsicSize(QTextDocument *document, int, c
     const auto attachment = TULOTokenTextAttachment::attachmentForFormat(format);
     if (!attachment)
         return QSizeF(0, 0);
-    const QRectF bounds = attachment->attachmentBounds(lineFragmentWidth(document));
+    const QRectF bounds = attachment->cachedAttachmentBounds(lineFragmentWidth(document));
     // The layout puts an object's bottom on the baseline; only the part above it counts as
     // its height, the part below lies in the line's descent.
     return QSizeF(bounds.width(), qMax<qreal>(0, bounds.height() + bounds.top()));

@@ -15,6 +15,8 @@
 #include <QTextLayout>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace {
 
 bool TULOIsLineEnd(QChar c)
@@ -47,14 +49,17 @@ TULOTokenTextView::TULOTokenTextView(QWidget *parent)
     setAcceptRichText(false);
     document()->documentLayout()->registerHandler(TULOTokenTextObjectType, m_objectHandler);
 
-    // Token views follow every layout pass, once the layout has settled.
+    // Token views follow the layout: an edit moves only the views from the line before it on,
+    // at once, before the text is painted; a new width or a new font places them all, once the
+    // layout has settled. Other layout passes (a long text laid out step by step) move nothing
+    // that was placed, since placing a token lays its paragraph out.
     m_tokenViewReloadTimer->setSingleShot(true);
     m_tokenViewReloadTimer->setInterval(0);
     connect(m_tokenViewReloadTimer, &QTimer::timeout, this, &TULOTokenTextView::reloadTokenViews);
-    connect(document()->documentLayout(), &QAbstractTextDocumentLayout::update, this,
-            &TULOTokenTextView::scheduleTokenViewReload);
-    connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
-            &TULOTokenTextView::scheduleTokenViewReload);
+    connect(document(), &QTextDocument::contentsChange, this, [this](int position, int, int) {
+        m_changedFrom = m_changedFrom < 0 ? position : qMin<qsizetype>(m_changedFrom, position);
+    });
+    connect(document()->documentLayout(), &QAbstractTextDocumentLayout::update, this, &TULOTokenTextView::layoutDidUpdate);
     connect(document(), &QTextDocument::contentsChanged, this, [this] { ++m_contentChanges; });
     connect(this, &QTextEdit::cursorPositionChanged, this, [this] { m_selectionCleared = false; });
     connect(this, &QTextEdit::selectionChanged, this, [this] {
@@ -151,6 +156,8 @@ void TULOTokenTextView::enumerateTokenRuns(qsizetype from, qsizetype to, const R
             break;
         for (auto it = textBlock.begin(); !it.atEnd() && !stop; ++it) {
             const QTextFragment fragment = it.fragment();
+            if (fragment.position() >= to)
+                break;
             const qsizetype start = qMax<qsizetype>(fragment.position(), from);
             const qsizetype end = qMin<qsizetype>(fragment.position() + fragment.length(), to);
             if (start >= end)
@@ -309,8 +316,6 @@ void TULOTokenTextView::replaceTextInRange(TULOTextRange range,
     QTextCharFormat base;
     base.setFont(font());
     const QTextCharFormat format = attachment->attributedStringWithBaseAttributes(base);
-    // The suffix shares the token's format and so belongs to its run.
-    const QString string = attachment->attributedString() + suffix;
 
     const qsizetype length = textLength();
     const qsizetype start = qBound<qsizetype>(0, range.location, length);
@@ -319,9 +324,13 @@ void TULOTokenTextView::replaceTextInRange(TULOTextRange range,
     cursor.beginEditBlock();
     cursor.setPosition(int(start));
     cursor.setPosition(int(end), QTextCursor::KeepAnchor);
-    cursor.insertText(string, format);
+    cursor.insertText(attachment->attributedString(), format);
+    // The token's run is the token character alone: the suffix is ordinary text, so the
+    // posted text has the space the user saw after the token.
+    if (!suffix.isEmpty())
+        cursor.insertText(suffix, typingFormat(format));
     cursor.endEditBlock();
-    setSelectedRange({start + string.size(), 0});
+    setSelectedRange({start + attachment->attributedString().size() + suffix.size(), 0});
     cleanTypingFormat();
 }
 
@@ -429,12 +438,17 @@ QRectF TULOTokenTextView::tokenViewFrameForCharacterIndex(qsizetype index) const
     const QTextBlock block = document()->findBlock(int(index));
     if (!attachment || !block.isValid())
         return QRectF();
+    return tokenViewFrame(block, index, *attachment);
+}
+
+QRectF TULOTokenTextView::tokenViewFrame(const QTextBlock &block, qsizetype index, const TULOTokenTextAttachment &attachment) const
+{
     document()->documentLayout()->blockBoundingRect(block); // lays the block out
     const QTextLayout *layout = block.layout();
     const QTextLine line = layout ? layout->lineForTextPosition(int(index - block.position())) : QTextLine();
     if (!line.isValid())
         return QRectF();
-    const QRectF bounds = attachment->attachmentBounds(TULOTokenTextObjectHandler::lineFragmentWidth(document()));
+    const QRectF bounds = attachment.cachedAttachmentBounds(TULOTokenTextObjectHandler::lineFragmentWidth(document()));
     const qreal x = layout->position().x() + line.cursorToX(int(index - block.position()));
     const qreal baseline = layout->position().y() + line.y() + line.ascent();
     // Bounds are relative to the baseline, y growing upwards.
@@ -457,34 +471,100 @@ QList<TULOTokenTextAttachmentView *> TULOTokenTextView::tokenViews() const
 void TULOTokenTextView::reloadTokenViews()
 {
     m_tokenViewReloadTimer->stop();
-    QSet<TULOTokenTextAttachmentView *> previous;
-    for (const QPointer<TULOTokenTextAttachmentView> &view : std::as_const(m_tokenViews)) {
-        if (view)
-            previous.insert(view);
-    }
-    QList<QPointer<TULOTokenTextAttachmentView>> views;
+    m_changedFrom = -1;
+    m_laidOutWidth = document()->textWidth();
+    placeTokenViewsFrom(0);
+    // Selection marks follow the whole text here, whatever they were before.
     const TULOTextRange selection = selectedRange();
-    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *) {
-        TULOTokenTextAttachmentView *view = attachment->tokenView();
-        if (!view)
-            return;
-        // The view covers the token character, not a suffix that shares its run.
-        const qsizetype index = objectIndexInRun(run);
-        const QRectF frame = tokenViewFrameForCharacterIndex(index);
-        if (view->parentWidget() != viewport())
-            view->setParent(viewport());
-        view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
-        view->setSelected(!selection.isNotFound() && selection.contains(index));
-        view->show();
-        views.append(view);
-        previous.remove(view);
-    });
+    m_selectedTokenViews.clear();
+    for (qsizetype i = 0; i < m_tokenViews.size(); ++i) {
+        const bool selected = !selection.isNotFound() && selection.contains(m_tokenIndexes.at(i));
+        m_tokenViews.at(i)->setSelected(selected);
+        if (selected)
+            m_selectedTokenViews.append(m_tokenViews.at(i));
+    }
+    notifyChangeDelegate(uint(m_tokenViews.size()));
+}
+
+void TULOTokenTextView::layoutDidUpdate()
+{
+    if (document()->textWidth() != m_laidOutWidth) {
+        scheduleTokenViewReload();
+        return;
+    }
+    if (m_changedFrom < 0)
+        return;
+    // The lines before the one ahead of the edit keep their places, and their tokens with them
+    // (a word may move back onto the line ahead of the edit, never further).
+    qsizetype from = qBound<qsizetype>(0, m_changedFrom, textLength());
+    m_changedFrom = -1;
+    const QTextBlock block = document()->findBlock(int(from));
+    if (block.isValid()) {
+        document()->documentLayout()->blockBoundingRect(block);
+        const QTextLayout *layout = block.layout();
+        const QTextLine line = layout ? layout->lineForTextPosition(int(from - block.position())) : QTextLine();
+        from = line.isValid() && line.lineNumber() > 0 ? block.position() + layout->lineAt(line.lineNumber() - 1).textStart()
+                                                        : block.position();
+    }
+    placeTokenViewsFrom(from);
+    reloadTokenSelection();
+    notifyChangeDelegate(uint(m_tokenViews.size()));
+}
+
+void TULOTokenTextView::placeTokenViewsFrom(qsizetype from)
+{
+    // The views of tokens before `from` stay as they are; the others are placed again.
+    qsizetype kept = std::lower_bound(m_tokenIndexes.cbegin(), m_tokenIndexes.cend(), from) - m_tokenIndexes.cbegin();
+    if (std::any_of(m_tokenViews.cbegin(), m_tokenViews.cbegin() + kept, [](const auto &view) { return view.isNull(); })) {
+        kept = 0; // a view went with its attachment's last owner: place them all
+        from = 0;
+    }
+    QSet<TULOTokenTextAttachmentView *> previous;
+    for (qsizetype i = kept; i < m_tokenViews.size(); ++i) {
+        if (m_tokenViews.at(i))
+            previous.insert(m_tokenViews.at(i));
+    }
+    m_tokenViews.resize(kept);
+    m_tokenIndexes.resize(kept);
+    // The token characters from `from` on, found in the text itself: far cheaper than walking a
+    // long paragraph's format runs from its start.
+    QSet<const TULOTokenTextAttachmentView *> placed;
+    for (QTextBlock block = document()->findBlock(int(from)); block.isValid(); block = block.next()) {
+        const QString text = block.text();
+        const qsizetype start = block.position();
+        for (qsizetype offset = text.indexOf(QChar::ObjectReplacementCharacter, qMax<qsizetype>(0, from - start)); offset >= 0;
+             offset = text.indexOf(QChar::ObjectReplacementCharacter, offset + 1)) {
+            const qsizetype index = start + offset;
+            const auto attachment = tokenAttachmentAtIndex(index);
+            TULOTokenTextAttachmentView *view = attachment ? attachment->tokenView() : nullptr;
+            if (!view || placed.contains(view))
+                continue;
+            // The view covers the first token character of its run; a run whose token lies
+            // before `from` keeps its view where it is.
+            if (index > 0 && tokenAttachmentAtIndex(index - 1) == attachment && objectIndexInRun(effectiveTokenRange(index)) != index)
+                continue;
+            const QRectF frame = tokenViewFrame(block, index, *attachment);
+            if (view->parentWidget() != viewport())
+                view->setParent(viewport());
+            view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
+            view->show();
+            m_tokenViews.append(view);
+            m_tokenIndexes.append(index);
+            placed.insert(view);
+            previous.remove(view);
+        }
+    }
     for (TULOTokenTextAttachmentView *view : std::as_const(previous)) {
         view->hide();
         view->setParent(nullptr);
     }
-    m_tokenViews = views;
-    notifyChangeDelegate(uint(views.size()));
+}
+
+void TULOTokenTextView::changeEvent(QEvent *event)
+{
+    QTextEdit::changeEvent(event);
+    if (event->type() == QEvent::FontChange)
+        scheduleTokenViewReload();
 }
 
 void TULOTokenTextView::scheduleTokenViewReload()
@@ -494,11 +574,23 @@ void TULOTokenTextView::scheduleTokenViewReload()
 
 void TULOTokenTextView::reloadTokenSelection()
 {
+    // Only the tokens inside the selection are looked at, so moving the caret costs nothing.
     const TULOTextRange selection = selectedRange();
-    enumerateTokenRuns(0, textLength(), [&](const auto &attachment, TULOTextRange run, bool *) {
-        if (TULOTokenTextAttachmentView *view = attachment->tokenView())
-            view->setSelected(!selection.isNotFound() && selection.contains(objectIndexInRun(run)));
-    });
+    QList<QPointer<TULOTokenTextAttachmentView>> selected;
+    if (!selection.isNotFound() && selection.length > 0) {
+        enumerateTokenRuns(selection.location, selection.end(), [&](const auto &attachment, TULOTextRange run, bool *) {
+            TULOTokenTextAttachmentView *view = attachment->tokenView();
+            if (view && document()->characterAt(int(objectIndexInRun(run))) == QChar::ObjectReplacementCharacter) {
+                view->setSelected(true);
+                selected.append(view);
+            }
+        });
+    }
+    for (const QPointer<TULOTokenTextAttachmentView> &view : std::as_const(m_selectedTokenViews)) {
+        if (view && !selected.contains(view))
+            view->setSelected(false);
+    }
+    m_selectedTokenViews = selected;
 }
 
 bool TULOTokenTextView::selectTokenAtIndex(qsizetype index)

@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 
+class QTextBlock;
 class QTimer;
 class TULOTokenTextAttachment;
 class TULOTokenTextAttachmentView;
@@ -83,6 +84,7 @@ public:
     QRectF tokenViewFrameForCharacterIndex(qsizetype index) const;
 
 protected:
+    void changeEvent(QEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void focusOutEvent(QFocusEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
@@ -108,11 +110,18 @@ private:
     void notifyChangeDelegate(uint count);
     uint trimmedTextLength() const;
     void scheduleTokenViewReload();
+    void layoutDidUpdate();
+    void placeTokenViewsFrom(qsizetype from);
+    QRectF tokenViewFrame(const QTextBlock &block, qsizetype index, const TULOTokenTextAttachment &attachment) const;
     void userEditDidEnd(int changesBefore);
 
     qsizetype m_maximumTagLength = 60;
     QString m_tagDelimeter = QStringLiteral("@");
     QList<QPointer<TULOTokenTextAttachmentView>> m_tokenViews;
+    QList<qsizetype> m_tokenIndexes; // of m_tokenViews' tokens, in the text
+    QList<QPointer<TULOTokenTextAttachmentView>> m_selectedTokenViews;
+    qsizetype m_changedFrom = -1; // where the text changed since the views were last placed
+    qreal m_laidOutWidth = -1;
     TULOWeakDelegate<TULOTokenTextViewDelegate> m_changeDelegate;
     TULOWeakDelegate<TULOTextViewDelegate> m_delegate;
     QString m_tagSuffix = QStringLiteral(" ");

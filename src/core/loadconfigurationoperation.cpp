@@ -37,8 +37,10 @@ std::optional<double> doubleFromBagValue(const QVariant &value)
         if (ok)
             seconds = parsed;
     }
-    // A limit that cannot be met (negative, infinite, not a number) is as good as none.
-    if (seconds && (!std::isfinite(*seconds) || *seconds <= 0))
+    // Every number is taken as the store gives it: 0 or less means sound bites without a time
+    // limit (the recorder sets no time-out then). Only infinity and NaN, which a string can
+    // spell, leave the default.
+    if (seconds && !std::isfinite(*seconds))
         seconds.reset();
     return seconds;
 }

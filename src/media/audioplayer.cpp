@@ -60,6 +60,9 @@ void TULOAudioPlayer::play()
                     weak->updateStatusWithCurrentTime(weak->m_player->currentTime());
             });
             m_periodicTimeObserver->start();
+            // The first update comes when playback starts, and the second a second later.
+            connect(m_player.get(), &TULOMediaPlayer::rateChanged, this, &TULOAudioPlayer::playbackRateChanged,
+                    Qt::QueuedConnection);
         }
         // Queued: the player's notifications are handled on the main queue, never inside it.
         connect(m_player.get(), &TULOMediaPlayer::itemFailedToPlayToEnd, this,
@@ -88,6 +91,14 @@ void TULOAudioPlayer::togglePlayback()
         pause();
     else
         play();
+}
+
+void TULOAudioPlayer::playbackRateChanged()
+{
+    if (!m_player || !m_periodicTimeObserver || !(m_player->rate() > PlayingRateThreshold))
+        return;
+    m_periodicTimeObserver->start();
+    updateStatusWithCurrentTime(m_player->currentTime());
 }
 
 void TULOAudioPlayer::displayRefreshTick()

@@ -42,7 +42,7 @@ public:
 };
 
 // Plays one media asset and reports its status to the delegate on every display refresh
-// (usesDisplayRefresh) or once a second. Main thread only.
+// (usesDisplayRefresh) or once a second, starting when playback starts. Main thread only.
 class TULOAudioPlayer : public QObject
 {
     Q_OBJECT
@@ -70,6 +70,7 @@ public:
     static double displayRefreshRate();
 
 private:
+    void playbackRateChanged();
     void displayRefreshTick();
     void updateStatusWithCurrentTime(double seconds);
     void setPlayerState(qint64 state);

@@ -52,17 +52,17 @@ void TULOProximityCoordinator::addObserver(TULOProximityCoordinatorObserver *obs
         }
     }
     for (const Entry &entry : std::as_const(m_observers)) {
-        if (entry.observer == observer)
+        if (entry.isObserver(observer))
             return; // a set: once each
     }
-    QObject *object = dynamic_cast<QObject *>(observer);
-    m_observers.append({observer, object, object != nullptr});
+    m_observers.append({observer, observer->m_lifetime});
 }
 
 void TULOProximityCoordinator::removeObserver(TULOProximityCoordinatorObserver *observer)
 {
-    m_observers.removeIf([observer](const Entry &entry) { return entry.observer == observer; });
     pruneObservers();
+    if (observer)
+        m_observers.removeIf([observer](const Entry &entry) { return entry.isObserver(observer); });
     if (!m_observers.isEmpty())
         return;
     if (m_subscribedSensor) {
@@ -78,6 +78,7 @@ void TULOProximityCoordinator::proximityStateDidChange()
 {
     const QList<Entry> snapshot = m_observers;
     for (const Entry &entry : snapshot) {
+        // Checked at each call: an earlier observer may have deleted this one.
         if (entry.alive())
             entry.observer->proximityCoordinatorStateDidChange(this);
     }

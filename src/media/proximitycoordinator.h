@@ -12,9 +12,19 @@ class TULOProximitySensor;
 class TULOProximityCoordinatorObserver
 {
 public:
+    TULOProximityCoordinatorObserver() = default;
+    // A copy is an observer of its own, with its own lifetime.
+    TULOProximityCoordinatorObserver(const TULOProximityCoordinatorObserver &) {}
+    TULOProximityCoordinatorObserver &operator=(const TULOProximityCoordinatorObserver &) { return *this; }
     virtual ~TULOProximityCoordinatorObserver() = default;
     // The device's proximity state changed; read it from TULOProximitySensor::device().
     virtual void proximityCoordinatorStateDidChange(TULOProximityCoordinator *coordinator) { Q_UNUSED(coordinator); }
+
+private:
+    friend class TULOProximityCoordinator;
+    // Ends with the observer. The coordinator holds it weakly, so an observer that is gone
+    // (QObject or not, removed or not) is never called.
+    std::shared_ptr<const char> m_lifetime = std::make_shared<const char>('\0');
 };
 
 // Turns the device's proximity monitoring on while anybody observes it, and tells the
@@ -38,9 +48,9 @@ private:
     struct Entry
     {
         TULOProximityCoordinatorObserver *observer;
-        QPointer<QObject> guard;
-        bool tracked;
-        bool alive() const { return !tracked || guard; }
+        std::weak_ptr<const char> lifetime;
+        bool alive() const { return !lifetime.expired(); }
+        bool isObserver(const TULOProximityCoordinatorObserver *other) const { return lifetime.lock() == other->m_lifetime; }
     };
 
     void proximityStateDidChange();

@@ -14,8 +14,11 @@
 
 #include <QApplication>
 #include <QNetworkReply>
+#include <QNetworkCookie>
 #include <QUrlQuery>
+#include <QWebEngineCookieStore>
 #include <QWebEnginePage>
+#include <QWebEngineProfile>
 #include <QWebEngineView>
 
 // Chromium inside WebEngine trips AddressSanitizer on its own (a new/delete type mismatch in
@@ -268,6 +271,68 @@ private Q_SLOTS:
         m_queue.addOperation(second);
         QTRY_COMPARE_WITH_TIMEOUT(again.calls(), 1, TULOStoreTestWait);
         QVERIFY(!again.value());
+    }
+
+    // A second sign-in must not reuse the first one's session: the site's cookies, stored before
+    // this screen existed or still on their way into the store, are gone before the dialog
+    // loads. Cookies of other domains stay.
+    void siteCookiesGoBeforeTheDialogLoads_data()
+    {
+        QTest::addColumn<bool>("settled");
+        QTest::newRow("remembered from an earlier sign-in") << true;
+        QTest::newRow("still being stored") << false;
+    }
+    void siteCookiesGoBeforeTheDialogLoads()
+    {
+        TULO_SKIP_WEBENGINE_UNDER_SANITIZER();
+        QFETCH(bool, settled);
+        // The dialog on a host name of its own (*.localhost is loopback), so that the site can
+        // have domain cookies, as ".facebook.com" does.
+        TULODeploymentConfiguration configuration;
+        configuration.setValue(QString::fromLatin1(TULODeploymentFacebookDialogURLKey),
+                               QStringLiteral("http://www.quillon.localhost:%1/facebook/dialog/oauth").arg(m_store.baseUrl().port()));
+        TULODeploymentConfiguration::setCurrent(configuration);
+
+        auto first = newController(std::make_shared<Outcome>());
+        QWebEngineCookieStore *cookies = first->webView()->page()->profile()->cookieStore();
+        QList<QByteArray> added;
+        QList<QByteArray> removed;
+        QObject listening; // ends the connections with this test
+        connect(cookies, &QWebEngineCookieStore::cookieAdded, &listening, [&](const QNetworkCookie &cookie) { added.append(cookie.name()); });
+        connect(cookies, &QWebEngineCookieStore::cookieRemoved, &listening, [&](const QNetworkCookie &cookie) { removed.append(cookie.name()); });
+        const QByteArray row = settled ? "settled" : "unsettled";
+        const QByteArray session = "session-" + row;   // the site's: goes
+        const QByteArray elsewhere = "elsewhere-" + row; // another domain's: stays
+        const QByteArray host = "host-" + row;           // the dialog host's own: stays, and shows the page sees cookies
+        QNetworkCookie cookie(session, "old");
+        cookie.setDomain(QStringLiteral(".quillon.localhost"));
+        cookies->setCookie(cookie);
+        cookie = QNetworkCookie(elsewhere, "1");
+        cookie.setDomain(QStringLiteral(".elsewhere.localhost"));
+        cookies->setCookie(cookie);
+        cookies->setCookie(QNetworkCookie(host, "1"), QUrl(QStringLiteral("http://www.quillon.localhost/")));
+        if (settled)
+            QTRY_VERIFY_WITH_TIMEOUT(added.contains(session) && added.contains(elsewhere) && added.contains(host), TULOStoreTestWait);
+        first.reset();
+
+        auto outcome = std::make_shared<Outcome>();
+        auto controller = newController(outcome);
+        controller->startAuthenticationProcess();
+        QVERIFY(runInDialog(controller.get(), QString()));
+        QString pageCookies;
+        bool answered = false;
+        controller->webView()->page()->runJavaScript(QStringLiteral("document.cookie"), [&](const QVariant &value) {
+            pageCookies = value.toString();
+            answered = true;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(answered, TULOStoreTestWait);
+        QVERIFY2(!pageCookies.contains(QString::fromLatin1(session)), qPrintable(pageCookies));
+        QVERIFY2(pageCookies.contains(QString::fromLatin1(host)), qPrintable(pageCookies));
+        QVERIFY(removed.contains(session));
+        QVERIFY(!removed.contains(elsewhere));
+        QVERIFY(!removed.contains(host));
+        QCOMPARE(outcome->calls, 0);
+        controller->cancelAuthenticationProcess();
     }
 
     void declineInDialog()

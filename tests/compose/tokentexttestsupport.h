@@ -27,19 +27,27 @@ inline std::shared_ptr<TULOTagTokenTextAttachment> TULOTestToken(const QString &
     return std::make_shared<TULOTagTokenTextAttachment>(TULOTestTag(name, identifier));
 }
 
-// Fills the view from a pattern: '§' is a token whose run also holds a " " suffix, '¤' a bare
-// token, '\n' a line end, anything else plain text. Tokens are named T0, T1, ...
+// Fills the view from a pattern: '§' is a token inserted with a " " suffix, '¤' a bare token,
+// '¶' a token whose format also covers a space after it (one run of two characters, as text
+// put together elsewhere may have it), '\n' a line end, anything else plain text. Tokens are
+// named T0, T1, ...
 inline void TULOSetTokenText(TULOTokenTextView &view, const QString &pattern)
 {
     view.clear();
     int tokens = 0;
     for (const QChar c : pattern) {
         const TULOTextRange end{view.textLength(), 0};
+        const auto token = [&] {
+            const QString identifier = QString::number(tokens++);
+            return TULOTestToken(QLatin1Char('T') + identifier, identifier);
+        };
         if (c == QChar(0x00A7) || c == QChar(0x00A4)) {
-            const QString suffix = c == QChar(0x00A7) ? QStringLiteral(" ") : QString();
-            const QString name = QStringLiteral("T%1").arg(tokens);
-            view.replaceTextInRange(end, TULOTestToken(name, QString::number(tokens)), suffix);
-            ++tokens;
+            view.replaceTextInRange(end, token(), c == QChar(0x00A7) ? QStringLiteral(" ") : QString());
+        } else if (c == QChar(0x00B6)) {
+            QTextCursor cursor(view.document());
+            cursor.movePosition(QTextCursor::End);
+            const auto attachment = token();
+            cursor.insertText(attachment->attributedString() + QLatin1Char(' '), attachment->attributedStringWithBaseAttributes());
         } else {
             QTextCursor cursor(view.document());
             cursor.movePosition(QTextCursor::End);

@@ -183,10 +183,12 @@ private Q_SLOTS:
         const QString t0 = QStringLiteral("@{artist:0:\"T0\"}");
         const QString t1 = QStringLiteral("@{artist:1:\"T1\"}");
         QTest::newRow("no tokens") << "plain text" << "plain text";
-        QTest::newRow("suffix in the token's run is not written") << "\u00a7hi" << t0 + "hi";
+        QTest::newRow("suffix written as the space it looks like") << "\u00a7hi" << t0 + " hi";
         QTest::newRow("bare token then typed space") << "\u00a4 hi" << t0 + " hi";
         QTest::newRow("adjacent tokens each once") << "\u00a4\u00a4" << t0 + t1;
-        QTest::newRow("tokens on two lines") << "a\u00a7\nb\u00a4" << "a" + t0 + "\nb" + t1;
+        QTest::newRow("tokens on two lines") << "a\u00a7\nb\u00a4" << "a" + t0 + " \nb" + t1;
+        QTest::newRow("one token run of two characters written once") << "\u00b6hi" << t0 + "hi";
+        QTest::newRow("adjacent runs of two tokens each once") << "\u00b6\u00b6" << t0 + t1;
         QTest::newRow("empty") << "" << "";
     }
     void resolvedText()
@@ -236,11 +238,11 @@ private Q_SLOTS:
         QCOMPARE(views.size(), 2);
 
         QVERIFY(view.selectTokenAtIndex(2));
-        QCOMPARE(view.selectedRange(), (TULOTextRange{2, 2})); // the token and its suffix
+        QCOMPARE(view.selectedRange(), (TULOTextRange{2, 1})); // the token, not the space after it
         QVERIFY(views.at(0)->isSelected());
         QVERIFY(!views.at(1)->isSelected());
         QVERIFY(!view.selectTokenAtIndex(2)); // already selected: nothing changes
-        QCOMPARE(view.selectedRange(), (TULOTextRange{2, 2}));
+        QCOMPARE(view.selectedRange(), (TULOTextRange{2, 1}));
         QVERIFY(!view.selectTokenAtIndex(0)); // not a token
 
         // Selected exactly while the token's index lies in the selection, end excluded.

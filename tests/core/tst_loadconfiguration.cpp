@@ -230,7 +230,15 @@ private Q_SLOTS:
         QTest::newRow("duration not a number") << QJsonValue(musicForum(both, QStringLiteral("thirty"))) << search
                                                << QStringList{"twitter", "facebook"} << twitterThenFacebook << true << 10.0 << search.toString();
         QTest::newRow("negative duration") << QJsonValue(musicForum(both, -5)) << search << QStringList{"twitter", "facebook"}
-                                           << twitterThenFacebook << true << 10.0 << search.toString();
+                                           << twitterThenFacebook << true << -5.0 << search.toString();
+        QTest::newRow("zero duration") << QJsonValue(musicForum(both, 0)) << search << QStringList{"twitter", "facebook"}
+                                       << twitterThenFacebook << true << 0.0 << search.toString();
+        QTest::newRow("zero duration as a string") << QJsonValue(musicForum(both, QStringLiteral("0"))) << search
+                                                   << QStringList{"twitter", "facebook"} << twitterThenFacebook << true << 0.0
+                                                   << search.toString();
+        QTest::newRow("infinite duration as a string") << QJsonValue(musicForum(both, QStringLiteral("inf"))) << search
+                                                       << QStringList{"twitter", "facebook"} << twitterThenFacebook << true << 10.0
+                                                       << search.toString();
         QTest::newRow("duration of the wrong type") << QJsonValue(musicForum(both, QJsonArray{30})) << search
                                                     << QStringList{"twitter", "facebook"} << twitterThenFacebook << true << 10.0
                                                     << search.toString();

@@ -93,13 +93,19 @@ private Q_SLOTS:
         QVERIFY(std::abs(end->duration() - 1.5) < 0.1);
     }
 
-    // Once a second otherwise: far fewer updates than refreshes for the same playback.
+    // Once a second otherwise, the first when playback starts: far fewer updates than
+    // refreshes for the same playback.
     void periodicUpdates()
     {
         TULOAudioPlayer player(QUrl::fromLocalFile(m_short));
         StatusLog log;
         player.setDelegate(&log);
         player.play();
+        QVERIFY(log.statuses.isEmpty()); // not from inside play
+        QTRY_VERIFY_WITH_TIMEOUT(!log.statuses.isEmpty(), 20000);
+        QCOMPARE(log.statuses.constFirst().state(), TULOAudioPlayerStatus::Playing);
+        // Sent as playback began, not a second into it.
+        QVERIFY2(log.statuses.constFirst().currentTime() < 0.5, qPrintable(QString::number(log.statuses.constFirst().currentTime())));
         QTRY_VERIFY_WITH_TIMEOUT(log.count(TULOAudioPlayerStatus::PlayedToEnd) == 1, 30000);
         QVERIFY(log.count(TULOAudioPlayerStatus::Playing) >= 1);
         QVERIFY2(log.statuses.size() <= 6, qPrintable(QString::number(log.statuses.size())));

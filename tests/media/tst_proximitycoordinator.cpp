@@ -3,6 +3,8 @@
 
 #include <QTest>
 
+#include <memory>
+
 namespace {
 
 // The simulated sensor, counting how often monitoring is switched.
@@ -26,6 +28,17 @@ public:
         states.append(TULOProximitySensor::device()->proximityState());
     }
     QList<bool> states;
+};
+
+// An observer that is not a QObject.
+class PlainObserver : public TULOProximityCoordinatorObserver
+{
+public:
+    explicit PlainObserver(int *calls) : m_calls(calls) {}
+    void proximityCoordinatorStateDidChange(TULOProximityCoordinator *) override { ++*m_calls; }
+
+private:
+    int *m_calls;
 };
 
 } // namespace
@@ -93,21 +106,58 @@ private Q_SLOTS:
         QCOMPARE(second.states.size(), 3); // nobody subscribed any more
     }
 
-    void observersAreHeldWeakly()
+    // An observer deleted without leaving is never called, whether it is a QObject or not, even
+    // when another object has taken its place in memory.
+    void deletedObserversAreNeverCalled_data()
     {
+        QTest::addColumn<bool>("qobject");
+        QTest::newRow("QObject observer") << true;
+        QTest::newRow("plain observer") << false;
+    }
+    void deletedObserversAreNeverCalled()
+    {
+        QFETCH(bool, qobject);
         Observer staying;
         auto coordinator = TULOProximityCoordinator::coordinator();
         coordinator->addObserver(&staying);
-        {
-            Observer leaving;
-            coordinator->addObserver(&leaving);
-            QCOMPARE(coordinator->observerCount(), 2);
-        }
+
+        alignas(Observer) alignas(PlainObserver) unsigned char storage[std::max(sizeof(Observer), sizeof(PlainObserver))];
+        int leavingCalls = 0;
+        TULOProximityCoordinatorObserver *leaving = qobject ? static_cast<TULOProximityCoordinatorObserver *>(new (storage) Observer)
+                                                            : new (storage) PlainObserver(&leavingCalls);
+        coordinator->addObserver(leaving);
+        QCOMPARE(coordinator->observerCount(), 2);
+        std::destroy_at(leaving);
         QCOMPARE(coordinator->observerCount(), 1);
-        m_sensor->setNear(true); // must not reach the destroyed one
+        int impostorCalls = 0;
+        auto *impostor = new (storage) PlainObserver(&impostorCalls);
+
+        m_sensor->setNear(true);
         QCOMPARE(staying.states, QList<bool>{true});
+        QCOMPARE(impostorCalls, 0);
+        QCOMPARE(leavingCalls, 0);
+        std::destroy_at(impostor);
+
         coordinator->removeObserver(&staying);
         QVERIFY(!m_sensor->isProximityMonitoringEnabled());
+    }
+
+    void aCopyIsAnotherObserver()
+    {
+        int calls = 0;
+        PlainObserver original(&calls);
+        auto coordinator = TULOProximityCoordinator::coordinator();
+        coordinator->addObserver(&original);
+        {
+            PlainObserver copy(original);
+            coordinator->addObserver(&copy); // not the original, so added
+            QCOMPARE(coordinator->observerCount(), 2);
+        }
+        QCOMPARE(coordinator->observerCount(), 1); // the copy's end is not the original's
+        m_sensor->setNear(true);
+        QCOMPARE(calls, 1);
+        coordinator->removeObserver(&original);
+        QCOMPARE(coordinator->observerCount(), 0);
     }
 
     void sharedInstanceGoesWithItsLastObserver()

@@ -36,6 +36,8 @@ public:
 
 Q_SIGNALS:
     void itemStatusChanged(qint64 status);
+    // Playback started or stopped: rate() moved from 0 or to 0.
+    void rateChanged();
     void itemPlayedToEnd();
     void itemFailedToPlayToEnd(const TULOError &error);
 

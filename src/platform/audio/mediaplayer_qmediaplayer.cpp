@@ -24,6 +24,7 @@ TULOMediaPlayerQMediaPlayer::TULOMediaPlayerQMediaPlayer(const QUrl &url)
     m_player.setAudioOutput(&m_output);
     connect(&m_player, &QMediaPlayer::mediaStatusChanged, this, &TULOMediaPlayerQMediaPlayer::mediaStatusChanged);
     connect(&m_player, &QMediaPlayer::errorOccurred, this, &TULOMediaPlayerQMediaPlayer::errorOccurred);
+    connect(&m_player, &QMediaPlayer::playbackStateChanged, this, &TULOMediaPlayer::rateChanged);
     m_player.setSource(url);
 }
 

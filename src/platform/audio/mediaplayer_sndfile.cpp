@@ -77,6 +77,7 @@ void TULOMediaPlayerSndfile::play()
     m_playing = true;
     m_clock.start();
     m_ticker.start();
+    Q_EMIT rateChanged();
 }
 
 void TULOMediaPlayerSndfile::pause()
@@ -87,6 +88,7 @@ void TULOMediaPlayerSndfile::pause()
     m_position = currentTime();
     m_playing = false;
     m_ticker.stop();
+    Q_EMIT rateChanged();
 }
 
 void TULOMediaPlayerSndfile::decodeUpTo(double seconds)
@@ -101,6 +103,7 @@ void TULOMediaPlayerSndfile::decodeUpTo(double seconds)
             m_position = double(m_decoded) / m_sampleRate;
             m_playing = false;
             m_ticker.stop();
+            Q_EMIT rateChanged();
             m_error = decodeError(QStringLiteral("The media at %1 ended unexpectedly.").arg(m_url.toDisplayString()));
             Q_EMIT itemFailedToPlayToEnd(m_error);
             return;
@@ -122,6 +125,7 @@ void TULOMediaPlayerSndfile::tick()
         m_playing = false;
         m_wantsToPlay = false;
         m_ticker.stop();
+        Q_EMIT rateChanged();
         Q_EMIT itemPlayedToEnd();
     }
 }
