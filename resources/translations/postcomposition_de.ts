@@ -68,8 +68,8 @@
         <translation>Aufheben</translation>
     </message>
     <message id="ACCOUNT_MANAGE_UNLINK_CONFIRMATION_MESSAGE_FACEBOOK">
-        <source>Your posts will no longer be shared to Facebook. You can link the account again at any time.</source>
-        <translation>Deine Beiträge werden dann nicht mehr auf Facebook geteilt. Du kannst den Account jederzeit wieder verknüpfen.</translation>
+        <source>Posts by %@ will no longer be shared to Facebook. You can link the account again at any time.</source>
+        <translation>Beiträge von %@ werden dann nicht mehr auf Facebook geteilt. Du kannst den Account jederzeit wieder verknüpfen.</translation>
     </message>
     <message id="ACCOUNT_MANAGE_UNLINK_CONFIRMATION_TITLE">
         <source>Unlink Account?</source>
@@ -458,6 +458,42 @@
     <message id="YES">
         <source>Yes</source>
         <translation>Ja</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_DELETE_CONFIRMATION_MESSAGE_FACEBOOK_">
+        <source>Deleting this Facebook account removes it from this computer. Your posts will no longer be shared to Facebook.</source>
+        <translation>Wenn du diesen Facebook-Account löschst, wird er von diesem Computer entfernt. Deine Beiträge werden dann nicht mehr auf Facebook geteilt.</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_DELETE_CONFIRMATION_MESSAGE_TWITTER_">
+        <source>Deleting this Twitter account removes it and its password from this computer. Your posts will no longer be shared to Twitter.</source>
+        <translation>Wenn du diesen Twitter-Account löschst, werden er und sein Passwort von diesem Computer entfernt. Deine Beiträge werden dann nicht mehr auf Twitter geteilt.</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_DELETE_ERROR_TITLE">
+        <source>Couldn't Delete Account</source>
+        <translation>Account konnte nicht gelöscht werden</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_UNLINK_ERROR_TITLE">
+        <source>Couldn't Unlink Account</source>
+        <translation>Account konnte nicht getrennt werden</translation>
+    </message>
+    <message id="ACCOUNT_SETTINGS_ERROR_BODY_NOT_STORED">
+        <source>This computer could not store the change. Your accounts are as they were; try again.</source>
+        <translation>Dieser Computer konnte die Änderung nicht speichern. Deine Accounts sind unverändert; versuche es noch einmal.</translation>
+    </message>
+    <message id="ACCOUNT_SETUP_ERROR_TITLE_NOT_SAVED">
+        <source>Couldn't Save Account</source>
+        <translation>Account konnte nicht gespeichert werden</translation>
+    </message>
+    <message id="FACEBOOK_PAGE_SELECTION_ERROR_TITLE">
+        <source>Couldn't Change Where Posts Go</source>
+        <translation>Ziel der Beiträge konnte nicht geändert werden</translation>
+    </message>
+    <message id="STORE_REQUEST_ERROR_BODY_NO_ANSWER">
+        <source>The store did not answer. Nothing was changed; try again later.</source>
+        <translation>Der Store hat nicht geantwortet. Es wurde nichts geändert; versuche es später noch einmal.</translation>
+    </message>
+    <message id="STORE_REQUEST_ERROR_BODY_REFUSED">
+        <source>The store refused the change. Nothing was changed; try again later.</source>
+        <translation>Der Store hat die Änderung abgelehnt. Es wurde nichts geändert; versuche es später noch einmal.</translation>
     </message>
 </context>
 </TS>

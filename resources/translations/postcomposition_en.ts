@@ -68,8 +68,8 @@
         <translation>Unlink</translation>
     </message>
     <message id="ACCOUNT_MANAGE_UNLINK_CONFIRMATION_MESSAGE_FACEBOOK">
-        <source>Your posts will no longer be shared to Facebook. You can link the account again at any time.</source>
-        <translation>Your posts will no longer be shared to Facebook. You can link the account again at any time.</translation>
+        <source>Posts by %@ will no longer be shared to Facebook. You can link the account again at any time.</source>
+        <translation>Posts by %@ will no longer be shared to Facebook. You can link the account again at any time.</translation>
     </message>
     <message id="ACCOUNT_MANAGE_UNLINK_CONFIRMATION_TITLE">
         <source>Unlink Account?</source>
@@ -458,6 +458,42 @@
     <message id="YES">
         <source>Yes</source>
         <translation>Yes</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_DELETE_CONFIRMATION_MESSAGE_FACEBOOK_">
+        <source>Deleting this Facebook account removes it from this computer. Your posts will no longer be shared to Facebook.</source>
+        <translation>Deleting this Facebook account removes it from this computer. Your posts will no longer be shared to Facebook.</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_DELETE_CONFIRMATION_MESSAGE_TWITTER_">
+        <source>Deleting this Twitter account removes it and its password from this computer. Your posts will no longer be shared to Twitter.</source>
+        <translation>Deleting this Twitter account removes it and its password from this computer. Your posts will no longer be shared to Twitter.</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_DELETE_ERROR_TITLE">
+        <source>Couldn't Delete Account</source>
+        <translation>Couldn't Delete Account</translation>
+    </message>
+    <message id="ACCOUNT_MANAGE_UNLINK_ERROR_TITLE">
+        <source>Couldn't Unlink Account</source>
+        <translation>Couldn't Unlink Account</translation>
+    </message>
+    <message id="ACCOUNT_SETTINGS_ERROR_BODY_NOT_STORED">
+        <source>This computer could not store the change. Your accounts are as they were; try again.</source>
+        <translation>This computer could not store the change. Your accounts are as they were; try again.</translation>
+    </message>
+    <message id="ACCOUNT_SETUP_ERROR_TITLE_NOT_SAVED">
+        <source>Couldn't Save Account</source>
+        <translation>Couldn't Save Account</translation>
+    </message>
+    <message id="FACEBOOK_PAGE_SELECTION_ERROR_TITLE">
+        <source>Couldn't Change Where Posts Go</source>
+        <translation>Couldn't Change Where Posts Go</translation>
+    </message>
+    <message id="STORE_REQUEST_ERROR_BODY_NO_ANSWER">
+        <source>The store did not answer. Nothing was changed; try again later.</source>
+        <translation>The store did not answer. Nothing was changed; try again later.</translation>
+    </message>
+    <message id="STORE_REQUEST_ERROR_BODY_REFUSED">
+        <source>The store refused the change. Nothing was changed; try again later.</source>
+        <translation>The store refused the change. Nothing was changed; try again later.</translation>
     </message>
 </context>
 </TS>

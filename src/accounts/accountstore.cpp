@@ -367,15 +367,19 @@ void TULOAccountStore::registerExternalDestination(
         completion(success, error);
 }
 
-void TULOAccountStore::updateFacebookPreferredPageIdentifier(const QString &pageIdentifier, const TULOAccount &account)
+void TULOAccountStore::updateFacebookPreferredPageIdentifier(
+    const QString &pageIdentifier, const TULOAccount &account, TULOPageUpdateCompletion completion)
 {
     if (!TULOIsFacebook(account.serviceIdentifier()))
         return;
     auto update = std::make_shared<TULOFacebookPageUpdateOperation>(pageIdentifier, m_author, m_context);
-    update->setOutputBlock([store = QPointer<TULOAccountStore>(this)](bool, const TULOError &) {
-        TULODispatchMain([store] {
-            if (store)
-                store->refreshFacebookAccountInfo();
+    update->setOutputBlock([store = QPointer<TULOAccountStore>(this), completion](bool success, const TULOError &error) {
+        TULODispatchMain([store, completion, success, error] {
+            if (!store)
+                return;
+            store->refreshFacebookAccountInfo();
+            if (completion)
+                completion(success, error);
         });
     });
     enqueue(update);

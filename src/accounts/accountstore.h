@@ -61,6 +61,7 @@ public:
     using TULORenewCompletion = std::function<void(qint64 result, const TULOError &error)>;
     using TULORegisterCompletion = std::function<void(bool success, const TULOError &error)>;
     using TULOUnlinkCompletion = std::function<void(bool success, const TULOError &error)>;
+    using TULOPageUpdateCompletion = std::function<void(bool success, const TULOError &error)>;
 
     // Uses the application's default client context for server requests.
     explicit TULOAccountStore(const TULOPostAuthor &author, QObject *parent = nullptr);
@@ -106,7 +107,10 @@ public:
     void registerExternalDestination(const TULOExternalDestination &destination, const TULOAccount &account,
         TULORegisterCompletion completion);
     // Facebook only: sends the page choice to the store, then refreshes the account information.
-    void updateFacebookPreferredPageIdentifier(const QString &pageIdentifier, const TULOAccount &account);
+    // The optional completion runs on the main thread with the store's answer, while the store
+    // is alive.
+    void updateFacebookPreferredPageIdentifier(const QString &pageIdentifier, const TULOAccount &account,
+        TULOPageUpdateCompletion completion = {});
     // Asks the store to unlink the account's service; once it confirms, the account is removed.
     // The optional completion runs on the main thread with the store's answer.
     void unlinkAccount(const TULOAccount &account, TULOUnlinkCompletion completion = {});

@@ -1,0 +1,5 @@
+quillon_add_test(NAME accountscreens SOURCES tst_accountscreens.cpp LABELS settings)
+quillon_add_test(NAME facebooklinking SOURCES tst_facebooklinking.cpp LABELS settings)
+quillon_add_test(NAME facebookpageselection SOURCES tst_facebookpageselection.cpp LABELS settings)
+quillon_add_test(NAME settingsscreenshots SOURCES tst_settingsscreenshots.cpp LABELS settings)
+quillon_add_test(NAME socialservicesetup SOURCES tst_socialservicesetup.cpp LABELS settings)
