@@ -49,6 +49,9 @@ TULOSoundBiteViewController::TULOSoundBiteViewController(QObject *parent)
 
 TULOSoundBiteViewController::~TULOSoundBiteViewController()
 {
+    // The view outlives this part of the controller (the base deletes it).
+    if (m_soundBiteView)
+        m_soundBiteView->setDelegate(nullptr);
     if (m_voiceRecorder)
         m_voiceRecorder->setDelegate(nullptr);
     if (m_audioPlayer) {

@@ -265,19 +265,6 @@ private Q_SLOTS:
         QVERIFY(shown.view.isExplicit());
     }
 
-    void unavailableRecording()
-    {
-        TULOSoundBiteView view;
-        view.setRecordButtonAccessibleTexts(QStringLiteral("Record"), QStringLiteral("Hold to record"));
-        view.setRecordingUnavailableReason(QStringLiteral("No microphone"));
-        QVERIFY(!view.recordButton()->isEnabled());
-        QCOMPARE(view.recordButton()->accessibleDescription(), QStringLiteral("No microphone"));
-        QCOMPARE(view.recordButton()->toolTip(), QStringLiteral("No microphone"));
-        view.setRecordingUnavailableReason(QString());
-        QVERIFY(view.recordButton()->isEnabled());
-        QCOMPARE(view.recordButton()->accessibleDescription(), QStringLiteral("Hold to record"));
-    }
-
     void faceProximity()
     {
         TULOSimulatedProximitySensor sensor;
