@@ -3,13 +3,15 @@
 // stay under a tenth of a 60 Hz frame. The reference, measured in the same run and interleaved
 // with the work, is an empty repaint of the same widget: what drawing the slot costs anyway.
 //
-// Prints the medians, the ratio to the reference and the share of a frame; exits 1 when the
-// share reaches the target.
-#include <media/soundbiteview.h>
-#include <media/soundbiteviewcontroller.h>
-#include <media/waveformimageproducer.h>
-#include <platform/audio/voicecapture.h>
-#include <platform/ui/window.h>
+// Prints the medians, the ratio to the reference and the share of a frame; exits non-zero
+// (TULOBenchVerdict) when the share reaches the target.
+#include "benchsupport.h"
+
+#include <Quillon/media/soundbiteview.h>
+#include <Quillon/media/soundbiteviewcontroller.h>
+#include <Quillon/media/waveformimageproducer.h>
+#include <Quillon/platform/audio/voicecapture.h>
+#include <Quillon/platform/ui/window.h>
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -26,7 +28,6 @@ namespace {
 
 constexpr double FrameNanoseconds = 1e9 / 60.0;
 constexpr double Target = 0.10;
-constexpr int Rounds = 900;
 constexpr int LevelsPerTake = 150; // ten seconds at fifteen readings a second
 
 bool writeVoice(const QString &path)
@@ -83,12 +84,13 @@ int main(int argc, char **argv)
     TULOSoundBiteView *view = controller.soundBiteView();
     QCoreApplication::processEvents();
 
+    const int rounds = TULOBenchSize(900, 20);
     std::vector<qint64> work;
     std::vector<qint64> empty;
-    work.reserve(Rounds);
-    empty.reserve(Rounds);
+    work.reserve(rounds);
+    empty.reserve(rounds);
     QElapsedTimer clock;
-    for (int round = 0; round < Rounds; ++round) {
+    for (int round = 0; round < rounds; ++round) {
         if (round % LevelsPerTake == 0 && controller.waveformImageProducer())
             controller.waveformImageProducer()->setPowerLevels({}); // a new take
 
@@ -111,15 +113,12 @@ int main(int argc, char **argv)
     const double workNs = median(work);
     const double emptyNs = median(empty);
     const double share = workNs / FrameNanoseconds;
-    std::printf("recording refresh (meter, waveform, layout, repaint): %.3f ms median of %d\n", workNs / 1e6, Rounds);
+    std::printf("recording refresh (meter, waveform, layout, repaint): %.3f ms median of %d\n", workNs / 1e6, rounds);
     std::printf("empty repaint of the same view (reference):           %.3f ms\n", emptyNs / 1e6);
     std::printf("ratio to the reference:                               %.2f\n", workNs / emptyNs);
     std::printf("share of a 60 Hz frame:                               %.2f%% (target < %.0f%%)\n", share * 100.0,
                 Target * 100.0);
-    if (share >= Target) {
-        std::printf("MISS\n");
-        return 1;
-    }
-    std::printf("OK\n");
-    return 0;
+    const bool met = share < Target;
+    std::printf("%s\n", met ? "OK" : "MISS");
+    return TULOBenchVerdict(met);
 }
