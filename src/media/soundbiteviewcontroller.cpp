@@ -255,7 +255,7 @@ void TULOSoundBiteViewController::voiceRecorderDidFinishWithSuccess(TULOVoiceRec
         if (limit > std::numeric_limits<double>::epsilon())
             duration = std::min(limit, duration);
     }
-    if (duration < MinimumRecordingDuration) {
+    if (duration < TULOVoiceRecorderMinimumAttachmentDuration) {
         showPrompt(localizedString("RECORD_SOUND_BITE_RETRY_PROMPT"));
     } else {
         makeAttachment(duration);

@@ -39,9 +39,6 @@ class TULOSoundBiteViewController : public TULOViewController,
     Q_OBJECT
 
 public:
-    // Takes shorter than this make no attachment.
-    static constexpr double MinimumRecordingDuration = 0.5;
-
     explicit TULOSoundBiteViewController(QObject *parent = nullptr);
     ~TULOSoundBiteViewController() override;
 
