@@ -387,6 +387,14 @@
         <source>No</source>
         <translation>Nein</translation>
     </message>
+    <message id="PAUSE_SOUND_BITE_BUTTON">
+        <source>Pause Sound Bite</source>
+        <translation>Soundbite anhalten</translation>
+    </message>
+    <message id="PLAY_SOUND_BITE_BUTTON">
+        <source>Play Sound Bite</source>
+        <translation>Soundbite abspielen</translation>
+    </message>
     <message id="POST_AS_LABEL">
         <source>Post as</source>
         <translation>Posten als</translation>
@@ -407,6 +415,18 @@
         <source>Explicit</source>
         <translation>Explizit</translation>
     </message>
+    <message id="RECORD_SOUND_BITE_FAILED_%@">
+        <source>Could not record: %@</source>
+        <translation>Aufnahme nicht möglich: %@</translation>
+    </message>
+    <message id="RECORD_SOUND_BITE_HOW_TO">
+        <source>Press and hold to record. With the keyboard, press Space to start and Space again to stop.</source>
+        <translation>Zum Aufnehmen gedrückt halten. Mit der Tastatur startet die Leertaste die Aufnahme, ein zweites Drücken beendet sie.</translation>
+    </message>
+    <message id="RECORD_SOUND_BITE_NO_MICROPHONE">
+        <source>No microphone is connected.</source>
+        <translation>Es ist kein Mikrofon angeschlossen.</translation>
+    </message>
     <message id="RECORD_SOUND_BITE_PROMPT">
         <source>Press and hold to record</source>
         <translation>Zum Aufnehmen gedrückt halten</translation>
@@ -414,6 +434,10 @@
     <message id="RECORD_SOUND_BITE_RETRY_PROMPT">
         <source>Too short. Hold a little longer to record.</source>
         <translation>Zu kurz. Halte etwas länger gedrückt, um aufzunehmen.</translation>
+    </message>
+    <message id="STOP_RECORDING_BUTTON">
+        <source>Stop Recording</source>
+        <translation>Aufnahme beenden</translation>
     </message>
     <message id="TAKE_PHOTO_BUTTON">
         <source>Take Photo</source>

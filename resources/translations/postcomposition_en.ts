@@ -387,6 +387,14 @@
         <source>No</source>
         <translation>No</translation>
     </message>
+    <message id="PAUSE_SOUND_BITE_BUTTON">
+        <source>Pause Sound Bite</source>
+        <translation>Pause Sound Bite</translation>
+    </message>
+    <message id="PLAY_SOUND_BITE_BUTTON">
+        <source>Play Sound Bite</source>
+        <translation>Play Sound Bite</translation>
+    </message>
     <message id="POST_AS_LABEL">
         <source>Post as</source>
         <translation>Post as</translation>
@@ -407,6 +415,18 @@
         <source>Explicit</source>
         <translation>Explicit</translation>
     </message>
+    <message id="RECORD_SOUND_BITE_FAILED_%@">
+        <source>Could not record: %@</source>
+        <translation>Could not record: %@</translation>
+    </message>
+    <message id="RECORD_SOUND_BITE_HOW_TO">
+        <source>Press and hold to record. With the keyboard, press Space to start and Space again to stop.</source>
+        <translation>Press and hold to record. With the keyboard, press Space to start and Space again to stop.</translation>
+    </message>
+    <message id="RECORD_SOUND_BITE_NO_MICROPHONE">
+        <source>No microphone is connected.</source>
+        <translation>No microphone is connected.</translation>
+    </message>
     <message id="RECORD_SOUND_BITE_PROMPT">
         <source>Press and hold to record</source>
         <translation>Press and hold to record</translation>
@@ -414,6 +434,10 @@
     <message id="RECORD_SOUND_BITE_RETRY_PROMPT">
         <source>Too short. Hold a little longer to record.</source>
         <translation>Too short. Hold a little longer to record.</translation>
+    </message>
+    <message id="STOP_RECORDING_BUTTON">
+        <source>Stop Recording</source>
+        <translation>Stop Recording</translation>
     </message>
     <message id="TAKE_PHOTO_BUTTON">
         <source>Take Photo</source>

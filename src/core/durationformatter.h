@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QLocale>
+#include <Quillon/core/numberformatter.h>
+
 #include <QString>
 
 class TULOClientContext;
@@ -17,8 +18,7 @@ public:
     QString stringFromDuration(double seconds) const;
 
 private:
-    QString number(quint64 value, int minimumDigits) const;
-
     QString m_format;
-    QLocale m_locale;
+    TULONumberFormatter m_oneDigit;
+    TULONumberFormatter m_twoDigits;
 };

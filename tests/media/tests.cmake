@@ -5,6 +5,10 @@ quillon_add_test(NAME audioplayermanager LABELS media SOURCES
     tst_audioplayermanager.cpp
     ../audio/testaudio.cpp)
 quillon_add_test(NAME proximitycoordinator SOURCES tst_proximitycoordinator.cpp LABELS media)
+quillon_add_test(NAME soundbiteview SOURCES tst_soundbiteview.cpp LABELS media)
+quillon_add_test(NAME soundbiteviewcontroller LABELS media SOURCES
+    tst_soundbiteviewcontroller.cpp
+    ../audio/testaudio.cpp)
 quillon_add_test(NAME voicerecorder LABELS media SOURCES
     tst_voicerecorder.cpp
     ../audio/testaudio.cpp)

@@ -1,5 +1,6 @@
 #include <Quillon/platform/audio/voicecapture.h>
 
+#include <Quillon/platform/audio/captureavailability.h>
 #include <Quillon/platform/audio/voicecapture_qaudiosource_p.h>
 #include <Quillon/platform/audio/voicecapture_sndfile_p.h>
 
@@ -82,14 +83,30 @@ std::unique_ptr<TULOVoiceCapture> TULOVoiceCapture::createMicrophone(const QByte
 
 void TULOVoiceCapture::setFactory(Factory factory)
 {
-    std::lock_guard lock(configuration().mutex);
-    configuration().factory = std::move(factory);
+    {
+        std::lock_guard lock(configuration().mutex);
+        configuration().factory = std::move(factory);
+    }
+    TULOVoiceCaptureAvailability::notifyConfigurationChanged();
 }
 
 void TULOVoiceCapture::setCaptureSourceFile(const QString &path)
 {
-    std::lock_guard lock(configuration().mutex);
-    configuration().sourceFile = path;
+    {
+        std::lock_guard lock(configuration().mutex);
+        configuration().sourceFile = path;
+    }
+    TULOVoiceCaptureAvailability::notifyConfigurationChanged();
+}
+
+bool TULOVoiceCapture::hasConfiguredCapture()
+{
+    {
+        std::lock_guard lock(configuration().mutex);
+        if (configuration().factory)
+            return true;
+    }
+    return !captureSourceFile().isEmpty();
 }
 
 QString TULOVoiceCapture::captureSourceFile()

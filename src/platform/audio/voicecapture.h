@@ -17,6 +17,8 @@ constexpr qint64 TULOVoiceCaptureActivationModeProximity = 0x70726F78; // "prox"
 
 // Stop reason of a capture that was asked to start and did not.
 constexpr qint64 TULOVoiceCaptureStartFailedReason = -11799;
+// Stop reason of a capture whose device went away mid-take (unplugged, or its source file gone).
+constexpr qint64 TULOVoiceCaptureDeviceLostReason = -2;
 
 // Errors of the audio services (file creation, capture devices) carry the service's status
 // as their code in this domain.
@@ -116,6 +118,8 @@ public:
     static void setFactory(Factory factory);
     static void setCaptureSourceFile(const QString &path);
     static QString captureSourceFile();
+    // True when create() does not need a microphone: a factory or a source file is configured.
+    static bool hasConfiguredCapture();
 
     // The activation context of the shared audio session: set by a capture when it is created.
     static TULOVoiceCaptureContext sharedSessionActivationContext();

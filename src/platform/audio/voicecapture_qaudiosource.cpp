@@ -4,6 +4,8 @@
 #include <QAudioSource>
 #include <QMediaDevices>
 
+#include <algorithm>
+
 namespace {
 
 QAudioFormat captureFormat()
@@ -46,8 +48,9 @@ std::unique_ptr<TULOVoiceCapture> TULOVoiceCaptureQAudioSource::create(const QBy
 }
 
 TULOVoiceCaptureQAudioSource::TULOVoiceCaptureQAudioSource(const QAudioDevice &device, const TULOVoiceCaptureContext &context)
-    : TULOVoiceCapture(context), m_device(device)
+    : TULOVoiceCapture(context), m_device(device), m_devices(new QMediaDevices(this))
 {
+    connect(m_devices, &QMediaDevices::audioInputsChanged, this, &TULOVoiceCaptureQAudioSource::audioInputsChanged);
 }
 
 TULOVoiceCaptureQAudioSource::~TULOVoiceCaptureQAudioSource()
@@ -141,4 +144,22 @@ void TULOVoiceCaptureQAudioSource::sourceStateChanged()
     const QAudio::Error failure = m_source->error();
     m_running = false;
     notifyStopped(failure == QAudio::NoError ? 0 : -qint64(failure));
+}
+
+void TULOVoiceCaptureQAudioSource::audioInputsChanged()
+{
+    // Some backends keep an unplugged device's stream open in silence; the device list tells.
+    if (!m_running || m_stopping)
+        return;
+    const auto inputs = QMediaDevices::audioInputs();
+    const bool present = std::any_of(inputs.cbegin(), inputs.cend(),
+                                     [this](const QAudioDevice &input) { return input.id() == m_device.id(); });
+    if (present)
+        return;
+    readAvailable();
+    m_running = false;
+    m_source->disconnect(this);
+    m_source->stop();
+    m_latestPower = TULOVoiceCaptureMinimumPower;
+    notifyStopped(TULOVoiceCaptureDeviceLostReason);
 }

@@ -10,6 +10,7 @@
 
 class QAudioSource;
 class QIODevice;
+class QMediaDevices;
 
 // The microphone through Qt Multimedia. Lives on the thread that created it, which must run
 // an event loop (the main thread); buffers are read in push mode as they arrive.
@@ -32,9 +33,11 @@ public:
 private:
     void readAvailable();
     void sourceStateChanged();
+    void audioInputsChanged();
 
     QAudioDevice m_device;
     QAudioSource *m_source = nullptr;
+    QMediaDevices *m_devices = nullptr;
     QPointer<QIODevice> m_input;
     bool m_running = false;
     bool m_stopping = false;

@@ -188,6 +188,7 @@ void TULOVoiceCaptureSndfile::run()
     std::vector<qint16> samples(BufferFrames);
     const auto start = std::chrono::steady_clock::now();
     qint64 delivered = 0;
+    bool lost = false;
     for (;;) {
         const qsizetype count = reader.read(samples.data(), BufferFrames);
         if (count == 0)
@@ -199,11 +200,17 @@ void TULOVoiceCaptureSndfile::run()
             if (m_wake.wait_until(lock, due, [this] { return m_stopRequested; }))
                 break;
         }
+        // The source file is the device: once it is gone the device is unplugged, and the
+        // period it was capturing is lost with it.
+        if (!QFileInfo::exists(m_path)) {
+            lost = true;
+            break;
+        }
         m_latestPower = averagePowerOfSamples(samples.data(), count);
         notifyBuffer(TULOVoiceCaptureBuffer::withSamples(samples.data(), count));
         delivered += count;
     }
     sf_close(file);
     m_latestPower = TULOVoiceCaptureMinimumPower;
-    notifyStopped(0);
+    notifyStopped(lost ? TULOVoiceCaptureDeviceLostReason : 0);
 }

@@ -8,7 +8,8 @@
 
 // A capture device for machines without a microphone: it decodes an audio file with
 // libsndfile, turns it into 44.1 kHz mono 16-bit samples and delivers them as a microphone
-// would, paced by the clock, from its own thread. The end of the file ends the capture.
+// would, paced by the clock, from its own thread. The end of the file ends the capture;
+// removing the file mid-take acts as unplugging the device (TULOVoiceCaptureDeviceLostReason).
 class TULOVoiceCaptureSndfile : public TULOVoiceCapture
 {
 public:
