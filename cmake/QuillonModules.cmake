@@ -21,6 +21,23 @@
 set(QUILLON_MODULES "" CACHE INTERNAL "")
 set(QUILLON_INCLUDE_ROOTS "" CACHE INTERNAL "")
 
+# Automoc (CMake 3.25, Ninja) reruns only when a header it already knows changes, so a header
+# added to a module's list in an existing build folder would never be moc'ed (seen when a
+# merge added the sound bite view's headers). When the source list changes, drop the
+# automoc stamp so the next build rescans the whole target.
+function(tulo_rescan_moc_on_new_files target sources)
+    set(list_file ${CMAKE_CURRENT_BINARY_DIR}/${target}_sources.txt)
+    string(REPLACE ";" "\n" content "${sources}")
+    set(previous "")
+    if(EXISTS ${list_file})
+        file(READ ${list_file} previous)
+    endif()
+    if(NOT previous STREQUAL content)
+        file(WRITE ${list_file} "${content}")
+        file(REMOVE ${CMAKE_CURRENT_BINARY_DIR}/${target}_autogen/timestamp)
+    endif()
+endfunction()
+
 # tulo_add_module(<name> SOURCES <files...> [PUBLIC <targets...>] [PRIVATE <targets...>]):
 # quillon_<name> from the explicitly listed sources of src/<name>; PUBLIC are the modules (and
 # libraries) its headers need, PRIVATE what only its sources use.
@@ -41,6 +58,7 @@ function(tulo_add_module name)
         return()
     endif()
     add_library(${target} OBJECT ${arg_SOURCES})
+    tulo_rescan_moc_on_new_files(${target} "${arg_SOURCES}")
     target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${root}>)
     target_link_libraries(${target} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
     tulo_precompile(${target} WIDGETS)
