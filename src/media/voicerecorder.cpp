@@ -250,6 +250,9 @@ void TULOVoiceRecorder::tearDownCapture()
 
 void TULOVoiceRecorder::finishRecordingWithReason(qint64 reason)
 {
+    // The completion handlers and the delegate may drop the last outside reference; the
+    // recorder lives until this function is done with its members.
+    const std::shared_ptr<TULOVoiceRecorder> keepAlive = weak_from_this().lock();
     const bool success = reason == 0;
     stopPowerMeterTimer();
     stopRecordingTimeoutTimer();

@@ -87,7 +87,7 @@ private:
     TULOAccount m_account;
     QPointer<TULOAccountStore> m_accountStore;
     QString m_selectedPageIdentifier;
-    TULOTableView *m_tableView = nullptr;
+    QPointer<TULOTableView> m_tableView; // a child of the view, which may go first
     QPointer<TULOFacebookPageSelectionHeaderView> m_headerView;
     QPointer<TULOSettingsButtonTableViewCell> m_unlinkCell;
     TULOBarButtonItem *m_cancelButton = nullptr;

@@ -76,7 +76,7 @@ private:
 
     TULOAccount m_account;
     QPointer<TULOAccountStore> m_accountStore;
-    TULOTableView *m_tableView = nullptr;
+    QPointer<TULOTableView> m_tableView; // a child of the view, which may go first
     QPointer<TULOSettingsTextFieldTableViewCell> m_userNameCell;
     QPointer<TULOSettingsTextFieldTableViewCell> m_passwordCell;
     QPointer<TULOSettingsButtonTableViewCell> m_deleteCell;

@@ -66,7 +66,7 @@ private:
 
     TULOSocialService m_service;
     QPointer<TULOAccountStore> m_accountStore;
-    TULOTableView *m_tableView = nullptr;
+    QPointer<TULOTableView> m_tableView; // a child of the view, which may go first
     QPointer<TULOSettingsTextFieldTableViewCell> m_userNameCell;
     QPointer<TULOSettingsTextFieldTableViewCell> m_passwordCell;
     QPointer<TULOSignInButtonTableViewCell> m_signInCell;

@@ -54,7 +54,7 @@ private:
 
     TULOConfiguration m_configuration;
     QPointer<TULOAccountStore> m_accountStore;
-    TULOTableView *m_tableView = nullptr;
+    QPointer<TULOTableView> m_tableView; // a child of the view, which may go first
     std::vector<std::unique_ptr<TULOSocialServiceSetupTableViewSection>> m_sections;
     QList<TULOFacebookPage> m_facebookPages;
 };

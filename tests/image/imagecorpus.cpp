@@ -230,8 +230,9 @@ QByteArray TULOImageCorpus::jpegWithEverything(int width, int height)
     image->readMetadata();
     Exiv2::ExifData &exif = image->exifData();
     // A maker note of no known maker: Exiv2 and exiftool keep it as opaque bytes.
+    static const char makerNote[] = "QTC\0serial SN-0042-7781 lens 4.2mm";
     exif["Exif.Photo.MakerNote"] = Exiv2::DataValue(
-        reinterpret_cast<const Exiv2::byte *>("QTC\0serial SN-0042-7781 lens 4.2mm"), 36);
+        reinterpret_cast<const Exiv2::byte *>(makerNote), static_cast<long>(sizeof makerNote - 1));
     Exiv2::ExifThumb(exif).setJpegThumbnail(
         reinterpret_cast<const Exiv2::byte *>(thumbnail.constData()), static_cast<long>(thumbnail.size()));
     image->writeMetadata();
