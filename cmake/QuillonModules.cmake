@@ -19,7 +19,8 @@
 # source folder; that is what keeps the other modules' headers out of sight.
 
 set(QUILLON_MODULES "" CACHE INTERNAL "")
-set(QUILLON_INCLUDE_ROOTS "" CACHE INTERNAL "")
+set(QUILLON_EXPORT_ROOT ${PROJECT_BINARY_DIR}/include/export)
+set(QUILLON_INCLUDE_ROOTS ${QUILLON_EXPORT_ROOT} CACHE INTERNAL "")
 
 # Automoc (CMake 3.25, Ninja) reruns only when a header it already knows changes, so a header
 # added to a module's list in an existing build folder would never be moc'ed (seen when a
@@ -59,7 +60,10 @@ function(tulo_add_module name)
     endif()
     add_library(${target} OBJECT ${arg_SOURCES})
     tulo_rescan_moc_on_new_files(${target} "${arg_SOURCES}")
-    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${root}>)
+    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${root}>
+        $<BUILD_INTERFACE:${QUILLON_EXPORT_ROOT}>)
+    # The objects go into the shared library, so they define (not import) the API.
+    target_compile_definitions(${target} PRIVATE Quillon_EXPORTS)
     target_link_libraries(${target} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
     tulo_precompile(${target} WIDGETS)
     set(QUILLON_MODULES ${QUILLON_MODULES} ${target} CACHE INTERNAL "")
