@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/facebookpage.h>
 #include <Quillon/platform/error.h>
 
@@ -12,21 +14,21 @@
 #include <optional>
 
 // Property names of an account's bag; each constant's value is its own name.
-extern const char *const TULOAccountPropertyServiceIdentifier;
-extern const char *const TULOAccountPropertyUserName;
-extern const char *const TULOAccountPropertyPassword;
-extern const char *const TULOAccountPropertyFullName;
-extern const char *const TULOAccountPropertyAuthenticationToken;
-extern const char *const TULOAccountPropertyAuthenticationSecret;
-extern const char *const TULOAccountPropertyPages;
-extern const char *const TULOAccountPropertyPreferredPageIdentifier;
-extern const char *const TULOAccountPropertyUserId;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyServiceIdentifier;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyUserName;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyPassword;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyFullName;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyAuthenticationToken;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyAuthenticationSecret;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyPages;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyPreferredPageIdentifier;
+extern QUILLON_EXPORT const char *const TULOAccountPropertyUserId;
 
 // A linked social account: a bag of properties keyed by the names above. A copy has a bag of
 // its own. Two accounts are the same account when their user names and service identifiers
 // are. The password lives in the credential store, and is read from there when the bag has
 // none; it never appears in a description or a debug stream.
-class TULOAccount
+class QUILLON_EXPORT TULOAccount
 {
 public:
     TULOAccount() = default;
@@ -77,7 +79,7 @@ private:
     mutable QVariantMap m_properties;
 };
 
-size_t qHash(const TULOAccount &account, size_t seed = 0);
-QDebug operator<<(QDebug debug, const TULOAccount &account);
+QUILLON_EXPORT size_t qHash(const TULOAccount &account, size_t seed = 0);
+QUILLON_EXPORT QDebug operator<<(QDebug debug, const TULOAccount &account);
 
 Q_DECLARE_METATYPE(TULOAccount)

@@ -1,14 +1,16 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/sqlite/sqlitedatabase.h>
 
 // The schema version this code writes.
-extern const qint64 TULOAccountDatabaseSchemaVersion;
+extern QUILLON_EXPORT const qint64 TULOAccountDatabaseSchemaVersion;
 
 // The file of linked accounts, "SocialAccounts.sqlitedb" in Library/com.vantor.Quillon of the
 // shared resources directory, with its one table "account". Opening it creates or migrates the
 // schema, and so does every reopen after damage.
-class TULOAccountDatabase : public TULOSQLiteDatabase
+class QUILLON_EXPORT TULOAccountDatabase : public TULOSQLiteDatabase
 {
 public:
     // The one process-wide database, created on first use from any thread.

@@ -1,24 +1,26 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/platform/sqlite/sqliteentity.h>
 
 // Columns of the account table.
-extern const char *const TULOAccountEntityPropertyAuthenticationSecret;
-extern const char *const TULOAccountEntityPropertyAuthenticationToken;
-extern const char *const TULOAccountEntityPropertyAuthorIdentity;
-extern const char *const TULOAccountEntityPropertyAuthorType;
-extern const char *const TULOAccountEntityPropertyEnabled;
-extern const char *const TULOAccountEntityPropertyFullName;
-extern const char *const TULOAccountEntityPropertyPreferredPageIdentifier;
-extern const char *const TULOAccountEntityPropertyServiceIdentifier;
-extern const char *const TULOAccountEntityPropertyRegistered;
-extern const char *const TULOAccountEntityPropertyUserIdentifier;
-extern const char *const TULOAccountEntityPropertyUserName;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyAuthenticationSecret;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyAuthenticationToken;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyAuthorIdentity;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyAuthorType;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyEnabled;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyFullName;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyPreferredPageIdentifier;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyServiceIdentifier;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyRegistered;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyUserIdentifier;
+extern QUILLON_EXPORT const char *const TULOAccountEntityPropertyUserName;
 
 // One row of the table "account": a linked account of one author (identity and type) for one
 // service. The password is never a column; it lives in the credential store.
-class TULOAccountEntity : public TULOSQLiteEntity
+class QUILLON_EXPORT TULOAccountEntity : public TULOSQLiteEntity
 {
 public:
     TULOAccountEntity(TULOSQLiteDatabase *database, qint64 persistentID);

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/ui/alertcontroller.h>
 
 // Tells the user why linking a social account failed, in the table's words: Facebook's own
 // message, no connection, Twitter's login verification, or else bad credentials.
-class TULOAccountErrorAlertController : public TULOAlertController
+class QUILLON_EXPORT TULOAccountErrorAlertController : public TULOAlertController
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/accountrequestoperation.h>
 
@@ -7,7 +9,7 @@
 #include <mutex>
 
 // Asks the store which account of a service the author has linked there.
-class TULOAccountInfoRequestOperation : public TULOAccountRequestOperation
+class QUILLON_EXPORT TULOAccountInfoRequestOperation : public TULOAccountRequestOperation
 {
 public:
     // The account (or nullopt with or without an error); runs on the access queue.

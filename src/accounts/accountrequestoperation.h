@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/postauthor.h>
 #include <Quillon/platform/store/complexstoreoperation.h>
 
@@ -13,7 +15,7 @@ class TULOOperationQueue;
 
 // Shared by the store's social-account requests: one GET of an endpoint with the author's
 // query item first, signed with the store session when there is one.
-class TULOAccountRequestOperation : public TULOComplexStoreOperation
+class QUILLON_EXPORT TULOAccountRequestOperation : public TULOComplexStoreOperation
 {
 public:
     TULOAccountRequestOperation(const TULOPostAuthor &author, const TULOClientContext &context);
@@ -43,7 +45,7 @@ private:
 
 // A request whose reply is judged by its "status" alone; the result is delivered on the
 // subclass's access queue.
-class TULOAccountStatusRequestOperation : public TULOAccountRequestOperation
+class QUILLON_EXPORT TULOAccountStatusRequestOperation : public TULOAccountRequestOperation
 {
 public:
     // Runs on the access queue. Judge by `success`: an error may come with it.

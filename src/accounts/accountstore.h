@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
@@ -22,11 +24,11 @@ class TULOViewController;
 
 // Posted (sender: the store) on the main thread after every change of an account, an
 // autoposting switch or the preferred Facebook destination.
-extern const char *const TULOAccountStoreDidChangeNotification;
+extern QUILLON_EXPORT const char *const TULOAccountStoreDidChangeNotification;
 
 // Preference keys: the per-service switch is the format filled with the service identifier.
-extern const char *const TULOAccountStoreAutopostingEnabledKeyFormat; // "autoposting-%1-enabled"
-extern const char *const TULOAccountStorePreferredFacebookDestinationKey;
+extern QUILLON_EXPORT const char *const TULOAccountStoreAutopostingEnabledKeyFormat; // "autoposting-%1-enabled"
+extern QUILLON_EXPORT const char *const TULOAccountStorePreferredFacebookDestinationKey;
 
 // Values of the preferred Facebook destination.
 enum TULOFacebookAutopostingDestination : qint64 {
@@ -51,7 +53,7 @@ enum TULOAccountCredentialRenewalResult : qint64 {
 // store on the main thread (a store made on a worker moves there; end it with deleteLater());
 // renewCredentialsForAccount and registerExternalDestination may be called from workers, and
 // block only them.
-class TULOAccountStore : public QObject
+class QUILLON_EXPORT TULOAccountStore : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/accounttokenrefreshoperation.h>
 
 #include <QPointer>
@@ -8,7 +10,7 @@ class TULOAccountStore;
 
 // What the token refresh needs of an author's accounts, answered by a TULOAccountStore. It is
 // called from the refresh's worker thread; the store's calls it uses are safe there.
-class TULOAccountStoreTokenRefresh : public TULOAccountTokenRefreshStore
+class QUILLON_EXPORT TULOAccountStoreTokenRefresh : public TULOAccountTokenRefreshStore
 {
 public:
     // Uses a store someone else owns (the compose screen's); calls do nothing once it is gone.

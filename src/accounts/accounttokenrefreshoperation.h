@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/socialservice.h>
 #include <Quillon/platform/operation.h>
@@ -15,7 +17,7 @@
 // What the token refresh asks of an author's account store. Its calls come from the refresh's
 // worker thread; completions may come on any thread, or (for an account whose tokens are
 // renewed elsewhere) never.
-class TULOAccountTokenRefreshStore
+class QUILLON_EXPORT TULOAccountTokenRefreshStore
 {
 public:
     using RenewCompletion = std::function<void(qint64 result, const TULOAccount &renewed, const TULOError &error)>;
@@ -31,7 +33,7 @@ public:
 
 // Before a post: renews the credentials of each external service's account, registers them
 // with the store, and hands back the destinations the post goes to.
-class TULOAccountTokenRefreshOperation : public TULOOperation
+class QUILLON_EXPORT TULOAccountTokenRefreshOperation : public TULOOperation
 {
 public:
     // The destinations (or nullopt with the error). Called once, on the operation's thread.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/accountrequestoperation.h>
 #include <Quillon/platform/records/externaldestination.h>
@@ -8,7 +10,7 @@
 #include <mutex>
 
 // Hands an account's fresh tokens for a post's destination to the store.
-class TULOAccountTokenRegisterOperation : public TULOAccountRequestOperation
+class QUILLON_EXPORT TULOAccountTokenRegisterOperation : public TULOAccountRequestOperation
 {
 public:
     // Called on the thread that runs the operation.

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/accountrequestoperation.h>
 
 // Asks the store to forget the author's account of a service.
-class TULOAccountUnlinkRequestOperation : public TULOAccountStatusRequestOperation
+class QUILLON_EXPORT TULOAccountUnlinkRequestOperation : public TULOAccountStatusRequestOperation
 {
 public:
     static const char *const AccessQueueLabel;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/ui/activityindicatorview.h>
 #include <Quillon/platform/ui/viewcontroller.h>
@@ -14,7 +16,7 @@
 class QTimer;
 
 // Error domain of the sign-in screen's own errors: the component's bundle identifier.
-extern const char *const TULOFacebookAuthenticationErrorDomain;
+extern QUILLON_EXPORT const char *const TULOFacebookAuthenticationErrorDomain;
 enum TULOFacebookAuthenticationErrorCode : qint64 {
     TULOFacebookAuthenticationErrorCancelled = 0,
     TULOFacebookAuthenticationErrorNoCode = 1,
@@ -22,7 +24,7 @@ enum TULOFacebookAuthenticationErrorCode : qint64 {
 
 // Shows Facebook's sign-in dialog in a web page and catches the redirect to the store's
 // Facebook-authorization address, whose "code" query item is the authorization code.
-class TULOFacebookAuthenticationWebViewController : public TULOViewController
+class QUILLON_EXPORT TULOFacebookAuthenticationWebViewController : public TULOViewController
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QHashFunctions>
 #include <QMetaType>
 #include <QString>
@@ -7,7 +9,7 @@
 #include <optional>
 
 // A Facebook page an account may post to. Pages are the same page when their identifiers are.
-class TULOFacebookPage
+class QUILLON_EXPORT TULOFacebookPage
 {
 public:
     TULOFacebookPage() = default;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/accountrequestoperation.h>
 
 // Tells the store which Facebook page the author posts to.
-class TULOFacebookPageUpdateOperation : public TULOAccountStatusRequestOperation
+class QUILLON_EXPORT TULOFacebookPageUpdateOperation : public TULOAccountStatusRequestOperation
 {
 public:
     static const char *const AccessQueueLabel;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/accountrequestoperation.h>
 
 // Hands the Facebook sign-in's authorization code to the store, which links the account.
-class TULOFacebookUserRegistrationOperation : public TULOAccountStatusRequestOperation
+class QUILLON_EXPORT TULOFacebookUserRegistrationOperation : public TULOAccountStatusRequestOperation
 {
 public:
     static const char *const AccessQueueLabel;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 // The key of an external service in accounts, preferences and configuration.
-extern const char *const TULOServiceIdentifierFacebook;
-extern const char *const TULOServiceIdentifierTwitter;
+extern QUILLON_EXPORT const char *const TULOServiceIdentifierFacebook;
+extern QUILLON_EXPORT const char *const TULOServiceIdentifierTwitter;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QString>
 #include <QVariantMap>
 
 // An external service as the configuration offers it.
-class TULOSocialService
+class QUILLON_EXPORT TULOSocialService
 {
 public:
     TULOSocialService() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/platform/error.h>
 
@@ -15,7 +17,7 @@ class QNetworkRequest;
 
 // Exchanges a Twitter user name and password for an access token (xAuth) and answers a ready
 // account. One attempt per object; nothing is kept after it.
-class TULOTwitterAuthenticationRequest
+class QUILLON_EXPORT TULOTwitterAuthenticationRequest
 {
 public:
     // Called exactly once, on the worker thread that received the answer (or at once, on the

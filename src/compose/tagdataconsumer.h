@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/tag.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/store/dataconsumer.h>
@@ -12,7 +14,7 @@
 
 // Turns the body of a tag lookup reply into tags: a JSON object whose "data" value is a list
 // of tag dictionaries. Elements that are not dictionaries yield no tag and are skipped.
-class TULOTagDataConsumer : public TULOProtocolDataConsumer
+class QUILLON_EXPORT TULOTagDataConsumer : public TULOProtocolDataConsumer
 {
 public:
     // As a store request's consumer: a QVariant holding QList<TULOTag>, or an invalid QVariant

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/compose/tokentextattachment.h>
 #include <Quillon/core/tag.h>
 
 class TULOTagTokenView;
 
 // A token that stands for a tag; its plain-text form is the tag token format.
-class TULOTagTokenTextAttachment : public TULOTokenTextAttachment
+class QUILLON_EXPORT TULOTagTokenTextAttachment : public TULOTokenTextAttachment
 {
 public:
     explicit TULOTagTokenTextAttachment(const TULOTag &tag);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/compose/tokentextattachmentview.h>
 
 #include <QStaticText>
@@ -7,7 +9,7 @@
 class QLabel;
 
 // The token view of a tag: its name in bold body text, centred in the rounded label.
-class TULOTagTokenView : public TULOTokenTextAttachmentView
+class QUILLON_EXPORT TULOTagTokenView : public TULOTokenTextAttachmentView
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QPointer>
 #include <QRectF>
@@ -20,7 +22,7 @@ inline constexpr int TULOTokenTextAttachmentProperty = QTextFormat::UserProperty
 // One token: a single U+FFFC in the text whose format carries this attachment. The token is
 // drawn by its view laid over the text. Made with std::make_shared; shared by the formats
 // that hold it (the document's, the undo stack's).
-class TULOTokenTextAttachment : public std::enable_shared_from_this<TULOTokenTextAttachment>
+class QUILLON_EXPORT TULOTokenTextAttachment : public std::enable_shared_from_this<TULOTokenTextAttachment>
 {
 public:
     TULOTokenTextAttachment();

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QWidget>
 
 // The view that draws one token over the text: a small rounded label that shows whether the
 // token is selected. It lets mouse events through to the text underneath.
-class TULOTokenTextAttachmentView : public QWidget
+class QUILLON_EXPORT TULOTokenTextAttachmentView : public QWidget
 {
     Q_OBJECT
 

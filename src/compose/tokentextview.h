@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/compose/textrange.h>
 #include <Quillon/compose/tokentextviewdelegate.h>
 
@@ -21,7 +23,7 @@ class TULOTokenTextObjectHandler;
 // An editable multi-line text view whose text may hold tokens: single U+FFFC characters that
 // stand for a tag and are drawn by small views laid over the text. It finds the tag being
 // typed at the caret, replaces it by a token, and turns text with tokens into plain text.
-class TULOTokenTextView : public QTextEdit
+class QUILLON_EXPORT TULOTokenTextView : public QTextEdit
 {
     Q_OBJECT
 

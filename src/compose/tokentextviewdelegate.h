@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/weakdelegate.h>
 
 #include <Quillon/compose/textrange.h>
@@ -14,7 +16,7 @@ class TULOTokenTextView;
 
 // The change delegate of a token text view. The count is the trimmed text length after a
 // token insertion or setAttributedText, and the number of token views after reloadTokenViews.
-class TULOTokenTextViewDelegate
+class QUILLON_EXPORT TULOTokenTextViewDelegate
 {
 public:
     virtual ~TULOTokenTextViewDelegate() = default;
@@ -27,7 +29,7 @@ public:
 
 // The ordinary delegate of an editable text view: it may refuse a typed change and hears of
 // changes the user made, selection changes and the start and end of editing.
-class TULOTextViewDelegate
+class QUILLON_EXPORT TULOTextViewDelegate
 {
 public:
     virtual ~TULOTextViewDelegate() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/storeitem.h>
 #include <Quillon/platform/library/medialibraryitem.h>
 #include <Quillon/platform/records/postartist.h>
@@ -31,7 +33,7 @@ using TULOAttachmentPtr = std::shared_ptr<TULOAttachment>;
 // One item attached to a post: a photo or video (data, an image in memory, or an asset URL),
 // a song or music video of the media library, a voice memo or a recorded sound bite. Compared
 // by identity and held by std::shared_ptr; copy() makes a new, independent one.
-class TULOAttachment
+class QUILLON_EXPORT TULOAttachment
 {
 public:
     TULOAttachment() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/attachment.h>
 #include <Quillon/platform/operation.h>
 #include <Quillon/platform/store/storedownloadmanager.h>
@@ -13,7 +15,7 @@
 // post preparation finds a local file. Asynchronous: it stays executing until the download
 // manager reports the download ended. It reports no error of its own; a failed download leaves
 // the item without a file, which the preparation then reports.
-class TULOAttachmentDownloadOperation : public TULOOperation, public TULOStoreDownloadManagerObserver
+class QUILLON_EXPORT TULOAttachmentDownloadOperation : public TULOOperation, public TULOStoreDownloadManagerObserver
 {
 public:
     // Keeps a copy of the attachment (the copy shares the media item, which receives the file).

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/storeitem.h>
 #include <Quillon/platform/records/postauthor.h>
 
@@ -20,7 +22,7 @@ class TULOConfigurationPrivate;
 //
 // allowedExternalServices holds TULOSocialService values and suggestedTags TULOTag values, each
 // in a QVariant (their classes live in the accounts and compose subsystems, above this one).
-class TULOConfiguration
+class QUILLON_EXPORT TULOConfiguration
 {
 public:
     TULOConfiguration();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/numberformatter.h>
 
 #include <QString>
@@ -9,7 +11,7 @@ class TULOClientContext;
 // Durations as hours, minutes and seconds in the localised format
 // "AUDIO_PICKER_VOICE_MEMO_DURATION_FORMAT_%@_%@_%@" of "PostComposition". Whole days are
 // dropped: 90061 s (a day, an hour, a minute, a second) reads 1:01:01.
-class TULODurationFormatter
+class QUILLON_EXPORT TULODurationFormatter
 {
 public:
     explicit TULODurationFormatter(const TULOClientContext &context);

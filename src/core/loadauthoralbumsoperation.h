@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/storeitem.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
@@ -18,7 +20,7 @@ class TULOPlatformContext;
 // Finds the albums of an author (an artist) in the store's catalogue: the artist's
 // "artist-content", the albums it describes inline, and one lookup for each album it only
 // names, at most three at a time. Blocks its own thread while the store answers.
-class TULOLoadAuthorAlbumsOperation : public TULOOperation
+class QUILLON_EXPORT TULOLoadAuthorAlbumsOperation : public TULOOperation
 {
 public:
     using OutputBlock = std::function<void(const std::optional<QList<TULOStoreItem>> &albums, const TULOError &error)>;

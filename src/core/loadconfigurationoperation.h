@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/configuration.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
@@ -23,7 +25,7 @@ class TULOUrlBag;
 // follows a refused session, and each round asks the sign-in prompt. The loop ends when the
 // store accepts the session, when signing in fails (the user cancels the prompt, a wrong
 // password, an unreachable store), or when the operation is cancelled.
-class TULOLoadConfigurationOperation : public TULOOperation
+class QUILLON_EXPORT TULOLoadConfigurationOperation : public TULOOperation
 {
 public:
     using ConfigurationBlock = std::function<void(const std::optional<TULOConfiguration> &configuration,

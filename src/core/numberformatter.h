@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QLocale>
 #include <QString>
 
@@ -8,7 +10,7 @@ class TULOClientContext;
 // Whole numbers in decimal style with a minimum count of integer digits, in the locale of
 // the client context's texts (the user's locale without one). No group separators: a count
 // of seconds reads "1200", not "1,200".
-class TULONumberFormatter
+class QUILLON_EXPORT TULONumberFormatter
 {
 public:
     explicit TULONumberFormatter(int minimumIntegerDigits = 1);

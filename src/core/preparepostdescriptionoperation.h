@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/socialservice.h>
 #include <Quillon/core/attachment.h>
 #include <Quillon/core/storeitem.h>
@@ -37,7 +39,7 @@ class TULOPhotoLibrary;
 // token refresh. The output block is called exactly once, on that thread, with the description
 // or nil; an error may accompany a description, and a nil description may come without one
 // (an attachment that ends up without a file reports no error of its own).
-class TULOPreparePostDescriptionOperation : public TULOOperation
+class QUILLON_EXPORT TULOPreparePostDescriptionOperation : public TULOOperation
 {
 public:
     using OutputBlock = std::function<void(const std::optional<TULOPostDescription> &description, const TULOError &error)>;

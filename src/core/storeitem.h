@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/library/mediamodelobject.h>
 #include <Quillon/platform/records/artworkcatalog.h>
@@ -17,18 +19,18 @@
 #include <optional>
 
 // Keys of a store lookup result that a store item reads.
-extern const char *const TULOLookupKeyArtistName;
-extern const char *const TULOLookupKeyCollectionName;
-extern const char *const TULOLookupKeyDisplayName;
-extern const char *const TULOLookupKeyKind;
-extern const char *const TULOLookupKeyItemIdentifier;
-extern const char *const TULOLookupKeyArtwork;
+extern QUILLON_EXPORT const char *const TULOLookupKeyArtistName;
+extern QUILLON_EXPORT const char *const TULOLookupKeyCollectionName;
+extern QUILLON_EXPORT const char *const TULOLookupKeyDisplayName;
+extern QUILLON_EXPORT const char *const TULOLookupKeyKind;
+extern QUILLON_EXPORT const char *const TULOLookupKeyItemIdentifier;
+extern QUILLON_EXPORT const char *const TULOLookupKeyArtwork;
 
 class TULOStoreItemPrivate;
 
 // A store content item (album, playlist, song, music video, radio station) that a post carries.
 // A value: copies are independent.
-class TULOStoreItem
+class QUILLON_EXPORT TULOStoreItem
 {
 public:
     TULOStoreItem();

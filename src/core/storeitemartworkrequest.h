@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/storeitem.h>
 #include <Quillon/platform/records/artworkcatalog.h>
 #include <Quillon/platform/store/artworkrequest.h>
@@ -9,7 +11,7 @@
 // The artwork of a store item at one size, for the item's row in the editor: from the item's
 // artwork catalog when it has one (a media-library item), otherwise from the store's artwork
 // list. Drawn with a one-pixel border; artists, curators and activities as a circle.
-class TULOStoreItemArtworkRequest : public TULOArtworkRequest
+class QUILLON_EXPORT TULOStoreItemArtworkRequest : public TULOArtworkRequest
 {
 public:
     // `scale` is the destination's device pixels per point; 0 takes the primary screen's.

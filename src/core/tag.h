@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/postartist.h>
 
 #include <QList>
@@ -12,7 +14,7 @@
 
 // A tagged store entity (an artist, a work, ...) as the tag lookup service names it.
 // A value: copies are independent. A null QString field is nil.
-class TULOTag
+class QUILLON_EXPORT TULOTag
 {
 public:
     TULOTag() = default;
@@ -51,4 +53,4 @@ Q_DECLARE_METATYPE(TULOTag)
 // The one tag of `matchedTags` that `string` names (a leading "@" ignored): its name, or else
 // its tag string, equal to the string ignoring case. Nothing when none or
 // more than one match, so an ambiguous name never picks a tag by chance.
-std::optional<TULOTag> TULOExistingTagForString(const QList<TULOTag> &matchedTags, const QString &string);
+QUILLON_EXPORT std::optional<TULOTag> TULOExistingTagForString(const QList<TULOTag> &matchedTags, const QString &string);

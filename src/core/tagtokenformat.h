@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/tag.h>
 
 #include <QRegularExpression>
@@ -7,11 +9,11 @@
 
 // The in-text form of a tag token: @{type:identifier:"name"}, with only double quotes in the
 // name escaped by a backslash. Nil fields are left out; a nil name leaves out its quotes too.
-QString TULOTagTokenString(const TULOTag &tag);
+QUILLON_EXPORT QString TULOTagTokenString(const TULOTag &tag);
 
 // The reader's pattern, @\{[^:]+:[^:]+:"([^"]+)"\}, group 1 being the name. It deliberately
 // leaves tokens with an empty type or identifier, no name, or an escaped quote as raw text.
-const QRegularExpression &TULOTagTokenRegularExpression();
+QUILLON_EXPORT const QRegularExpression &TULOTagTokenRegularExpression();
 
 // `text` with every token the reader matches replaced by its name.
-QString TULOStringByReplacingTagTokensWithNames(const QString &text);
+QUILLON_EXPORT QString TULOStringByReplacingTagTokensWithNames(const QString &text);

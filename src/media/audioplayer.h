@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/media/audioplayerstatus.h>
 #include <Quillon/platform/weakdelegate.h>
 
@@ -15,7 +17,7 @@ class TULOMediaPlayer;
 
 // Releases a QObject from the event loop, so that one dropped inside its own signal (a
 // delegate stopping playback from a status update) is not deleted under the emitter.
-struct TULODeleteLater
+struct QUILLON_EXPORT TULODeleteLater
 {
     void operator()(QObject *object) const
     {
@@ -24,7 +26,7 @@ struct TULODeleteLater
     }
 };
 
-class TULOAudioPlayerDelegate
+class QUILLON_EXPORT TULOAudioPlayerDelegate
 {
 public:
     virtual ~TULOAudioPlayerDelegate() = default;
@@ -43,7 +45,7 @@ public:
 
 // Plays one media asset and reports its status to the delegate on every display refresh
 // (usesDisplayRefresh) or once a second, starting when playback starts. Main thread only.
-class TULOAudioPlayer : public QObject
+class QUILLON_EXPORT TULOAudioPlayer : public QObject
 {
     Q_OBJECT
 

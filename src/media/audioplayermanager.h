@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/media/audioplayer.h>
 #include <Quillon/platform/weakdelegate.h>
 
@@ -12,7 +14,7 @@
 class TULOAudioPlayerManager;
 class TULOPlayButton;
 
-class TULOAudioPlayerManagerDataSource
+class QUILLON_EXPORT TULOAudioPlayerManagerDataSource
 {
 public:
     virtual ~TULOAudioPlayerManagerDataSource() = default;
@@ -23,7 +25,7 @@ public:
 
 // Lets a list of items preview one item at a time and drives the play button of the row
 // that plays. Main thread only.
-class TULOAudioPlayerManager : public QObject, public TULOAudioPlayerDelegate
+class QUILLON_EXPORT TULOAudioPlayerManager : public QObject, public TULOAudioPlayerDelegate
 {
     Q_OBJECT
 

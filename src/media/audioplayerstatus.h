@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 // A player's state at its last update. A copy carries all four fields.
-class TULOAudioPlayerStatus
+class QUILLON_EXPORT TULOAudioPlayerStatus
 {
 public:
     enum State : qint64 {

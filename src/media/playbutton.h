@@ -1,8 +1,10 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 // The store UI's play button role, as the rows that preview an item show it (the audio
 // pickers' song and voice memo rows implement it).
-class TULOPlayButton
+class QUILLON_EXPORT TULOPlayButton
 {
 public:
     virtual ~TULOPlayButton() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -9,7 +11,7 @@
 class TULOProximityCoordinator;
 class TULOProximitySensor;
 
-class TULOProximityCoordinatorObserver
+class QUILLON_EXPORT TULOProximityCoordinatorObserver
 {
 public:
     TULOProximityCoordinatorObserver() = default;
@@ -29,7 +31,7 @@ private:
 
 // Turns the device's proximity monitoring on while anybody observes it, and tells the
 // observers (held weakly) when the state changes. Main thread only.
-class TULOProximityCoordinator : public QObject
+class QUILLON_EXPORT TULOProximityCoordinator : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/media/proximitycoordinator.h>
 #include <Quillon/platform/weakdelegate.h>
 
@@ -22,7 +24,7 @@ enum TULOSoundBiteViewMode : qint64 {
     TULOSoundBiteViewModeRecorded = 4,
 };
 
-class TULOSoundBiteViewDelegate
+class QUILLON_EXPORT TULOSoundBiteViewDelegate
 {
 public:
     virtual ~TULOSoundBiteViewDelegate() = default;
@@ -39,7 +41,7 @@ public:
 // Space toggles), a stop-recording indicator, a play button, the waveform with the played
 // part laid over it, a time label and the explicit-content toggle. Its mode says which of
 // them show; only its controller sets it.
-class TULOSoundBiteView : public QWidget, public TULOProximityCoordinatorObserver
+class QUILLON_EXPORT TULOSoundBiteView : public QWidget, public TULOProximityCoordinatorObserver
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QAbstractButton>
 #include <QRectF>
 
@@ -8,7 +10,7 @@
 //
 // A hold button reports the mouse as holdBegan()/holdEnded() and emits clicked() only for
 // the keyboard (Space) and assistive technology, which cannot hold.
-class TULOSoundBiteViewButton : public QAbstractButton
+class QUILLON_EXPORT TULOSoundBiteViewButton : public QAbstractButton
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/core/attachment.h>
 #include <Quillon/core/configuration.h>
 #include <Quillon/core/numberformatter.h>
@@ -16,7 +18,7 @@
 class TULOSoundBiteViewController;
 class TULOWaveformImageProducer;
 
-class TULOSoundBiteViewControllerDelegate
+class QUILLON_EXPORT TULOSoundBiteViewControllerDelegate
 {
 public:
     virtual ~TULOSoundBiteViewControllerDelegate() = default;
@@ -31,7 +33,7 @@ public:
 // One slot at a time uses the audio: a slot that starts recording or playing ends the take
 // and the playback of the slot that had it. Every take overwrites the same file in the
 // temporary directory, fixed when the controller is made.
-class TULOSoundBiteViewController : public TULOViewController,
+class QUILLON_EXPORT TULOSoundBiteViewController : public TULOViewController,
                                     public TULOSoundBiteViewDelegate,
                                     public TULOVoiceRecorderDelegate,
                                     public TULOAudioPlayerDelegate

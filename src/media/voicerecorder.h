@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/audio/voicecapture.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/weakdelegate.h>
@@ -17,7 +19,7 @@ class TULOAudioFile;
 class TULOVoiceRecorder;
 
 // All sent on the main thread.
-class TULOVoiceRecorderDelegate
+class QUILLON_EXPORT TULOVoiceRecorderDelegate
 {
 public:
     virtual ~TULOVoiceRecorderDelegate() = default;
@@ -43,7 +45,7 @@ constexpr double TULOVoiceRecorderMinimumAttachmentDuration = 0.5;
 // maximumRecordingDuration(). Lives on the main thread. Own it through a std::shared_ptr:
 // from the first stop request until the capture has finished it keeps itself alive, so an
 // owner may drop it right after asking it to stop.
-class TULOVoiceRecorder : public TULOVoiceCaptureDelegate, public std::enable_shared_from_this<TULOVoiceRecorder>
+class QUILLON_EXPORT TULOVoiceRecorder : public TULOVoiceCaptureDelegate, public std::enable_shared_from_this<TULOVoiceRecorder>
 {
 public:
     using CompletionHandler = std::function<void(bool success)>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QImage>
 #include <QList>
 #include <QRectF>
@@ -7,7 +9,7 @@
 
 // Keeps the linear power levels of a sound bite and draws them as a row of vertical bars
 // into a template image: an alpha mask (QImage::Format_Alpha8) that the view showing it tints.
-class TULOWaveformImageProducer
+class QUILLON_EXPORT TULOWaveformImageProducer
 {
 public:
     enum WaveformMode : qint64 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/store/urlbag.h>
 
@@ -11,8 +13,8 @@
 #include <optional>
 
 // Configuration keys of a client context.
-extern const char *const TULOClientConfigurationLocaleKey;            // e.g. "en_GB"
-extern const char *const TULOClientConfigurationStorefrontSuffixKey;  // e.g. "143441-1,32"
+extern QUILLON_EXPORT const char *const TULOClientConfigurationLocaleKey;            // e.g. "en_GB"
+extern QUILLON_EXPORT const char *const TULOClientConfigurationStorefrontSuffixKey;  // e.g. "143441-1,32"
 
 class TULOClientContextPrivate;
 class TULOOperation;
@@ -20,7 +22,7 @@ class TULOOperation;
 // What the framework knows about the store it talks to: the bag's address, a few
 // configuration values, the request timeout, and the URL bag once loaded. Copies share the
 // loaded bag. A default-constructed context is null ("no context").
-class TULOClientContext
+class QUILLON_EXPORT TULOClientContext
 {
 public:
     using URLBagCompletion = std::function<void(const std::optional<TULOUrlBag> &bag, const TULOError &error)>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
 
@@ -10,24 +12,24 @@
 #include <optional>
 
 // Environment variable naming the deployment file; it overrides the default location.
-extern const char *const TULODeploymentConfigurationEnvironmentVariable;
+extern QUILLON_EXPORT const char *const TULODeploymentConfigurationEnvironmentVariable;
 
 // Keys of the deployment file (a JSON object).
-extern const char *const TULODeploymentTwitterAccessTokenURLKey;
-extern const char *const TULODeploymentFacebookDialogURLKey;
-extern const char *const TULODeploymentFacebookAuthorizationURLKey;
-extern const char *const TULODeploymentFacebookAuthorizationRedirectURLKey;
-extern const char *const TULODeploymentTwitterConsumerKeyKey;
-extern const char *const TULODeploymentTwitterConsumerSecretKey;
-extern const char *const TULODeploymentFacebookAppIdKey;
+extern QUILLON_EXPORT const char *const TULODeploymentTwitterAccessTokenURLKey;
+extern QUILLON_EXPORT const char *const TULODeploymentFacebookDialogURLKey;
+extern QUILLON_EXPORT const char *const TULODeploymentFacebookAuthorizationURLKey;
+extern QUILLON_EXPORT const char *const TULODeploymentFacebookAuthorizationRedirectURLKey;
+extern QUILLON_EXPORT const char *const TULODeploymentTwitterConsumerKeyKey;
+extern QUILLON_EXPORT const char *const TULODeploymentTwitterConsumerSecretKey;
+extern QUILLON_EXPORT const char *const TULODeploymentFacebookAppIdKey;
 // PEM files of certificate authorities trusted besides the system's, separated by ':'.
-extern const char *const TULODeploymentTrustedCertificatesKey;
+extern QUILLON_EXPORT const char *const TULODeploymentTrustedCertificatesKey;
 
 // What a deployer supplies besides the store's bag address: the social services' endpoints,
 // the store's Facebook-authorization addresses, and the application credentials, which are
 // kept scrambled (see docs/deployment.md). Addresses may be relative; they are then resolved
 // against the store's bag address, which is how the defaults reach the sandbox store.
-class TULODeploymentConfiguration
+class QUILLON_EXPORT TULODeploymentConfiguration
 {
 public:
     // The built-in defaults: the sandbox store's paths and its demo credentials.

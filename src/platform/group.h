@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -8,7 +10,7 @@
 
 // Counts pieces of work in flight: enter() before each starts, leave() when each ends (on any
 // thread); wait() blocks until the count is back at zero.
-class TULOGroup
+class QUILLON_EXPORT TULOGroup
 {
 public:
     TULOGroup() = default;

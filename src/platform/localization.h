@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 #include <QStringList>
 
@@ -11,7 +13,7 @@ class TULOLocalizedStringDictionary;
 
 // "PostComposition": the table of all the framework's localised texts. Below core, because
 // every module's messages come from it.
-extern const char *const TULOStringsTablePostComposition;
+extern QUILLON_EXPORT const char *const TULOStringsTablePostComposition;
 
 // Looks up the framework's localised texts by key and table ("PostComposition").
 //
@@ -19,7 +21,7 @@ extern const char *const TULOStringsTablePostComposition;
 // a key the framework lacks for it is asked of the client context, whose own fallback answers
 // the key itself. Without a context or locale the user's own locale is used, and a missing
 // key answers the key.
-class TULOLocalization
+class QUILLON_EXPORT TULOLocalization
 {
 public:
     // The one shared instance; made on first use, from any thread.
@@ -49,4 +51,4 @@ private:
 // Fills a localised format: each "%@" takes the next argument, "%1$@", "%2$@", ... take the
 // argument of that number (so a translation may reorder them), "%%" is a percent sign.
 // Missing arguments leave the placeholder empty.
-QString TULOStringWithFormat(const QString &format, const QStringList &arguments);
+QUILLON_EXPORT QString TULOStringWithFormat(const QString &format, const QStringList &arguments);

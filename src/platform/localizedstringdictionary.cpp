@@ -3,6 +3,13 @@
 #include <QLocale>
 #include <QTranslator>
 
+// The string tables are compiled into the module (see src/platform/CMakeLists.txt). Registered
+// by name, so that a program linking the module's objects from an archive pulls them in too.
+static void initTranslationsResource()
+{
+    Q_INIT_RESOURCE(quillon_translations);
+}
+
 TULOLocalizedStringDictionary::TULOLocalizedStringDictionary(const QString &localeName)
     : m_localeName(localeName)
 {
@@ -22,6 +29,8 @@ std::shared_ptr<TULOLocalizedStringDictionary> TULOLocalizedStringDictionary::sy
 
 QString TULOLocalizedStringDictionary::tablesDirectory()
 {
+    static const bool registered = (initTranslationsResource(), true);
+    Q_UNUSED(registered);
     return QStringLiteral(":/quillon/translations");
 }
 

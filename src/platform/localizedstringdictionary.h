@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 
 #include <map>
@@ -11,7 +13,7 @@ class QTranslator;
 // The framework's own texts for one locale, read from its compiled string tables
 // (":/quillon/translations/<table in lower case>_<locale>.qm"). Tables load on first use.
 // Safe from any thread.
-class TULOLocalizedStringDictionary
+class QUILLON_EXPORT TULOLocalizedStringDictionary
 {
 public:
     // `localeName` such as "de_DE" or "en". A locale without its own table falls back to the

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 #include <QVariantMap>
 
@@ -11,7 +13,7 @@ class TULONotificationCenterPrivate;
 
 // Something that happened: a name, the object that made it happen (compared by identity
 // only), and details.
-class TULONotification
+class QUILLON_EXPORT TULONotification
 {
 public:
     TULONotification() = default;
@@ -39,7 +41,7 @@ using TULONotificationCallback = std::function<void(const TULONotification &)>;
 // sender. Posting, observing and removing are safe from any thread. A callback runs on the
 // posting thread, inside postNotification(); callbacks that touch widgets hop to the main
 // thread themselves (TULODispatchMain).
-class TULONotificationCenter
+class QUILLON_EXPORT TULONotificationCenter
 {
 public:
     TULONotificationCenter();

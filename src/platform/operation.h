@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 
 #include <chrono>
@@ -22,7 +24,7 @@ class TULOOperationQueue;
 //
 // Asynchronous operations answer true from isAsynchronous(): their main() only starts the
 // work, and the operation stays executing until the work calls finish() from any thread.
-class TULOOperation : public std::enable_shared_from_this<TULOOperation>
+class QUILLON_EXPORT TULOOperation : public std::enable_shared_from_this<TULOOperation>
 {
 public:
     TULOOperation();
@@ -116,7 +118,7 @@ private:
 // While it lives, cancelling `owner` cancels `follower` too, so an operation run inside another
 // one (synchronously, on the owner's thread) stops with it; a follower whose owner is already
 // cancelled is cancelled at once. Either may be null.
-class TULOCancellationLink
+class QUILLON_EXPORT TULOCancellationLink
 {
 public:
     TULOCancellationLink(const TULOOperation *owner, TULOOperation *follower);

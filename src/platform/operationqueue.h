@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/operation.h>
 
 #include <QString>
@@ -16,7 +18,7 @@ class TULOOperationQueuePrivate;
 //
 // The queue's threads are QThreads, so an operation may run a local QEventLoop. Destroying
 // the queue waits until every operation added to it has finished.
-class TULOOperationQueue
+class QUILLON_EXPORT TULOOperationQueue
 {
 public:
     static constexpr int DefaultMaxConcurrentOperationCount = -1;

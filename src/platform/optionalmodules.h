@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 #include <QStringList>
 
@@ -12,7 +14,7 @@ struct QMetaObject;
 //
 // A module exports, with C linkage, `const QMetaObject *TULOModuleClassNamed(const char *)`
 // answering its QObject classes by name.
-class TULOOptionalModules
+class QUILLON_EXPORT TULOOptionalModules
 {
 public:
     enum Module { PhotoLibrary, CameraCapture, VoiceMemos };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 #include <QVariant>
 
@@ -7,7 +9,7 @@
 // kept by QSettings in the user's configuration folder. A value object: copies address the same
 // domain. Safe from any thread; a value written is seen at once by every TULOPreferences of the
 // same domain in the process.
-class TULOPreferences
+class QUILLON_EXPORT TULOPreferences
 {
 public:
     explicit TULOPreferences(const QString &domain);

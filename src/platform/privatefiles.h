@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QString>
@@ -12,7 +14,7 @@ class QIODevice;
 // files 0600, whatever made them first (another part of the framework, an older version, a
 // host's umask of 022). Outbox manifests carry access tokens, the account database names the
 // user's accounts, prepared photos are the user's photos.
-class TULOPrivateFiles
+class QUILLON_EXPORT TULOPrivateFiles
 {
 public:
     // Creates `folder` with its missing parents. The folder, every parent it created, and the

@@ -1,17 +1,19 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 
 // Type identifiers are MIME type names from the shared MIME database; conformance is MIME
 // inheritance. "image/*", "audio/*" and "video/*" stand for every type of that kind.
-extern const char *const TULOTypeIdentifierJPEG;  // "image/jpeg"
-extern const char *const TULOTypeIdentifierPNG;   // "image/png"
-extern const char *const TULOTypeIdentifierCAF;   // "audio/x-caf", Core Audio Format sound bites
-extern const char *const TULOTypeIdentifierImage; // "image/*"
-extern const char *const TULOTypeIdentifierAudio; // "audio/*"
-extern const char *const TULOTypeIdentifierVideo; // "video/*"
+extern QUILLON_EXPORT const char *const TULOTypeIdentifierJPEG;  // "image/jpeg"
+extern QUILLON_EXPORT const char *const TULOTypeIdentifierPNG;   // "image/png"
+extern QUILLON_EXPORT const char *const TULOTypeIdentifierCAF;   // "audio/x-caf", Core Audio Format sound bites
+extern QUILLON_EXPORT const char *const TULOTypeIdentifierImage; // "image/*"
+extern QUILLON_EXPORT const char *const TULOTypeIdentifierAudio; // "audio/*"
+extern QUILLON_EXPORT const char *const TULOTypeIdentifierVideo; // "video/*"
 
-class TULOTypeIdentifiers
+class QUILLON_EXPORT TULOTypeIdentifiers
 {
 public:
     // The preferred type for a file-name extension (without the dot, any case); a null

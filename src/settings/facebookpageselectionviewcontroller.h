@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/platform/ui/storeviewcontroller.h>
@@ -16,7 +18,7 @@ class TULOBarButtonItem;
 class TULOSettingsButtonTableViewCell;
 
 // The table header of the page selection: one multi-line label, inset like the rows.
-class TULOFacebookPageSelectionHeaderView : public QWidget
+class QUILLON_EXPORT TULOFacebookPageSelectionHeaderView : public QWidget
 {
     Q_OBJECT
 
@@ -30,7 +32,7 @@ private:
 };
 
 // A profile or page row: a single choice, marked with a check mark.
-class TULOFacebookPageTableViewCell : public TULOTableViewCell
+class QUILLON_EXPORT TULOFacebookPageTableViewCell : public TULOTableViewCell
 {
     Q_OBJECT
 
@@ -41,7 +43,7 @@ public:
 // Where Facebook cross-posts go: the profile or one of the account's pages; and unlinking the
 // account from the store. Presented in a navigation container; Cancel and Escape leave
 // without saving, Done keeps the choice.
-class TULOFacebookPageSelectionViewController : public TULOStoreViewController,
+class QUILLON_EXPORT TULOFacebookPageSelectionViewController : public TULOStoreViewController,
                                                 public TULOTableViewDataSource,
                                                 public TULOTableViewDelegate
 {

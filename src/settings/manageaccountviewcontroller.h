@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/platform/error.h>
@@ -25,7 +27,7 @@ enum TULODeviceClass {
 // Shows a linked account: its user name, its password (a changed one is verified with the
 // service again before it is kept), and Delete Account. Presented in a navigation container;
 // Cancel and Escape close it, Done and Return keep a changed password.
-class TULOManageAccountViewController : public TULOStoreViewController,
+class QUILLON_EXPORT TULOManageAccountViewController : public TULOStoreViewController,
                                         public TULOTableViewDataSource,
                                         public TULOTableViewDelegate
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/socialservice.h>
@@ -18,7 +20,7 @@ class TULOSignInButtonTableViewCell;
 // Signs a Twitter account in with a user name and password, saves it, turns cross-posting to
 // it on and goes back. Return in the password field signs in; Escape goes back, dropping an
 // answer still on its way.
-class TULOSetupAccountViewController : public TULOStoreViewController,
+class QUILLON_EXPORT TULOSetupAccountViewController : public TULOStoreViewController,
                                        public TULOTableViewDataSource,
                                        public TULOTableViewDelegate
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/account.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/facebookpage.h>
@@ -30,7 +32,7 @@ enum TULOSocialServiceSetupCellType {
 
 // One service's section of the social service settings: its rows, their cells, and what
 // tapping a row does. Every row is a settings cell of reuse identifier "0".
-class TULOSocialServiceSetupTableViewSection : public QObject
+class QUILLON_EXPORT TULOSocialServiceSetupTableViewSection : public QObject
 {
     Q_OBJECT
 
@@ -88,7 +90,7 @@ private:
     std::shared_ptr<TULOOperationQueue> m_operationQueue;
 };
 
-class TULOTwitterServiceSetupTableViewSection : public TULOSocialServiceSetupTableViewSection
+class QUILLON_EXPORT TULOTwitterServiceSetupTableViewSection : public TULOSocialServiceSetupTableViewSection
 {
     Q_OBJECT
 
@@ -115,7 +117,7 @@ enum TULOFacebookServiceDisplayState {
 // The Facebook account arrives from the store some time after the screen opens; the section
 // keeps the state it last counted rows for, so cells never disagree with the row count the
 // table was built with.
-class TULOFacebookServiceSetupTableViewSection : public TULOSocialServiceSetupTableViewSection
+class QUILLON_EXPORT TULOFacebookServiceSetupTableViewSection : public TULOSocialServiceSetupTableViewSection
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/accounts/facebookpage.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/core/configuration.h>
@@ -16,7 +18,7 @@ class TULOSocialServiceSetupTableViewSection;
 // The cross-posting settings: one section per service the configuration allows, with its
 // switch, its account and, for Facebook, where posts go. Follows every change of the account
 // store. The account store is not owned.
-class TULOSocialServiceSetupViewController : public TULOStoreViewController,
+class QUILLON_EXPORT TULOSocialServiceSetupViewController : public TULOStoreViewController,
                                              public TULOTableViewDataSource,
                                              public TULOTableViewDelegate
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/audio/voicecapture.h>
 
 #include <QString>
@@ -7,7 +9,7 @@
 #include <memory>
 
 // Stream format of an audio file, as the audio file service describes it.
-struct TULOAudioStreamBasicDescription
+struct QUILLON_EXPORT TULOAudioStreamBasicDescription
 {
     double sampleRate = 0.0;
     quint32 formatID = 0;
@@ -24,11 +26,11 @@ constexpr quint32 TULOLinearPCMFormatFlagIsSignedInteger = 1u << 2;
 constexpr quint32 TULOLinearPCMFormatFlagIsPacked = 1u << 3;
 
 // The format recordings are written in: 44.1 kHz mono 16-bit signed packed little-endian PCM.
-TULOAudioStreamBasicDescription TULOSoundBiteStreamFormat();
+QUILLON_EXPORT TULOAudioStreamBasicDescription TULOSoundBiteStreamFormat();
 
 // An audio file being written, through libsndfile. CAF with 16-bit little-endian integer PCM is
 // the format written; the file is closed (and its header completed) by close() or on release.
-class TULOAudioFile
+class QUILLON_EXPORT TULOAudioFile
 {
 public:
     // Creates the file at `path`, erasing one that is there. Nullptr on failure, with the

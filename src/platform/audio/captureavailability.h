@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 #include <QPointer>
 
@@ -8,7 +10,7 @@ class QMediaDevices;
 // Whether a voice capture can start now, following microphones as they come and go
 // (QMediaDevices) and the configured capture (an installed factory or a capture source
 // file, which stand in for a microphone). Main thread only.
-class TULOVoiceCaptureAvailability : public QObject
+class QUILLON_EXPORT TULOVoiceCaptureAvailability : public QObject
 {
     Q_OBJECT
 

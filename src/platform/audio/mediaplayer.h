@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QObject>
@@ -9,7 +11,7 @@
 
 // The platform's media player for one item: current time, rate, the item's duration, its
 // failure and its end. Lives on the main thread; signals come from the main thread.
-class TULOMediaPlayer : public QObject
+class QUILLON_EXPORT TULOMediaPlayer : public QObject
 {
     Q_OBJECT
 

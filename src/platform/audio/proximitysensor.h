@@ -1,10 +1,12 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 
 // The device's proximity sensor: whether something (a face) is near. Monitoring must be on
 // for the state to follow the sensor. Main thread only.
-class TULOProximitySensor : public QObject
+class QUILLON_EXPORT TULOProximitySensor : public QObject
 {
     Q_OBJECT
 
@@ -32,7 +34,7 @@ protected:
 
 // A sensor that reports what it is told, as the real one reports what it senses: changes
 // are seen only while monitoring is on, and it reads far while off.
-class TULOSimulatedProximitySensor : public TULOProximitySensor
+class QUILLON_EXPORT TULOSimulatedProximitySensor : public TULOProximitySensor
 {
     Q_OBJECT
 

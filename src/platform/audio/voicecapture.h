@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QByteArray>
@@ -22,7 +24,7 @@ constexpr qint64 TULOVoiceCaptureDeviceLostReason = -2;
 
 // Errors of the audio services (file creation, capture devices) carry the service's status
 // as their code in this domain.
-extern const char *const TULOOSStatusErrorDomain;
+extern QUILLON_EXPORT const char *const TULOOSStatusErrorDomain;
 
 // Metering range, in decibels relative to full scale.
 constexpr float TULOVoiceCaptureMinimumPower = -160.0f;
@@ -31,7 +33,7 @@ constexpr float TULOVoiceCaptureMaximumPower = 0.0f;
 enum class TULOSampleRateConverterQuality { Min, Low, Medium, High, Max, Mastering };
 
 // The five capture settings a capture is prepared with.
-struct TULOVoiceCaptureSettings
+struct QUILLON_EXPORT TULOVoiceCaptureSettings
 {
     quint32 formatID = TULOAudioFormatLinearPCM;
     int linearPCMBitDepth = 16;
@@ -42,13 +44,13 @@ struct TULOVoiceCaptureSettings
     bool operator==(const TULOVoiceCaptureSettings &) const = default;
 };
 
-struct TULOVoiceCaptureContext
+struct QUILLON_EXPORT TULOVoiceCaptureContext
 {
     qint64 activationMode = 0;
     bool operator==(const TULOVoiceCaptureContext &) const = default;
 };
 
-struct TULOAudioPacketDescription
+struct QUILLON_EXPORT TULOAudioPacketDescription
 {
     qint64 startOffset = 0;
     quint32 variableFramesInPacket = 0;
@@ -57,7 +59,7 @@ struct TULOAudioPacketDescription
 
 // One block of captured audio. Immutable once delivered; shared so that it stays alive until
 // the main-queue work that consumes it has run.
-struct TULOVoiceCaptureBuffer
+struct QUILLON_EXPORT TULOVoiceCaptureBuffer
 {
     QByteArray data;
     quint32 dataByteSize = 0;
@@ -71,7 +73,7 @@ using TULOVoiceCaptureBufferRef = std::shared_ptr<const TULOVoiceCaptureBuffer>;
 class TULOVoiceCapture;
 
 // Callbacks of a capture. They may come on any thread.
-class TULOVoiceCaptureDelegate
+class QUILLON_EXPORT TULOVoiceCaptureDelegate
 {
 public:
     virtual ~TULOVoiceCaptureDelegate() = default;
@@ -94,7 +96,7 @@ public:
 
 // The voice-capture facility: one capture from one source. Prepare, start, stop; metering of
 // the most recent input; buffers and the started/stopped callbacks go to the record delegate.
-class TULOVoiceCapture
+class QUILLON_EXPORT TULOVoiceCapture
 {
 public:
     using Factory = std::function<std::unique_ptr<TULOVoiceCapture>(const TULOVoiceCaptureContext &, TULOError *)>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QByteArray>
@@ -12,13 +14,13 @@
 // "backend" ("file" or "none"), "location" (a sentence naming the place), "path" (the file, for
 // "file"), "firstNotice" (true the first time for this file; a command line prints it then).
 // It is posted while the store is made: an observer must not call sharedStore() itself.
-extern const char *const TULOCredentialStoreLocationNotification;
+extern QUILLON_EXPORT const char *const TULOCredentialStoreLocationNotification;
 // The framework preference (bool) that forbids the file fallback; the environment variable
 // QUILLON_REQUIRE_SECURE_CREDENTIALS=1 does the same.
-extern const char *const TULOCredentialStoreRequireSecurePreferencesKey;
+extern QUILLON_EXPORT const char *const TULOCredentialStoreRequireSecurePreferencesKey;
 
 // Errors of the credential store.
-extern const char *const TULOCredentialStoreErrorDomain;
+extern QUILLON_EXPORT const char *const TULOCredentialStoreErrorDomain;
 enum TULOCredentialStoreErrorCode : qint64 {
     TULOCredentialStoreErrorItemNotFound = 1,
     TULOCredentialStoreErrorDuplicateItem = 2,
@@ -33,7 +35,7 @@ enum TULOCredentialStoreErrorCode : qint64 {
 // Two backends behave alike: the Secret Service (through QtKeychain) when a session bus and an
 // unlocked default collection answer, otherwise an owner-only file (0600 in a 0700 folder of
 // the user's data directory). Calls block their thread; all are safe from any thread.
-class TULOCredentialStore
+class QUILLON_EXPORT TULOCredentialStore
 {
 public:
     virtual ~TULOCredentialStore();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QByteArray>
@@ -8,7 +10,7 @@
 class QIODevice;
 
 // Errors of metadata removal. A platform domain: passed on unchanged by the callers.
-extern const char *const TULOImageMetadataErrorDomain;
+extern QUILLON_EXPORT const char *const TULOImageMetadataErrorDomain;
 
 enum TULOImageMetadataError {
     TULOImageMetadataErrorUnreadableImage = 1, // empty, truncated or not an image at all
@@ -26,7 +28,7 @@ enum TULOImageMetadataError {
 // comments and application blocks (XMP); BMP has no place for metadata and passes as it is.
 // Any other format (HEIC above all) is refused with a clear error rather than passed on with
 // its metadata. Thread-safe.
-class TULOMetadataStripper
+class QUILLON_EXPORT TULOMetadataStripper
 {
 public:
     // The image in `data` without its private metadata; a null array on failure, with `error`

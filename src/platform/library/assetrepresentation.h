@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QByteArray>
@@ -9,7 +11,7 @@
 // One stored form of a photo-library asset: for this library, the file itself. A value; the
 // bytes are read from the file on demand, so a representation of a file that vanishes later
 // fails its reads with a file error instead of serving stale data.
-class TULOAssetRepresentation
+class QUILLON_EXPORT TULOAssetRepresentation
 {
 public:
     TULOAssetRepresentation() = default;

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/library/mediamodelobject.h>
 
 // An album of the library; the store identifier is 0 when the album is not from the store.
-class TULOMediaAlbum : public TULOMediaModelObject
+class QUILLON_EXPORT TULOMediaAlbum : public TULOMediaModelObject
 {
 public:
     QString title() const { return m_title; }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/library/mediaalbum.h>
 #include <Quillon/platform/library/medialibraryitem.h>
@@ -18,7 +20,7 @@ class TULOMediaLibraryIndex;
 // tags, kept in an SQLite index so that opening it again reads only files that changed. Items
 // that exist only in the store are added by the store's download machinery (addStoreItems).
 // Reading the library is thread-safe; reload() may run on a worker thread.
-class TULOMediaLibrary : public QObject
+class QUILLON_EXPORT TULOMediaLibrary : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/artworkcatalog.h>
 
 #include <QPointer>
@@ -27,7 +29,7 @@ enum TULOMediaType : quint64 {
 // One song, music video or voice memo of the media library. Items are compared by identity
 // (held by std::shared_ptr); the library that made an item answers for it (downloads, removal).
 // Store identifiers are 0 when the file carries none.
-class TULOMediaLibraryItem
+class QUILLON_EXPORT TULOMediaLibraryItem
 {
 public:
     TULOMediaLibraryItem() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/artworkcatalog.h>
 
 #include <QString>
@@ -8,7 +10,7 @@
 
 // Base of the media library's browsable objects (albums, playlists, songs, radio stations).
 // Objects are compared by identity and held by std::shared_ptr; test a kind with dynamic_cast.
-class TULOMediaModelObject
+class QUILLON_EXPORT TULOMediaModelObject
 {
 public:
     virtual ~TULOMediaModelObject();

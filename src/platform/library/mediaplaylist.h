@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/library/mediamodelobject.h>
 
 // A playlist; a store playlist carries its global identifier, a local one none.
-class TULOMediaPlaylist : public TULOMediaModelObject
+class QUILLON_EXPORT TULOMediaPlaylist : public TULOMediaModelObject
 {
 public:
     QString name() const { return m_name; }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/library/mediamodelobject.h>
 
 // A store radio station, known by its string identifier.
-class TULOMediaRadioStation : public TULOMediaModelObject
+class QUILLON_EXPORT TULOMediaRadioStation : public TULOMediaModelObject
 {
 public:
     QString name() const { return m_name; }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/library/mediamodelobject.h>
 
 // A song, or a music video when it has video.
-class TULOMediaSong : public TULOMediaModelObject
+class QUILLON_EXPORT TULOMediaSong : public TULOMediaModelObject
 {
 public:
     QString title() const { return m_title; }

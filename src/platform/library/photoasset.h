@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/library/assetrepresentation.h>
 
 #include <QDateTime>
@@ -8,7 +10,7 @@
 
 // A photo or video of the photo library. A value, made by TULOPhotoLibrary; a default-made
 // asset is null.
-class TULOPhotoAsset
+class QUILLON_EXPORT TULOPhotoAsset
 {
 public:
     enum AssetType { Unknown, Photo, Video };

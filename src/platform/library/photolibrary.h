@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/library/photoasset.h>
 
@@ -15,7 +17,7 @@
 class TULOOperationQueue;
 
 // Errors of the photo library, passed on unchanged by its callers.
-extern const char *const TULOPhotoLibraryErrorDomain;
+extern QUILLON_EXPORT const char *const TULOPhotoLibraryErrorDomain;
 
 enum TULOPhotoLibraryError {
     TULOPhotoLibraryErrorInvalidURL = 1, // not an "assets-library" URL this library made
@@ -31,7 +33,7 @@ enum TULOPhotoLibraryError {
 // The framework reaches this class only through the photo-library module (its class
 // "TULOPhotoLibrary"), so that a system without the module resolves no assets.
 // Thread-safe; lookups may come from any thread.
-class TULOPhotoLibrary : public QObject
+class QUILLON_EXPORT TULOPhotoLibrary : public QObject
 {
     Q_OBJECT
 

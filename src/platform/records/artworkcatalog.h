@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QImage>
@@ -13,7 +15,7 @@
 
 // Where a catalog's pixels come from. Loading may be slow (disk, network, tag parsing), so
 // catalogs call it on their artwork threads, or on the caller's thread for a synchronous render.
-class TULOArtworkDataSource
+class QUILLON_EXPORT TULOArtworkDataSource
 {
 public:
     virtual ~TULOArtworkDataSource();
@@ -24,7 +26,7 @@ public:
 // An image source that renders at a fitting size and a destination scale: a static image, an
 // image file, a URL, or any other data source (a song's embedded artwork). Copies share the
 // source; a default-constructed catalog is null.
-class TULOArtworkCatalog
+class QUILLON_EXPORT TULOArtworkCatalog
 {
 public:
     using Completion = std::function<void(const QImage &image, const TULOError &error)>;

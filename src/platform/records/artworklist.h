@@ -1,12 +1,14 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QList>
 #include <QMetaType>
 #include <QUrl>
 #include <QVariantList>
 
 // Artwork of a store lookup item as a list of ready-made sizes.
-class TULOArtworkList
+class QUILLON_EXPORT TULOArtworkList
 {
 public:
     struct Entry {

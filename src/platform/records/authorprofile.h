@@ -1,12 +1,14 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QString>
 #include <QUrl>
 #include <QVariantMap>
 
 // The store's profile of the signed-in account: who it is and how it shows.
-class TULOAuthorProfile
+class QUILLON_EXPORT TULOAuthorProfile
 {
 public:
     TULOAuthorProfile() = default;

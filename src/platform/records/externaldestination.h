@@ -1,14 +1,16 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QString>
 
 // Service constants carried in an external destination; they equal the service identifiers.
-extern const char *const TULOExternalServiceFacebook;
-extern const char *const TULOExternalServiceTwitter;
+extern QUILLON_EXPORT const char *const TULOExternalServiceFacebook;
+extern QUILLON_EXPORT const char *const TULOExternalServiceTwitter;
 
 // Where the store cross-posts a post: a service, optionally a page, and the tokens it needs.
-class TULOExternalDestination
+class QUILLON_EXPORT TULOExternalDestination
 {
 public:
     TULOExternalDestination() = default;

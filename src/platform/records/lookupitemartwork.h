@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QString>
 #include <QUrl>
@@ -7,7 +9,7 @@
 
 // Artwork of a store lookup item: a URL template with "{w}" and "{h}" (and optionally "{f}",
 // the image format) that the store's image server fills in for any size.
-class TULOLookupItemArtwork
+class QUILLON_EXPORT TULOLookupItemArtwork
 {
 public:
     TULOLookupItemArtwork() = default;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QList>
 #include <QMetaType>
 #include <QString>
 
 // An artist credited on a post attachment: store identifier (a decimal string) and name.
-class TULOPostArtist
+class QUILLON_EXPORT TULOPostArtist
 {
 public:
     TULOPostArtist() = default;

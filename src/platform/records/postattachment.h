@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/postartist.h>
 
 #include <QList>
@@ -13,13 +15,13 @@
 #include <optional>
 
 // Relationship names of child attachments.
-extern const char *const TULOAttachmentRelationshipCoverImage;
+extern QUILLON_EXPORT const char *const TULOAttachmentRelationshipCoverImage;
 
 class TULOPostAttachmentPrivate;
 
 // One finished attachment of an upload: a file on disk with its type and descriptive fields,
 // and child attachments (the cover image of a song) keyed by relationship.
-class TULOPostAttachment
+class QUILLON_EXPORT TULOPostAttachment
 {
 public:
     TULOPostAttachment();

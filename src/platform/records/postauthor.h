@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QSet>
 #include <QSharedDataPointer>
@@ -7,13 +9,13 @@
 #include <QUrl>
 
 // Permission strings an author may hold.
-extern const char *const TULOAuthorPermissionShareAsEntity;
-extern const char *const TULOAuthorPermissionShareWithAttribution;
+extern QUILLON_EXPORT const char *const TULOAuthorPermissionShareAsEntity;
+extern QUILLON_EXPORT const char *const TULOAuthorPermissionShareWithAttribution;
 
 class TULOPostAuthorPrivate;
 
 // An identity a user may post as: an artist, a brand, a curator or the user themself.
-class TULOPostAuthor
+class QUILLON_EXPORT TULOPostAuthor
 {
 public:
     TULOPostAuthor();

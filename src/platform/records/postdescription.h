@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/externaldestination.h>
 #include <Quillon/platform/records/postattachment.h>
 #include <Quillon/platform/records/postitem.h>
@@ -16,7 +18,7 @@ class TULOPostDescriptionPrivate;
 // Everything the store's post upload needs: text, author, finished attachments, the content
 // item and cross-posting destinations. The list fields distinguish "not set" (nullopt) from
 // an empty list, because the uploader omits fields that were never set.
-class TULOPostDescription
+class QUILLON_EXPORT TULOPostDescription
 {
 public:
     TULOPostDescription();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QMetaType>
 #include <QString>
 
@@ -18,12 +20,12 @@ enum TULOPostItemType {
 
 // The post item type for a store platform kind string ("album", "musicVideo", ...);
 // unknown and null kinds give TULOPostItemTypeUnknown.
-TULOPostItemType TULOPostItemTypeForStorePlatformKind(const QString &kind);
+QUILLON_EXPORT TULOPostItemType TULOPostItemTypeForStorePlatformKind(const QString &kind);
 // The store platform kind of a type; null for TULOPostItemTypeUnknown.
-QString TULOStorePlatformKindForPostItemType(TULOPostItemType type);
+QUILLON_EXPORT QString TULOStorePlatformKindForPostItemType(TULOPostItemType type);
 
 // A store content item attached to a post: its store identifier and type.
-class TULOPostItem
+class QUILLON_EXPORT TULOPostItem
 {
 public:
     TULOPostItem() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QList>
 #include <QString>
 #include <QVariant>
@@ -8,7 +10,7 @@
 
 // A conjunction of "column equals value" conditions; no condition matches every row. A null
 // value matches NULL (the comparison is SQL's IS, not =).
-class TULOSQLitePredicate
+class QUILLON_EXPORT TULOSQLitePredicate
 {
 public:
     TULOSQLitePredicate() = default;

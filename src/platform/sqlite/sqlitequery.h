@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/sqlite/sqlitepredicate.h>
 
@@ -14,7 +16,7 @@ class TULOSQLiteDatabase;
 
 // The rows of one entity table that match a predicate. Rows come in persistent-id order.
 // The database must outlive the query.
-class TULOSQLiteQuery
+class QUILLON_EXPORT TULOSQLiteQuery
 {
 public:
     using TULOEnumerationBlock

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QString>
@@ -10,16 +12,16 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 // The domain of errors that SQLite reports; the code is SQLite's extended result code.
-extern const char *const TULOSQLiteErrorDomain;
+extern QUILLON_EXPORT const char *const TULOSQLiteErrorDomain;
 // User-info key of the SQL text a failed statement ran (never its bound values).
-extern const char *const TULOSQLiteStatementErrorKey;
+extern QUILLON_EXPORT const char *const TULOSQLiteStatementErrorKey;
 
 // An error in TULOSQLiteErrorDomain for `resultCode`, described by the connection's message.
-TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString &sql = QString());
+QUILLON_EXPORT TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString &sql = QString());
 
 // One prepared statement, finalised when it goes out of scope. Values are only ever bound,
 // never spliced into the SQL text.
-class TULOSQLiteStatement
+class QUILLON_EXPORT TULOSQLiteStatement
 {
 public:
     enum class TULOStepResult { Row, Done, Error };
@@ -63,4 +65,4 @@ private:
 };
 
 // `name` as a quoted SQL identifier (table or column), safe whatever characters it holds.
-QString TULOSQLiteQuotedIdentifier(const QString &name);
+QUILLON_EXPORT QString TULOSQLiteQuotedIdentifier(const QString &name);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/weakdelegate.h>
 
 #include <Quillon/platform/clientcontext.h>
@@ -17,7 +19,7 @@ class TULOArtworkRequest;
 class TULOResourceLoadOperation;
 
 // Told by the resource loader, on the main thread, how an artwork request ended.
-class TULOArtworkRequestDelegate
+class QUILLON_EXPORT TULOArtworkRequestDelegate
 {
 public:
     virtual ~TULOArtworkRequestDelegate() = default;
@@ -36,7 +38,7 @@ public:
 // One image to load: where from, how to turn the bytes into an image, whom to tell, and the
 // key it is cached under. Held by std::shared_ptr; a loader compares requests by identifier.
 // Set it up on one thread before handing it to a loader; it is read from the loader's threads.
-class TULOArtworkRequest : public std::enable_shared_from_this<TULOArtworkRequest>
+class QUILLON_EXPORT TULOArtworkRequest : public std::enable_shared_from_this<TULOArtworkRequest>
 {
 public:
     TULOArtworkRequest();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/store/storeaccount.h>
@@ -9,7 +11,7 @@
 
 // What the host's sign-in prompt answers: credentials, or a wish to create an account
 // (which the framework refuses). No answer (nullopt) means the user cancelled.
-struct TULOAuthenticationPromptReply
+struct QUILLON_EXPORT TULOAuthenticationPromptReply
 {
     QString accountName;
     QString password;
@@ -18,7 +20,7 @@ struct TULOAuthenticationPromptReply
 
 // How to sign in: which account, whether the user may be prompted, and the host's prompt.
 class TULOOperation;
-class TULOAuthenticationContext
+class QUILLON_EXPORT TULOAuthenticationContext
 {
 public:
     enum PromptStyle { PromptStyleNever = 0, PromptStyleAllowed = 1 };
@@ -48,7 +50,7 @@ private:
 // Signs the store account in: reuses the kept session token while the store accepts it,
 // otherwise asks the host's prompt for credentials and signs in. The signed-in account
 // becomes the account store's active account.
-class TULOAuthenticateRequest
+class QUILLON_EXPORT TULOAuthenticateRequest
 {
 public:
     using ResponseBlock = std::function<void(const std::optional<TULOStoreAccount> &account, const TULOError &error)>;

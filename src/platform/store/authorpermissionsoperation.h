@@ -1,12 +1,14 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/postauthor.h>
 #include <Quillon/platform/store/signedstoreoperation.h>
 
 #include <QList>
 
 // The authors the signed-in user may post as, in the store's order.
-class TULOAuthorPermissionsOperation : public TULOSignedStoreOperation
+class QUILLON_EXPORT TULOAuthorPermissionsOperation : public TULOSignedStoreOperation
 {
 public:
     using OutputBlock = std::function<void(const QList<TULOPostAuthor> &authors, const TULOError &error)>;

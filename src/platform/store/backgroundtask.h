@@ -1,12 +1,14 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 #include <QStringList>
 
 // Work the application must not be quit in the middle of (an upload). While a task runs, a
 // request to quit the application is held back and carried out when the last task ends.
 // Main thread only.
-class TULOBackgroundTask
+class QUILLON_EXPORT TULOBackgroundTask
 {
 public:
     using Identifier = quint64;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/operation.h>
 #include <Quillon/platform/store/urlloadoperation.h>
@@ -8,7 +10,7 @@
 
 // Base of operations that make one or more store requests: it reaches the URL bag of its
 // client context and runs load-URL child operations synchronously on its own thread.
-class TULOComplexStoreOperation : public TULOOperation
+class QUILLON_EXPORT TULOComplexStoreOperation : public TULOOperation
 {
 public:
     explicit TULOComplexStoreOperation(const TULOClientContext &context = TULOClientContext());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/store/storeaccount.h>
 
 #include <QHash>
@@ -12,7 +14,7 @@ class TULOCredentialStore;
 // Keeps store session tokens in the secure credential store, one item per account (the
 // account name without case) under the service TULOStoreSessionCredentialService, and beside
 // them which account was active.
-class TULOCredentialStoreTokenKeeper : public TULOStoreTokenKeeper
+class QUILLON_EXPORT TULOCredentialStoreTokenKeeper : public TULOStoreTokenKeeper
 {
 public:
     // Uses the process-wide credential store, reached on first use.
@@ -36,6 +38,6 @@ private:
 
 };
 
-extern const char *const TULOStoreSessionCredentialService;
+extern QUILLON_EXPORT const char *const TULOStoreSessionCredentialService;
 // Account names are case-folded e-mail style names; this one cannot clash with them.
-extern const char *const TULOStoreActiveAccountItem;
+extern QUILLON_EXPORT const char *const TULOStoreActiveAccountItem;

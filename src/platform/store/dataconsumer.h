@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QByteArray>
@@ -9,7 +11,7 @@
 #include <QVariant>
 
 // What came back for a request, as the data consumer sees it.
-struct TULOUrlResponse
+struct QUILLON_EXPORT TULOUrlResponse
 {
     QUrl url;
     int httpStatus = 0;
@@ -21,7 +23,7 @@ struct TULOUrlResponse
 
 // Turns a reply body into the object a load operation hands back. Consumers are shared
 // between threads and keep no per-request state.
-class TULODataConsumer
+class QUILLON_EXPORT TULODataConsumer
 {
 public:
     virtual ~TULODataConsumer() = default;
@@ -31,7 +33,7 @@ public:
 
 // The store's JSON: hands back the decoded dictionary (QVariantMap). A body that is not a
 // JSON object is store error 100 (undecodable).
-class TULOProtocolDataConsumer : public TULODataConsumer
+class QUILLON_EXPORT TULOProtocolDataConsumer : public TULODataConsumer
 {
 public:
     QVariant objectForData(const QByteArray &data, const TULOUrlResponse &response, TULOError *error) override;

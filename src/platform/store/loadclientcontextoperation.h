@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/operation.h>
 
@@ -8,16 +10,16 @@
 
 // Where a deployer names the store when the host sets no context: the environment variable
 // first, then this key of the framework's preferences. Either holds the bag's address.
-extern const char *const TULOStoreBagURLEnvironmentVariable; // QUILLON_STORE_BAG_URL
-extern const char *const TULOStoreBagURLPreferencesKey;      // "StoreBagURL"
-extern const char *const TULOStorefrontSuffixPreferencesKey; // "StorefrontSuffix"
+extern QUILLON_EXPORT const char *const TULOStoreBagURLEnvironmentVariable; // QUILLON_STORE_BAG_URL
+extern QUILLON_EXPORT const char *const TULOStoreBagURLPreferencesKey;      // "StoreBagURL"
+extern QUILLON_EXPORT const char *const TULOStorefrontSuffixPreferencesKey; // "StorefrontSuffix"
 
 // Gets the application a client context with its URL bag loaded: the default context when
 // one is set, otherwise one made for the configured bag address (with the system locale and
 // the configured storefront suffix), which then becomes the default. Blocks its own thread
 // while the bag loads; the output block is called once there. A context whose bag does not
 // load is not kept.
-class TULOLoadClientContextOperation : public TULOOperation
+class QUILLON_EXPORT TULOLoadClientContextOperation : public TULOOperation
 {
 public:
     using OutputBlock = std::function<void(const TULOClientContext &context, const TULOError &error)>;

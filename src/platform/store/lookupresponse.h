@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QList>
@@ -9,7 +11,7 @@
 #include <optional>
 
 // One catalogue item of a lookup reply, in the store's lookup form.
-class TULOLookupItem
+class QUILLON_EXPORT TULOLookupItem
 {
 public:
     TULOLookupItem() = default;
@@ -26,7 +28,7 @@ private:
 
 // A catalogue lookup reply: the items found, by identifier. Items the store does not know are
 // simply absent.
-class TULOLookupResponse
+class QUILLON_EXPORT TULOLookupResponse
 {
 public:
     TULOLookupResponse() = default;

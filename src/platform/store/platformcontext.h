@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/store/urlbag.h>
 
@@ -7,7 +9,7 @@
 
 // What catalogue requests need of a store: its loaded URL bag and the client context whose
 // standard headers, configuration and timeout they use. A value; copies share the context.
-class TULOPlatformContext
+class QUILLON_EXPORT TULOPlatformContext
 {
 public:
     TULOPlatformContext() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/operation.h>
 #include <Quillon/platform/store/lookupresponse.h>
 #include <Quillon/platform/store/platformcontext.h>
@@ -9,17 +11,17 @@
 #include <optional>
 
 // Key profiles the store's lookup understands.
-extern const char *const TULOLookupKeyProfileArtistContent; // "artist-content": an artist with its albums
-extern const char *const TULOLookupKeyProfileLockup;        // "lockup": the item alone
+extern QUILLON_EXPORT const char *const TULOLookupKeyProfileArtistContent; // "artist-content": an artist with its albums
+extern QUILLON_EXPORT const char *const TULOLookupKeyProfileLockup;        // "lockup": the item alone
 // The request parameter that names the protocol version, and the version this client speaks.
-extern const char *const TULOPlatformRequestVersionParameter; // "version"
-extern const char *const TULOPlatformProtocolVersion;         // "2"
+extern QUILLON_EXPORT const char *const TULOPlatformRequestVersionParameter; // "version"
+extern QUILLON_EXPORT const char *const TULOPlatformProtocolVersion;         // "2"
 
 // One catalogue lookup: item identifiers, a key profile, a personalization style and a
 // storefront suffix, plus extra request parameters. Run it on a queue or synchronously with
 // start(); the response block is called exactly once, on the running thread, with a response
 // or with the error (transport 100/121, HTTP failure 100 with the status, unreadable reply 100).
-class TULOPlatformRequestOperation : public TULOOperation
+class QUILLON_EXPORT TULOPlatformRequestOperation : public TULOOperation
 {
 public:
     using ResponseBlock = std::function<void(const std::optional<TULOLookupResponse> &response, const TULOError &error)>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/records/postdescription.h>
 
@@ -17,7 +19,7 @@ class TULOPostUpload;
 class QTimer;
 
 // One post waiting in the outbox, as its manifest on disk describes it.
-struct TULOPostOutboxEntry
+struct QUILLON_EXPORT TULOPostOutboxEntry
 {
     enum State { Pending, Failed };
 
@@ -40,7 +42,7 @@ struct TULOPostOutboxEntry
 // the store keeps it once. Client errors that a resend cannot fix (4xx other than 408 and
 // 429) end the retries and keep the post for the host to show.
 // Lives on the main thread.
-class TULOPostOutbox : public QObject
+class QUILLON_EXPORT TULOPostOutbox : public QObject
 {
     Q_OBJECT
 

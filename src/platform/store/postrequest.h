@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/records/postdescription.h>
@@ -17,7 +19,7 @@ class TULOPostOutbox;
 // marked deletesAssetWhenFinished are deleted once the store has accepted the post.
 // Main thread. A request without a parent belongs to its outbox once started and deletes
 // itself after its completion.
-class TULOPostRequest : public QObject
+class QUILLON_EXPORT TULOPostRequest : public QObject
 {
     Q_OBJECT
 

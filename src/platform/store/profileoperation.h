@@ -1,10 +1,12 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/records/authorprofile.h>
 #include <Quillon/platform/store/signedstoreoperation.h>
 
 // The profile of the signed-in account.
-class TULOProfileOperation : public TULOSignedStoreOperation
+class QUILLON_EXPORT TULOProfileOperation : public TULOSignedStoreOperation
 {
 public:
     using OutputBlock = std::function<void(const std::optional<TULOAuthorProfile> &profile, const TULOError &error)>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 
 #include <QImage>
@@ -21,7 +23,7 @@ enum TULOResourceLoadReason : int {
 // reason), and keeps the images by request identifier. Requests with one identifier share a
 // load. Use it on the main thread: delegates are told there. Destroying it cancels what is
 // still loading, and nobody is told about those.
-class TULOResourceLoader
+class QUILLON_EXPORT TULOResourceLoader
 {
 public:
     static constexpr int DefaultMaxConcurrentLoads = 4;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/operation.h>
 
@@ -15,7 +17,7 @@ class TULOArtworkRequest;
 // request's or the loader's client context, so with its timeout) through the request's data
 // consumer; subclasses that render images themselves override main() and end it with
 // takeOutputBlock(). The output block is called once, on the running thread.
-class TULOResourceLoadOperation : public TULOOperation
+class QUILLON_EXPORT TULOResourceLoadOperation : public TULOOperation
 {
 public:
     using OutputBlock = std::function<void(const QVariant &output, const TULOError &error)>;

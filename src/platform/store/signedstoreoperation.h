@@ -1,10 +1,12 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/store/complexstoreoperation.h>
 #include <Quillon/platform/store/storeaccount.h>
 
 // Shared by the operations that make one signed GET of a bag endpoint.
-class TULOSignedStoreOperation : public TULOComplexStoreOperation
+class QUILLON_EXPORT TULOSignedStoreOperation : public TULOComplexStoreOperation
 {
 public:
     TULOSignedStoreOperation(const TULOClientContext &context, TULOStoreAccountStore *accounts);

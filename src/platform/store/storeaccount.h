@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QString>
 
 #include <functional>
@@ -9,7 +11,7 @@
 
 // A signed-in store account. The token is the session's; it is kept by the account store's
 // token keeper (the credential store), never in preferences.
-class TULOStoreAccount
+class QUILLON_EXPORT TULOStoreAccount
 {
 public:
     qint64 identifier() const { return m_identifier; }
@@ -35,7 +37,7 @@ private:
 
 // Where session tokens live between runs. The default keeper is the secure credential store
 // (TULOCredentialStoreTokenKeeper); tokens never go to preferences.
-class TULOStoreTokenKeeper
+class QUILLON_EXPORT TULOStoreTokenKeeper
 {
 public:
     virtual ~TULOStoreTokenKeeper() = default;
@@ -51,7 +53,7 @@ public:
 // The accounts the application is signed in with; one is active. The active account outlives
 // the process through the token keeper, so its session is reused until the store refuses it.
 // Thread-safe.
-class TULOStoreAccountStore
+class QUILLON_EXPORT TULOStoreAccountStore
 {
 public:
     static TULOStoreAccountStore *defaultStore();

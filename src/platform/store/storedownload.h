@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/library/medialibraryitem.h>
 
@@ -16,7 +18,7 @@ enum class TULOStoreDownloadState {
 
 // One download of a store library item into the media library. Compared by identity; the
 // download manager changes its state on the main thread.
-class TULOStoreDownload
+class QUILLON_EXPORT TULOStoreDownload
 {
 public:
     explicit TULOStoreDownload(

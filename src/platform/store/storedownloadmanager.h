@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/store/storedownload.h>
 
@@ -16,7 +18,7 @@ class TULOMediaLibrary;
 class TULOStoreDownloadManager;
 
 // Told about the downloads it observes; every method may be left alone.
-class TULOStoreDownloadManagerObserver
+class QUILLON_EXPORT TULOStoreDownloadManagerObserver
 {
 public:
     virtual ~TULOStoreDownloadManagerObserver() = default;
@@ -31,7 +33,7 @@ public:
 // Downloads store library items (songs, music videos) into the media library: the file is
 // streamed to disk under the music folder and handed to the library, so the item has a local
 // file afterwards. Main thread.
-class TULOStoreDownloadManager : public QObject
+class QUILLON_EXPORT TULOStoreDownloadManager : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QNetworkReply>
@@ -16,10 +18,10 @@ enum TULOStoreErrorCode : qint64 {
 };
 
 // User-info keys of store errors.
-extern const char *const TULOStoreHTTPStatusKey;    // int
-extern const char *const TULOStoreServerErrorCodeKey; // the reply's "errorCode"
+extern QUILLON_EXPORT const char *const TULOStoreHTTPStatusKey;    // int
+extern QUILLON_EXPORT const char *const TULOStoreServerErrorCodeKey; // the reply's "errorCode"
 
 // A store error with the URL and, when given, the underlying transport error.
-TULOError TULOStoreError(qint64 code, const QUrl &url = QUrl(), const QVariantMap &extraUserInfo = {});
+QUILLON_EXPORT TULOError TULOStoreError(qint64 code, const QUrl &url = QUrl(), const QVariantMap &extraUserInfo = {});
 // The transport error as the network domain sees it.
-TULOError TULONetworkError(QNetworkReply::NetworkError error, const QString &description, const QUrl &url);
+QUILLON_EXPORT TULOError TULONetworkError(QNetworkReply::NetworkError error, const QString &description, const QUrl &url);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QByteArray>
 #include <QList>
 #include <QNetworkRequest>
@@ -11,7 +13,7 @@
 class TULOClientContext;
 
 // One HTTP request to the store: where, how, and whether it is signed with the session token.
-class TULOStoreRequest
+class QUILLON_EXPORT TULOStoreRequest
 {
 public:
     TULOStoreRequest() = default;

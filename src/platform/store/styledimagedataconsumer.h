@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/store/dataconsumer.h>
 
 #include <QColor>
@@ -18,7 +20,7 @@ enum TULOImageTreatment : int {
 // background colour, with a border of its own width on each edge. The circle treatment clips
 // the image and draws the border as a ring. The output is a QImage carrying `scale` as its
 // device pixel ratio. A reply that is not an image, or a failing status, is store error 100.
-class TULOStyledImageDataConsumer : public TULODataConsumer
+class QUILLON_EXPORT TULOStyledImageDataConsumer : public TULODataConsumer
 {
 public:
     TULOStyledImageDataConsumer() = default;

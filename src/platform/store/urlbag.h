@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/error.h>
 
 #include <QMetaType>
@@ -8,7 +10,7 @@
 
 // The store's URL bag: the one document that names every endpoint and the store's limits.
 // Values keep the types the reply had (string, number, bool, list, dictionary).
-class TULOUrlBag
+class QUILLON_EXPORT TULOUrlBag
 {
 public:
     TULOUrlBag() = default;

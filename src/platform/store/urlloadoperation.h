@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/operation.h>
 #include <Quillon/platform/store/dataconsumer.h>
@@ -18,7 +20,7 @@
 // transport error underneath), no answer in time (121) or a body the consumer cannot read
 // (100). An HTTP status outside 200-299 is not an error here: callers judge httpStatus(),
 // because some replies carry meaning with a failing status.
-class TULOUrlLoadOperation : public TULOOperation
+class QUILLON_EXPORT TULOUrlLoadOperation : public TULOOperation
 {
 public:
     using OutputBlock = std::function<void(const QVariant &output, const TULOError &error)>;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 #include <QString>
 
@@ -12,7 +14,7 @@ enum TULOAlertActionStyle {
 };
 
 // One button of an alert or action sheet. The title may change while the alert is shown.
-class TULOAlertAction : public QObject
+class QUILLON_EXPORT TULOAlertAction : public QObject
 {
     Q_OBJECT
 

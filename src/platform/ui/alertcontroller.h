@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/alertaction.h>
 #include <Quillon/platform/ui/viewcontroller.h>
 
@@ -20,7 +22,7 @@ enum TULOAlertControllerStyle {
 // An alert (a small dialog) or an action sheet (a menu of actions, shown as a popover anchored at
 // its source view, or as a dialog without one). Choosing an action dismisses the controller and
 // then runs the action's handler, once; Escape chooses the cancel action, or just closes.
-class TULOAlertController : public TULOViewController
+class QUILLON_EXPORT TULOAlertController : public TULOViewController
 {
     Q_OBJECT
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QDebug>
 #include <QHashFunctions>
 #include <QMetaType>
 
 // A row of a sectioned table: section, then row within the section.
-class TULOIndexPath
+class QUILLON_EXPORT TULOIndexPath
 {
 public:
     constexpr TULOIndexPath() = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 #include <QRect>
 #include <QVariantMap>
@@ -10,17 +12,17 @@ class TULONotificationCenter;
 // Posted when an on-screen keyboard moves. User info: the frames before and after (QRect,
 // global coordinates; an empty rectangle is "not on screen") and the animation duration
 // (seconds, double).
-extern const char *const TULOKeyboardWillShowNotification;
-extern const char *const TULOKeyboardWillHideNotification;
-extern const char *const TULOKeyboardWillChangeFrameNotification;
-extern const char *const TULOKeyboardDidChangeFrameNotification;
-extern const char *const TULOKeyboardFrameBeginUserInfoKey;
-extern const char *const TULOKeyboardFrameEndUserInfoKey;
-extern const char *const TULOKeyboardAnimationDurationUserInfoKey;
+extern QUILLON_EXPORT const char *const TULOKeyboardWillShowNotification;
+extern QUILLON_EXPORT const char *const TULOKeyboardWillHideNotification;
+extern QUILLON_EXPORT const char *const TULOKeyboardWillChangeFrameNotification;
+extern QUILLON_EXPORT const char *const TULOKeyboardDidChangeFrameNotification;
+extern QUILLON_EXPORT const char *const TULOKeyboardFrameBeginUserInfoKey;
+extern QUILLON_EXPORT const char *const TULOKeyboardFrameEndUserInfoKey;
+extern QUILLON_EXPORT const char *const TULOKeyboardAnimationDurationUserInfoKey;
 
 // Turns the input method's keyboard rectangle into the notifications above. Desktops without an
 // on-screen keyboard simply never post them.
-class TULOKeyboardNotifier : public QObject
+class QUILLON_EXPORT TULOKeyboardNotifier : public QObject
 {
     Q_OBJECT
 
@@ -43,4 +45,4 @@ private:
 
 // The part of `widget` (in its own coordinates) that the keyboard's end frame of a
 // notification's user info covers; empty when it covers nothing or the info has no frame.
-QRect TULOKeyboardOverlapInWidget(const QVariantMap &userInfo, const QWidget *widget);
+QUILLON_EXPORT QRect TULOKeyboardOverlapInWidget(const QVariantMap &userInfo, const QWidget *widget);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QList>
 #include <QPointer>
 #include <QWidget>
@@ -12,7 +14,7 @@ class TULONavigationItem;
 
 // The bar above a navigation stack: the top item's title in the middle, its left button (or a
 // back button titled after the item below), its right button.
-class TULONavigationBar : public QWidget
+class QUILLON_EXPORT TULONavigationBar : public QWidget
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/viewcontroller.h>
 
 class TULONavigationBar;
@@ -7,7 +9,7 @@ class TULONavigationBar;
 // A stack of controllers under a navigation bar. Only the top controller's view is shown and only
 // it receives appearance calls; push, pop and stack replacement send will/did-disappear to the
 // old top and will/did-appear to the new one while the navigation controller is on screen.
-class TULONavigationController : public TULOViewController
+class QUILLON_EXPORT TULONavigationController : public TULOViewController
 {
     Q_OBJECT
 

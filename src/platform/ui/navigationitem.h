@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -8,7 +10,7 @@
 
 // What a navigation bar shows while its controller is on top: the title, the left and right
 // buttons, and the back button title this controller gives to the one pushed after it.
-class TULONavigationItem : public QObject
+class QUILLON_EXPORT TULONavigationItem : public QObject
 {
     Q_OBJECT
 

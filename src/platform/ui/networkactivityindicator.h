@@ -1,20 +1,22 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 
 class TULONotificationCenter;
 
 // Posted (default notification centre) when a screen starts and stops talking to the network
 // on the user's behalf; they drive the network-activity indicator.
-extern const char *const TULONetworkActivityDidStartNotification;
-extern const char *const TULONetworkActivityDidStopNotification;
+extern QUILLON_EXPORT const char *const TULONetworkActivityDidStartNotification;
+extern QUILLON_EXPORT const char *const TULONetworkActivityDidStopNotification;
 
-void TULOPostNetworkActivityStarted(const void *sender = nullptr);
-void TULOPostNetworkActivityStopped(const void *sender = nullptr);
+QUILLON_EXPORT void TULOPostNetworkActivityStarted(const void *sender = nullptr);
+QUILLON_EXPORT void TULOPostNetworkActivityStopped(const void *sender = nullptr);
 
 // Counts started and not yet stopped activities of a notification centre. Notifications may
 // come from any thread; the count and the signal live on the thread of this object.
-class TULONetworkActivityIndicator : public QObject
+class QUILLON_EXPORT TULONetworkActivityIndicator : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QImage>
 #include <QSize>
 
@@ -9,4 +11,4 @@ class TULOViewController;
 // pixels), together with the presentations above it (dialogs, popovers) where they sit on screen.
 // A controller that is not in a window is shown in a temporary one for the duration, so it
 // appears and disappears once. Works under the offscreen platform.
-QImage TULORenderViewController(TULOViewController *controller, const QSize &size, qreal devicePixelRatio = 1.0);
+QUILLON_EXPORT QImage TULORenderViewController(TULOViewController *controller, const QSize &size, qreal devicePixelRatio = 1.0);

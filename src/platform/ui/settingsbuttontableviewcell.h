@@ -1,9 +1,11 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/tableviewcell.h>
 
 // A row that acts as a button: its title centred, in the tint colour, greyed while disabled.
-class TULOSettingsButtonTableViewCell : public TULOTableViewCell
+class QUILLON_EXPORT TULOSettingsButtonTableViewCell : public TULOTableViewCell
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/tableviewcell.h>
 
 class QLabel;
@@ -11,7 +13,7 @@ enum TULOSettingsValueType {
 };
 
 // A settings row: image, title, and a value shown as a switch or as text.
-class TULOSettingsTableViewCell : public TULOTableViewCell
+class QUILLON_EXPORT TULOSettingsTableViewCell : public TULOTableViewCell
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QList>
@@ -9,7 +11,7 @@ class QLineEdit;
 
 // A form row: a label column and a text field. Rows of one form line their fields up by sharing
 // one label width (shareLabelWidth).
-class TULOSettingsTextFieldTableViewCell : public TULOTableViewCell
+class QUILLON_EXPORT TULOSettingsTextFieldTableViewCell : public TULOTableViewCell
 {
     Q_OBJECT
 

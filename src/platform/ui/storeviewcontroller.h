@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/viewcontroller.h>
 
 #include <memory>
@@ -9,7 +11,7 @@ class TULOOperationQueue;
 
 // Base of the framework's screens: the host's client context, and the queue this screen's
 // operations run on. Both are shared; a screen that opens another hands them on explicitly.
-class TULOStoreViewController : public TULOViewController
+class QUILLON_EXPORT TULOStoreViewController : public TULOViewController
 {
     Q_OBJECT
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QAbstractButton>
 
 class QVariantAnimation;
 
 // An on/off switch: a rounded track with a sliding knob, tinted when on. Space toggles it.
-class TULOSwitch : public QAbstractButton
+class QUILLON_EXPORT TULOSwitch : public QAbstractButton
 {
     Q_OBJECT
 

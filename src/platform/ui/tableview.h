@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <Quillon/platform/ui/indexpath.h>
 
 #include <QHash>
@@ -18,7 +20,7 @@ class TULOTableSectionView;
 
 // Supplies a table's rows. Cells come from dequeueReusableCellWithIdentifier() or from the data
 // source's own fields; a null title means "no header" / "no footer".
-class TULOTableViewDataSource
+class QUILLON_EXPORT TULOTableViewDataSource
 {
 public:
     virtual ~TULOTableViewDataSource() = default;
@@ -30,7 +32,7 @@ public:
 };
 
 // Reacts to the user's choices. An optional answer of std::nullopt means "does not answer".
-class TULOTableViewDelegate
+class QUILLON_EXPORT TULOTableViewDelegate
 {
 public:
     virtual ~TULOTableViewDelegate() = default;
@@ -49,7 +51,7 @@ enum TULOTableViewStyle {
 // A sectioned list of rows for settings-style screens. Every row is a real widget (the tables
 // here are short), built by the data source and recycled by reuse identifier on reload.
 // The data source and delegate are not owned; their owner detaches them before it goes.
-class TULOTableView : public QScrollArea
+class QUILLON_EXPORT TULOTableView : public QScrollArea
 {
     Q_OBJECT
 

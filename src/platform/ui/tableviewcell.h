@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QImage>
 #include <QString>
 #include <QWidget>
@@ -22,7 +24,7 @@ enum TULOTableViewCellSelectionStyle {
 
 // One row of a table: an optional image, a title with an optional detail line, room for value
 // widgets added by subclasses, and an accessory drawn at the trailing edge.
-class TULOTableViewCell : public QWidget
+class QUILLON_EXPORT TULOTableViewCell : public QWidget
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QObject>
 
 #include <functional>
@@ -10,7 +12,7 @@ class QVariantAnimation;
 // Drives one present, dismiss, push or pop. Work that should move in step with the transition,
 // or run once it has ended, is registered with animateAlongsideTransition(). A transition that
 // is not animated ends before start() returns, so callers see a fixed order either way.
-class TULOTransitionCoordinator : public QObject
+class QUILLON_EXPORT TULOTransitionCoordinator : public QObject
 {
     Q_OBJECT
 

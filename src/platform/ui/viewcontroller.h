@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -53,7 +55,7 @@ enum TULOAppearanceState {
 // Ownership: a controller without a QObject parent that is added as a child, pushed or presented
 // is adopted by its container or presenter, which deletes it (deleteLater) once it leaves again.
 // A controller with a parent stays with that owner. The view belongs to the controller.
-class TULOViewController : public QObject
+class QUILLON_EXPORT TULOViewController : public QObject
 {
     Q_OBJECT
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Quillon/quillon_export.h>
+
 #include <QPointer>
 #include <QWidget>
 
@@ -7,7 +9,7 @@ class TULOViewController;
 
 // A top-level window showing one root controller; showing and hiding the window makes the
 // controller appear and disappear.
-class TULOWindow : public QWidget
+class QUILLON_EXPORT TULOWindow : public QWidget
 {
     Q_OBJECT
 
