@@ -1,5 +1,7 @@
 #include <Quillon/platform/optionalmodules.h>
 
+#include <Quillon/platform/library/photolibrary.h>
+
 #include <QDebug>
 #include <QDir>
 #include <QFileInfo>
@@ -12,6 +14,16 @@ Q_LOGGING_CATEGORY(lcQuillonModules, "quillon.modules", QtWarningMsg)
 #ifndef QUILLON_MODULE_INSTALL_DIR
 #define QUILLON_MODULE_INSTALL_DIR ""
 #endif
+
+// What the modules resolve in the program that opens them. Named here, beside the loader, so
+// that a program made of the framework's objects (tests, the command line) holds them even
+// when nothing else of it uses them.
+struct TULOModuleImports {
+    const QMetaObject *photoLibraryClass;
+    QString (*photoLibraryDefaultPath)();
+};
+extern const TULOModuleImports TULOModuleImportsKept;
+const TULOModuleImports TULOModuleImportsKept{&TULOPhotoLibrary::staticMetaObject, &TULOPhotoLibrary::defaultLibraryPath};
 
 namespace {
 
@@ -74,8 +86,12 @@ QStringList TULOOptionalModules::searchPaths()
         return QFile::decodeName(override).split(QLatin1Char(':'), Qt::SkipEmptyParts);
     QStringList paths;
     Dl_info info{};
-    if (dladdr(reinterpret_cast<const void *>(&TULOOptionalModules::searchPaths), &info) && info.dli_fname)
-        paths << QFileInfo(QFile::decodeName(info.dli_fname)).absoluteDir().filePath(QStringLiteral("quillon/modules"));
+    if (dladdr(reinterpret_cast<const void *>(&TULOOptionalModules::searchPaths), &info) && info.dli_fname) {
+        const QDir folder = QFileInfo(QFile::decodeName(info.dli_fname)).absoluteDir();
+        paths << folder.filePath(QStringLiteral("quillon/modules"));
+        // Programs of the build tree carry the framework in themselves, in bin/ beside lib/.
+        paths << QDir::cleanPath(folder.filePath(QStringLiteral("../lib/quillon/modules")));
+    }
     const QString installed = QString::fromUtf8(QUILLON_MODULE_INSTALL_DIR);
     if (!installed.isEmpty() && !paths.contains(installed))
         paths << installed;
