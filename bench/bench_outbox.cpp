@@ -27,6 +27,7 @@ struct Result
     double perPost = 0; // ms
     double startup = 0; // ms to read the outbox
     double stall = 0; // ms, the longest the main thread did not come back to its event loop
+    double sendingStall = 0; // ms, the same while the posts were sent
     bool delivered = false;
 };
 
@@ -111,7 +112,8 @@ Result measure(TULOSandboxStore &store, int count)
     outbox.resume(true);
     loop.exec();
     result.perPost = clock.nsecsElapsed() / 1e6 / count;
-    result.stall = qMax(watch.longest(), result.startup);
+    result.sendingStall = watch.longest();
+    result.stall = qMax(result.sendingStall, result.startup);
     result.delivered = left == 0 && outbox.entries().isEmpty();
     return result;
 }
@@ -147,9 +149,9 @@ int main(int argc, char **argv)
         const bool scaleOK = r.delivered && ratio <= kScaleTarget;
         const bool stallOK = r.stall <= kStallTarget;
         ok = ok && scaleOK && stallOK;
-        std::printf("%5d pending posts: %.2f ms per post, %.2fx of %d posts (target <= %.1fx) %s; start-up read %.1f ms, "
-                    "longest main-thread stall %.1f ms (target <= %.0f ms) %s%s\n",
-            r.posts, r.perPost, ratio, base.posts, kScaleTarget, scaleOK ? "PASS" : "FAIL", r.startup, r.stall,
+        std::printf("%5d pending posts: %.2f ms per post, %.2fx of %d posts (target <= %.1fx) %s; longest main-thread stall %.1f ms "
+                    "(start-up read %.1f ms, while sending %.1f ms; target <= %.0f ms) %s%s\n",
+            r.posts, r.perPost, ratio, base.posts, kScaleTarget, scaleOK ? "PASS" : "FAIL", r.stall, r.startup, r.sendingStall,
             kStallTarget, stallOK ? "PASS" : "FAIL", r.delivered ? "" : " (not all delivered)");
     }
     std::printf("for comparison: an idle event loop on this machine stalled up to %.1f ms\n", idleStall(2000));
