@@ -476,8 +476,10 @@ void TULOPostOutbox::scheduleTimer()
 {
     QDateTime earliest;
     bool poll = false;
-    for (const QString &key : std::as_const(m_order)) {
-        const TULOPostOutboxEntry &e = m_index[key];
+    // After every result: a walk over the index as it lies, no lookup per post.
+    for (auto it = m_index.cbegin(); it != m_index.cend(); ++it) {
+        const QString &key = it.key();
+        const TULOPostOutboxEntry &e = it.value();
         if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(key) || m_queued.contains(key)
             || (m_requestedOnly && !m_requested.contains(key)))
             continue;
