@@ -338,25 +338,21 @@ double TULOVideoFrameSource::lastFrameTime() const
 
 QImage TULOVideoFrameSource::frameAtTime(double seconds, const QSize &maxSize, TULOError *error)
 {
-    if (!d) {
-        TULOSetError(error, videoError(TULOVideoErrorNotOpen, QStringLiteral("The video is not open."), m_filePath));
-        return {};
-    }
-    if (!d->decodeTo(d->ptsForSeconds(seconds), false) || !d->kept->buf[0]) {
-        TULOSetError(error, videoError(TULOVideoErrorNoFrame,
-                                       QStringLiteral("No frame of the video could be decoded."), m_filePath));
-        return {};
-    }
-    return d->image(d->kept, maxSize);
+    return decodedFrame(seconds, false, maxSize, error);
 }
 
 QImage TULOVideoFrameSource::keyFrameAtTime(double seconds, const QSize &maxSize, TULOError *error)
+{
+    return decodedFrame(seconds, true, maxSize, error);
+}
+
+QImage TULOVideoFrameSource::decodedFrame(double seconds, bool keyFrameOnly, const QSize &maxSize, TULOError *error)
 {
     if (!d) {
         TULOSetError(error, videoError(TULOVideoErrorNotOpen, QStringLiteral("The video is not open."), m_filePath));
         return {};
     }
-    if (!d->decodeTo(d->ptsForSeconds(seconds), true) || !d->kept->buf[0]) {
+    if (!d->decodeTo(d->ptsForSeconds(seconds), keyFrameOnly) || !d->kept->buf[0]) {
         TULOSetError(error, videoError(TULOVideoErrorNoFrame,
                                        QStringLiteral("No frame of the video could be decoded."), m_filePath));
         return {};

@@ -54,6 +54,8 @@ public:
     double lastFrameTime() const;
 
 private:
+    QImage decodedFrame(double seconds, bool keyFrameOnly, const QSize &maxSize, TULOError *error);
+
     struct Private;
     QString m_filePath;
     std::unique_ptr<Private> d;
