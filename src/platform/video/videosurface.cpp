@@ -4,7 +4,11 @@
 
 #include <QPainter>
 
+#include <QHash>
+
+#include <atomic>
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -30,6 +34,29 @@ struct TULOVideoSurface::Worker
     quint64 generation = 0;
     bool fast = false;
     std::chrono::steady_clock::time_point lastRequest;
+    // Bumped by every request, so a decode under way can see that it is stale.
+    std::atomic<quint64> serial = 0;
+
+    // Key frames already shown, by time and size: scrubbing back and forth shows them at once.
+    QHash<QString, QImage> keyFrames;
+
+    QImage keyFrame(TULOVideoFrameSource &source, double t, const QSize &size)
+    {
+        const double keyTime = source.keyFrameTime(t);
+        const QString key = QStringLiteral("%1@%2x%3").arg(qint64(std::llround(keyTime * 1000.0))).arg(size.width()).arg(size.height());
+        if (keyTime >= 0.0) {
+            const auto found = keyFrames.constFind(key);
+            if (found != keyFrames.constEnd())
+                return *found;
+        }
+        QImage image = source.keyFrameAtTime(t, size);
+        if (keyTime >= 0.0 && !image.isNull()) {
+            if (keyFrames.size() >= 256)
+                keyFrames.clear();
+            keyFrames.insert(key, image);
+        }
+        return image;
+    }
 
     // Runs `work` on the surface's thread, if the surface is still there.
     void post(std::function<void(TULOVideoSurface *)> work)
@@ -54,6 +81,7 @@ struct TULOVideoSurface::Worker
                 const QString path = openPath;
                 lock.unlock();
                 source = std::make_unique<TULOVideoFrameSource>(path);
+                keyFrames.clear();
                 TULOError error;
                 const bool opened = source->open(&error);
                 const double duration = source->duration();
@@ -78,19 +106,26 @@ struct TULOVideoSurface::Worker
             const QSize size = maxSize;
             const quint64 request = generation;
             const bool moving = fast;
+            const quint64 mySerial = serial;
             lock.unlock();
             if (!source)
                 continue;
-            if (moving) {
-                const QImage quick = source->keyFrameAtTime(t, size);
-                post([request, quick](TULOVideoSurface *s) { s->deliverFrame(request, quick, false); });
-                lock.lock();
-                if (wake.wait_for(lock, TULOSeekRestInterval, [this] { return stop || hasRequest || openRequested; }))
-                    continue;
-                lock.unlock();
+            source->setCancellationCheck([this, mySerial] { return serial != mySerial; });
+            if (!source->isNearDecodePosition(t)) {
+                post([request, quick = keyFrame(*source, t, size)](TULOVideoSurface *s) {
+                    s->deliverFrame(request, quick, false);
+                });
+                if (moving) {
+                    lock.lock();
+                    if (wake.wait_for(lock, TULOSeekRestInterval, [this] { return stop || hasRequest || openRequested; }))
+                        continue;
+                    lock.unlock();
+                }
             }
             TULOError error;
             const QImage exact = source->frameAtTime(t, size, &error);
+            if (error.is(QString::fromLatin1(TULOVideoErrorDomain), TULOVideoErrorCancelled))
+                continue;
             post([request, exact](TULOVideoSurface *s) { s->deliverFrame(request, exact, true); });
         }
     }
@@ -165,6 +200,7 @@ void TULOVideoSurface::requestFrame()
         m_worker->time = m_currentTime;
         m_worker->maxSize = pixels;
         m_worker->generation = m_generation;
+        ++m_worker->serial;
     }
     m_worker->wake.notify_all();
 }
