@@ -13,3 +13,5 @@ quillon_add_test(NAME voicerecorder LABELS media SOURCES
     tst_voicerecorder.cpp
     ../audio/testaudio.cpp)
 quillon_add_test(NAME waveformimageproducer SOURCES tst_waveformimageproducer.cpp LABELS media)
+quillon_add_test(NAME videocoverimageselectionview SOURCES tst_videocoverimageselectionview.cpp LABELS media video)
+quillon_add_test(NAME valuetableviewcontroller SOURCES tst_valuetableviewcontroller.cpp LABELS media)
