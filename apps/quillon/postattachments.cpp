@@ -7,7 +7,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
-#include <QMimeDatabase>
 
 namespace {
 
@@ -41,12 +40,8 @@ TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *erro
         return nullptr;
     }
 
-    // The bytes decide; the name only when they say nothing.
-    const QMimeDatabase mimeDatabase;
-    QMimeType mime = mimeDatabase.mimeTypeForFile(info, QMimeDatabase::MatchContent);
-    if (mime.isDefault())
-        mime = mimeDatabase.mimeTypeForFile(info, QMimeDatabase::MatchDefault);
-    const QString type = mime.name();
+    // The bytes decide, down to the streams of a media container; the name only when they say nothing.
+    const QString type = TULOTypeIdentifiers::typeForFile(info.absoluteFilePath());
     switch (TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(type)) {
     case 2: {
         const QByteArray data = file.readAll();

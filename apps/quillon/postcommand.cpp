@@ -2,6 +2,7 @@
 // configuration loading, tag lookup, preparation and upload.
 
 #include "command.h"
+#include "outboxwait.h"
 #include "postattachments.h"
 #include "postjson.h"
 #include "postoptions.h"
@@ -13,6 +14,7 @@
 #include <Quillon/core/preparepostdescriptionoperation.h>
 #include <Quillon/media/voicerecorder.h>
 #include <Quillon/platform/audio/voicecapture.h>
+#include <Quillon/platform/store/postoutbox.h>
 
 #include <QFile>
 #include <QJsonDocument>
@@ -179,17 +181,20 @@ int runPost(const QStringList &arguments)
         return 0;
     }
 
-    const QUrl feed = session.publish(*description, &error);
-    if (feed.isEmpty())
+    const QString key = session.enqueue(*description, &error);
+    if (key.isEmpty())
         return TULOCommandFail(kCommand, QStringLiteral("the post was not published: %1").arg(error.localizedDescription()));
-    QTextStream out(stdout);
-    if (options->json)
-        out << QJsonDocument(QJsonObject{{QStringLiteral("feed"), feed.toString()}}).toJson(QJsonDocument::Compact);
-    else
-        out << "posted: " << feed.toString() << '\n';
     if (prepareError)
         QTextStream(stderr) << "quillon post: note: " << prepareError.localizedDescription() << '\n';
-    return 0;
+
+    TULOOutboxWait wait(TULOPostOutbox::defaultOutbox(), kCommand);
+    wait.setBagURL(session.clientContext().bagURL());
+    wait.setOwnPost(key);
+    if (options->noWait)
+        wait.setPosts({key});
+    wait.setWaitLimit(options->waitLimitSeconds);
+    wait.setJSON(options->json);
+    return wait.run();
 }
 
 const TULOCommandRegistration registration(

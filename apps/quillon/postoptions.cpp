@@ -33,6 +33,10 @@ QString TULOPostUsage()
         "                      keep the files, upload nothing\n"
         "  --json              print the result as JSON\n"
         "  --store BAG_URL     the store's bag address; default: a sandbox store started embedded\n"
+        "  --wait-limit SECONDS\n"
+        "                      how long to keep retrying when the store cannot be reached or\n"
+        "                      fails (default 120); then the post stays queued in the outbox\n"
+        "  --no-wait           send only this post, not the older ones still queued for the store\n"
         "  -h, --help          show this help\n"
         "\n"
         "Against the embedded sandbox the demo account signs in by itself. Against another store\n"
@@ -41,7 +45,15 @@ QString TULOPostUsage()
         "\n"
         "The embedded sandbox keeps its data in QUILLON_SANDBOX_DATA when set, else in the\n"
         "application's data folder, so posts stay visible in its feed between runs and accounts\n"
-        "linked with quillon accounts can be shared to.\n");
+        "linked with quillon accounts can be shared to.\n"
+        "\n"
+        "A post is written to the outbox before it is sent, and stays there until the store has\n"
+        "it. Before it ends, quillon post also sends the posts still queued for the same store\n"
+        "(from a run that was interrupted or gave up), saying so, and prints each address as it\n"
+        "lands. 'quillon outbox' lists, sends and discards what waits.\n"
+        "\n"
+        "Exit status: 0 everything was delivered; 1 an error, or the store refused a post for\n"
+        "good (it says why); 2 a usage error; 3 a post is still queued after the wait limit.\n");
 }
 
 std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments, QString *failure)
@@ -62,7 +74,7 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
                        option("tag", "ID"), option("attach", "FILE"), option("record", "SECONDS"),
                        option("capture-from", "FILE"), option("item", "STORE_ID"), option("as", "AUTHOR_ID"),
                        option("attribute"), option("share", "SERVICES"), option("dry-run"), option("json"),
-                       option("store", "BAG_URL")});
+                       option("store", "BAG_URL"), option("wait-limit", "SECONDS"), option("no-wait")});
     if (!parser.parse(QStringList{QStringLiteral("quillon post")} + arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
         if (!unknown.isEmpty()) {
@@ -124,6 +136,15 @@ std::optional<TULOPostOptions> TULOParsePostOptions(const QStringList &arguments
         if (options.shareServices.isEmpty())
             return fail(QStringLiteral("--share needs twitter, facebook or both"));
     }
+    if (parser.isSet(QStringLiteral("wait-limit"))) {
+        const QString value = last("wait-limit");
+        bool ok = false;
+        const int seconds = value.toInt(&ok);
+        if (!ok || seconds < 0)
+            return fail(QStringLiteral("--wait-limit needs a number of seconds, 0 or more, not '%1'").arg(value));
+        options.waitLimitSeconds = seconds;
+    }
+    options.noWait = parser.isSet(QStringLiteral("no-wait"));
     options.dryRun = parser.isSet(QStringLiteral("dry-run"));
     options.json = parser.isSet(QStringLiteral("json"));
     if (parser.isSet(QStringLiteral("store"))) {

@@ -21,6 +21,8 @@ struct TULOPostOptions
     bool dryRun = false;
     bool json = false;
     QUrl storeBagURL;             // --store; empty: the embedded sandbox
+    int waitLimitSeconds = 120;   // --wait-limit: how long retries may take before giving up
+    bool noWait = false;          // --no-wait: only this post, not the older ones queued
     bool help = false;
 };
 

@@ -8,12 +8,10 @@
 #include <Quillon/platform/store/platformcontext.h>
 #include <Quillon/platform/store/platformrequestoperation.h>
 #include <Quillon/platform/store/postoutbox.h>
-#include <Quillon/platform/store/postrequest.h>
+#include <Quillon/platform/store/storeaccount.h>
 #include <Quillon/platform/store/storeerror.h>
 #include <Quillon/platform/store/urlbag.h>
 #include <Quillon/platform/store/urlloadoperation.h>
-
-#include <QEventLoop>
 
 namespace {
 
@@ -229,20 +227,10 @@ std::optional<QList<TULOSocialService>> TULOPostSession::externalServices(const 
     return services;
 }
 
-QUrl TULOPostSession::publish(const TULOPostDescription &description, TULOError *error)
+QString TULOPostSession::enqueue(const TULOPostDescription &description, TULOError *error)
 {
-    QUrl feed;
-    TULOError uploadError;
-    QEventLoop loop;
-    auto *request = new TULOPostRequest(description);
-    request->setClientContext(clientContext());
-    request->startWithCompletionBlock([&](const QUrl &url, const TULOError &e) {
-        feed = url;
-        uploadError = e;
-        loop.quit();
-    });
-    loop.exec();
-    if (feed.isEmpty())
-        TULOSetError(error, uploadError ? uploadError : sessionError(QStringLiteral("the store gave no feed address")));
-    return feed;
+    QString accountName = m_store.accountName();
+    if (const auto active = TULOStoreAccountStore::defaultStore()->activeAccount())
+        accountName = active->accountName();
+    return TULOPostOutbox::defaultOutbox()->enqueue(description, clientContext().bagURL(), accountName, error);
 }

@@ -53,8 +53,9 @@ public:
     // Runs `operation` on the session's queue and returns once it has finished.
     void runAndWait(const std::shared_ptr<TULOOperation> &operation) { m_store.runAndWait(operation); }
 
-    // Uploads the post; the feed address where it landed, or an empty URL with the error.
-    QUrl publish(const TULOPostDescription &description, TULOError *error);
+    // Puts the post in the outbox for this store; its key, or a null string with the error
+    // (a missing file, a full disk). Sending is the outbox's work.
+    QString enqueue(const TULOPostDescription &description, TULOError *error);
 
 private:
     std::optional<QVariantMap> lookUpItem(const QString &identifier, const QString &what, TULOError *error);

@@ -3,6 +3,7 @@
 #include <Quillon/accounts/accountdatabase.h>
 #include <Quillon/platform/operation.h>
 #include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/privatefiles.h>
 #include <Quillon/platform/store/authenticaterequest.h>
 
 #include "sandboxstore.h"
@@ -87,8 +88,19 @@ bool TULOStoreSession::open(const QUrl &bagURL, const QString &accountName, TULO
     QUrl bag = bagURL;
     if (bag.isEmpty()) {
         m_sandbox = std::make_unique<TULOSandboxStore>();
+        // The port it had last time when it is free, so posts still in the outbox find it again.
+        const QString data = sandboxDataDirectory();
+        QFile portFile(QDir(data).filePath(QStringLiteral("embedded-port")));
+        const uint previous = portFile.open(QIODevice::ReadOnly) ? portFile.readAll().trimmed().toUInt() : 0;
+        portFile.close();
         QString failure;
-        if (!m_sandbox->start(sandboxDataDirectory(), 0, &failure)) {
+        const bool started = (previous > 0 && previous <= 65535 && m_sandbox->start(data, quint16(previous), &failure))
+            || m_sandbox->start(data, 0, &failure);
+        if (started && m_sandbox->port() != previous)
+            TULOPrivateFiles::writeFile(portFile.fileName(), [port = m_sandbox->port()](QIODevice *file, TULOError *) {
+                return file->write(QByteArray::number(port)) > 0;
+            });
+        if (!started) {
             TULOSetError(error, sessionError(QStringLiteral("could not start the sandbox store: %1").arg(failure)));
             return false;
         }

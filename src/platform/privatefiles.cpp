@@ -39,6 +39,7 @@ public:
         open(QIODevice::WriteOnly | QIODevice::Unbuffered);
     }
     int failure() const { return m_failure; }
+    void setFailure(int failure) { m_failure = failure; }
 
 protected:
     qint64 readData(char *, qint64) override { return -1; }
@@ -121,8 +122,8 @@ bool TULOPrivateFiles::makeFile(int descriptor)
     return ::fchmod(descriptor, TULOPrivateFileMode) == 0;
 }
 
-bool TULOPrivateFiles::writeFile(
-    const QString &path, const std::function<bool(QIODevice *file, TULOError *error)> &write, TULOError *error)
+bool TULOPrivateFiles::writeFile(const QString &path, const std::function<bool(QIODevice *file, TULOError *error)> &write,
+    TULOError *error, Durability durability)
 {
     const QFileInfo info(path);
     if (!makeFolder(info.absolutePath(), error))
@@ -137,7 +138,11 @@ bool TULOPrivateFiles::writeFile(
     }
     TULOFileDescriptorDevice file(descriptor);
     TULOError writeFailure;
-    const bool written = write(&file, &writeFailure) && file.failure() == 0;
+    bool written = write(&file, &writeFailure) && file.failure() == 0;
+    if (written && durability == Synced && ::fdatasync(descriptor) != 0) {
+        written = false;
+        file.setFailure(errno);
+    }
     const bool closed = ::close(descriptor) == 0; // a full disk may only show here (NFS)
     const int closeFailure = closed ? 0 : errno;
     if (written && closed && std::rename(temporary.constData(), QFile::encodeName(path).constData()) == 0)

@@ -22,12 +22,15 @@ public:
     // Makes an existing file owner-only (read and write).
     static bool makeFile(const QString &path);
     static bool makeFile(int descriptor);
+    // Whether a written file is on the disk itself before it takes its name (it then survives a
+    // power cut), or may still sit in the page cache (it survives a killed process).
+    enum Durability { Cached, Synced };
     // Writes a new owner-only file at `path` (its folder made as makeFolder does) through
     // `write`, which gets the open file, unbuffered. The file appears whole or not at all: it is
     // written aside and renamed. False with an error that names the file, or the folder and
     // "no space left on device" when the disk is full; `write`'s own error otherwise.
     static bool writeFile(const QString &path, const std::function<bool(QIODevice *file, TULOError *error)> &write,
-        TULOError *error = nullptr);
+        TULOError *error = nullptr, Durability durability = Cached);
     // A file-domain error for a failed write to `path`: "no space left on device" with the
     // folder's name when the disk is full, else the reason given.
     static TULOError writeError(const QString &path, int errorNumber, const QString &reason);

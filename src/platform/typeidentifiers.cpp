@@ -109,6 +109,10 @@ int TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(const QString &type)
 {
     if (type.isEmpty())
         return 0;
+    // A type's own kind comes first: audio/webm inherits from video/webm, yet it is a song.
+    const QString canonical = canonicalType(type);
+    if (canonical.startsWith(QLatin1String("audio/")))
+        return typeConformsTo(canonical, QLatin1String(TULOTypeIdentifierCAF)) ? 3 : 1;
     if (typeConformsTo(type, QLatin1String(TULOTypeIdentifierImage)))
         return 2;
     if (typeConformsTo(type, QLatin1String(TULOTypeIdentifierVideo)))

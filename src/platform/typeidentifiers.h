@@ -28,4 +28,10 @@ public:
     // The attachment type for a type identifier: 2 images, 4 videos, 3 CAF audio, 1 other audio,
     // 0 anything else (also a null or unknown type).
     static int attachmentTypeForTypeIdentifier(const QString &type);
+    // The type of a file by its content: the shared MIME database's content match (the name
+    // only when the bytes say nothing), and for containers that hold video or audio (Matroska,
+    // WebM, MP4, Ogg) what their streams are: one with a video stream (not just cover art) is
+    // that container's video type, one with audio only its audio type. Null for a file that
+    // cannot be read.
+    static QString typeForFile(const QString &path);
 };

@@ -14,7 +14,7 @@ failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
 help=$("$QUILLON" post --help) || fail "--help exits non-zero"
-for option in --text --tag --attach --record --capture-from --item --as --attribute --share --dry-run --json --store; do
+for option in --text --tag --attach --record --capture-from --item --as --attribute --share --dry-run --json --store --wait-limit --no-wait; do
     grep -q -- "$option" <<<"$help" || fail "--help does not document $option"
 done
 
@@ -36,6 +36,7 @@ expect_refusal nothing-to-post 2 "nothing to post" --dry-run
 expect_refusal unknown-option 2 "--colour" --text hi --colour red
 expect_refusal unknown-service 2 "myspace" --text hi --share myspace
 expect_refusal bad-store 2 "--store" --text hi --store "file:///etc/passwd"
+expect_refusal bad-wait-limit 2 "--wait-limit needs" --text hi --wait-limit soon
 expect_refusal missing-file 1 "$WORK/nowhere.jpg" --text hi --attach "$WORK/nowhere.jpg"
 expect_refusal empty-file 1 "empty" --text hi --attach "$WORK/empty.png"
 expect_refusal not-media 1 "not a photo" --text hi --attach "$WORK/notes.txt"

@@ -6,6 +6,7 @@ quillon_add_test(NAME postinput LABELS apps SOURCES
     ../../apps/quillon/postattachments.cpp
     ../library/mediafixtures.cpp)
 quillon_add_script_test(NAME accounts SCRIPT accounts.test.sh LABELS apps)
+quillon_add_script_test(NAME outbox SCRIPT outbox.test.sh LABELS apps)
 quillon_add_script_test(NAME postcommand SCRIPT postcommand.test.sh LABELS apps)
 quillon_add_script_test(NAME storesession SCRIPT storesession.test.sh LABELS apps)
 quillon_add_script_test(NAME privatehome SCRIPT privatehome.test.sh LABELS apps)

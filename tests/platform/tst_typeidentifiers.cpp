@@ -1,5 +1,7 @@
 #include <Quillon/platform/typeidentifiers.h>
 
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QTest>
 
 class TestTypeIdentifiers : public QObject
@@ -88,6 +90,8 @@ private Q_SLOTS:
         QTest::newRow("m4a song") << QStringLiteral("audio/mp4") << 1;
         QTest::newRow("mp3 by alias") << QStringLiteral("audio/mp3") << 1;
         QTest::newRow("wave") << QStringLiteral("audio/x-wav") << 1;
+        QTest::newRow("webm song, a video type's child") << QStringLiteral("audio/webm") << 1;
+        QTest::newRow("webm video") << QStringLiteral("video/webm") << 4;
         QTest::newRow("pdf") << QStringLiteral("application/pdf") << 0;
         QTest::newRow("unknown") << QStringLiteral("x/y") << 0;
         QTest::newRow("null") << QString() << 0;
@@ -97,6 +101,74 @@ private Q_SLOTS:
         QFETCH(QString, type);
         QFETCH(int, attachmentType);
         QCOMPARE(TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(type), attachmentType);
+    }
+
+    // Files made by the ffmpeg command line; the type comes from their bytes and streams, so
+    // each carries a name that would mislead.
+    void typeForFile_data()
+    {
+        QTest::addColumn<QStringList>("ffmpeg"); // input and codec arguments; empty: `bytes` is the file
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<int>("attachmentType");
+        const QStringList picture {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("testsrc=size=64x48:rate=5"), QStringLiteral("-frames:v"), QStringLiteral("3")};
+        const QStringList tone {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("sine=duration=0.5")};
+        const auto with = [](QStringList a, const QStringList &b) { return a + b; };
+        QTest::newRow("matroska with video")
+            << with(picture, {QStringLiteral("-c:v"), QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
+                   QStringLiteral("-f"), QStringLiteral("matroska")})
+            << QByteArray() << QStringLiteral("clip.bin") << QStringLiteral("video/x-matroska") << 4;
+        QTest::newRow("matroska with audio only")
+            << with(tone, {QStringLiteral("-c:a"), QStringLiteral("pcm_s16le"), QStringLiteral("-f"), QStringLiteral("matroska")})
+            << QByteArray() << QStringLiteral("take.mkv") << QStringLiteral("audio/x-matroska") << 1;
+        QTest::newRow("webm with audio only")
+            << with(tone, {QStringLiteral("-c:a"), QStringLiteral("libvorbis"), QStringLiteral("-f"), QStringLiteral("webm")})
+            << QByteArray() << QStringLiteral("song.mkv") << QStringLiteral("audio/webm") << 1;
+        QTest::newRow("mp4 with audio only")
+            << with(tone, {QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"), QStringLiteral("mp4")})
+            << QByteArray() << QStringLiteral("song.mp4") << QStringLiteral("audio/mp4") << 1;
+        QTest::newRow("mp4 with video")
+            << with(picture, {QStringLiteral("-c:v"), QStringLiteral("mpeg4"), QStringLiteral("-f"), QStringLiteral("mp4")})
+            << QByteArray() << QStringLiteral("clip.m4a") << QStringLiteral("video/mp4") << 4;
+        QTest::newRow("png named as video") << QStringList() << QByteArray::fromBase64(
+            "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==")
+                                            << QStringLiteral("image.mkv") << QStringLiteral("image/png") << 2;
+        // A Matroska header and nothing after it: no stream to tell, so not a video or a song.
+        QTest::newRow("matroska without streams") << QStringList()
+                                                  << QByteArray::fromHex("1a45dfa3a34286810142f7810142f2810442f381084282886d6174726f736b61")
+                                                  << QStringLiteral("broken.mkv") << QStringLiteral("application/x-matroska") << 0;
+        QTest::newRow("text") << QStringList() << QByteArray("just words\n") << QStringLiteral("words.mkv")
+                              << QStringLiteral("text/plain") << 0;
+    }
+    void typeForFile()
+    {
+        QFETCH(QStringList, ffmpeg);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, name);
+        QFETCH(QString, type);
+        QFETCH(int, attachmentType);
+        QTemporaryDir folder;
+        const QString path = folder.filePath(name);
+        if (ffmpeg.isEmpty()) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+        } else {
+            QProcess process;
+            process.start(QStringLiteral("ffmpeg"), QStringList {QStringLiteral("-loglevel"), QStringLiteral("error")} + ffmpeg + QStringList {path});
+            QVERIFY(process.waitForFinished(60000));
+            QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
+        }
+        const QString found = TULOTypeIdentifiers::typeForFile(path);
+        QCOMPARE(found, type);
+        QCOMPARE(TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(found), attachmentType);
+    }
+
+    void typeForMissingFileIsNull()
+    {
+        QVERIFY(TULOTypeIdentifiers::typeForFile(QStringLiteral("/nonexistent/clip.mkv")).isNull());
     }
 };
 

@@ -1,5 +1,6 @@
 quillon_add_test(NAME feedpage SOURCES tst_feedpage.cpp LABELS upload)
 quillon_add_test(NAME postendpoint SOURCES tst_postendpoint.cpp LABELS upload)
+quillon_add_test(NAME postoutbox SOURCES tst_postoutbox.cpp LABELS upload)
 quillon_add_test(NAME postupload SOURCES tst_postupload.cpp LABELS upload)
 quillon_add_test(NAME storedownload SOURCES tst_storedownload.cpp LABELS upload)
 quillon_add_test(NAME uploadconnection SOURCES tst_uploadconnection.cpp LABELS upload)

@@ -3,6 +3,7 @@
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/dispatch.h>
 #include <Quillon/platform/store/backgroundtask.h>
+#include <Quillon/platform/store/postoutboxmanifest_p.h>
 #include <Quillon/platform/store/postupload_p.h>
 #include <Quillon/platform/store/storeaccount.h>
 #include <Quillon/platform/store/storeerror.h>
@@ -13,98 +14,44 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkInformation>
 #include <QNetworkReply>
 #include <QStandardPaths>
+#include <QThreadPool>
 #include <QTimer>
 #include <QUuid>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace {
 
+using Manifest = TULOPostOutboxManifest;
+
 const char *const TULOPostUploadTaskName = "com.vantor.Quillon.postUpload";
-const char *const TULOOutboxManifestName = "post.json";
-const char *const TULOOutboxPartialSuffix = ".partial";
-
-int attachmentTypeForUTI(const QString &uti)
-{
-    if (uti.startsWith(QLatin1String("image/")))
-        return 2;
-    if (uti.startsWith(QLatin1String("video/")))
-        return 4;
-    if (uti == QLatin1String("audio/x-caf"))
-        return 3; // sound bites are recorded as CAF
-    return 1;
-}
-
-TULOError fileError(qint64 code, const QString &path, const QString &description)
-{
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code,
-        {{QString::fromLatin1(TULOFilePathErrorKey), path},
-            {QString::fromLatin1(TULOLocalizedDescriptionKey), description}});
-}
+// A partial folder without a lock file is left alone this long: its writer may be about to lock it.
+constexpr qint64 TULOOutboxPartialGrace = 10 * 60;
+// How often a post another process holds is looked at again.
+constexpr int TULOOutboxElsewherePoll = 1000;
+// Folder notifications come in bursts (a post is several files); one read of the folder per burst.
+constexpr int TULOOutboxRefreshDelay = 100;
 
 // Same file system: a hard link, free even for a 2 GB video. Otherwise a copy.
-bool linkOrCopy(const QString &source, const QString &destination)
+bool linkOrCopy(const QString &source, const QString &destination, QString *reason)
 {
     if (::link(QFile::encodeName(source).constData(), QFile::encodeName(destination).constData()) == 0)
         return true;
     // A copy keeps the source's mode; the outbox's own files are the user's alone.
-    return QFile::copy(source, destination) && TULOPrivateFiles::makeFile(destination);
-}
-
-QJsonObject errorDictionary(const TULOError &error)
-{
-    QJsonObject o {{QStringLiteral("domain"), error.domain()}, {QStringLiteral("code"), double(error.code())},
-        {QStringLiteral("message"), error.localizedDescription()}};
-    const QVariant status = error.userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey));
-    if (status.isValid())
-        o.insert(QStringLiteral("httpStatus"), status.toInt());
-    const QVariant code = error.userInfo().value(QString::fromLatin1(TULOStoreServerErrorCodeKey));
-    if (code.isValid())
-        o.insert(QStringLiteral("errorCode"), code.toString());
-    return o;
-}
-
-TULOError errorFromDictionary(const QJsonObject &o)
-{
-    if (o.isEmpty())
-        return TULOError();
-    QVariantMap userInfo {
-        {QString::fromLatin1(TULOLocalizedDescriptionKey), o.value(QStringLiteral("message")).toString()}};
-    if (o.contains(QStringLiteral("httpStatus")))
-        userInfo.insert(
-            QString::fromLatin1(TULOStoreHTTPStatusKey), o.value(QStringLiteral("httpStatus")).toInt());
-    if (o.contains(QStringLiteral("errorCode")))
-        userInfo.insert(QString::fromLatin1(TULOStoreServerErrorCodeKey),
-            o.value(QStringLiteral("errorCode")).toString());
-    return TULOError(o.value(QStringLiteral("domain")).toString(),
-        qint64(o.value(QStringLiteral("code")).toDouble()), userInfo);
-}
-
-QJsonObject attachmentDictionary(const TULOPostAttachment &attachment, const QString &part, qint64 size)
-{
-    QJsonArray artists;
-    for (const TULOPostArtist &artist : attachment.artists())
-        artists.append(QJsonObject {
-            {QStringLiteral("id"), artist.identifier()}, {QStringLiteral("name"), artist.name()}});
-    QJsonObject o {{QStringLiteral("part"), part},
-        {QStringLiteral("type"), attachmentTypeForUTI(attachment.UTI())},
-        {QStringLiteral("uti"), attachment.UTI()}, {QStringLiteral("title"), attachment.title()},
-        {QStringLiteral("subtitle"), attachment.subtitle()},
-        {QStringLiteral("explicit"), attachment.isExplicitContent()}, {QStringLiteral("artists"), artists},
-        {QStringLiteral("size"), double(size)}};
-    if (!attachment.attachmentDescription().isEmpty())
-        o.insert(QStringLiteral("description"), attachment.attachmentDescription());
-    if (!attachment.albumIdentifier().isEmpty())
-        o.insert(QStringLiteral("albumId"), attachment.albumIdentifier());
-    if (!attachment.categoryName().isEmpty())
-        o.insert(QStringLiteral("category"), attachment.categoryName());
-    if (attachment.UTI().startsWith(QLatin1String("video/")))
-        o.insert(QStringLiteral("previewFrameTime"), attachment.previewFrameTimestamp());
-    return o;
+    QFile file(source);
+    if (file.copy(destination) && TULOPrivateFiles::makeFile(destination))
+        return true;
+    *reason = file.errorString();
+    return false;
 }
 
 QString quotedFileName(const QString &name)
@@ -116,21 +63,50 @@ QString quotedFileName(const QString &name)
     return quoted;
 }
 
+QString statusInWords(int status)
+{
+    switch (status) {
+    case 400:
+        return QStringLiteral("the store found the post malformed");
+    case 401:
+        return QStringLiteral("the store no longer accepts the sign-in it was sent with");
+    case 403:
+        return QStringLiteral("the account may not post this");
+    case 404:
+        return QStringLiteral("the store has no such upload address");
+    case 413:
+        return QStringLiteral("the post is too large for the store");
+    case 415:
+        return QStringLiteral("the store does not take a file of this type");
+    default:
+        return QStringLiteral("the store refused the post");
+    }
+}
+
 } // namespace
 
 TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
     : QObject(parent)
     , m_folder(QDir::cleanPath(folder.isEmpty() ? defaultFolder() : folder))
     , m_timer(new QTimer(this))
+    , m_refreshTimer(new QTimer(this))
+    , m_disk(new QThreadPool(this))
 {
+    // One thread: what it writes lands in the order it was asked for.
+    m_disk->setMaxThreadCount(1);
+    m_disk->setExpiryTimeout(-1);
     m_timer->setSingleShot(true);
     connect(m_timer, &QTimer::timeout, this, [this] { resume(); });
+    m_refreshTimer->setSingleShot(true);
+    m_refreshTimer->setInterval(TULOOutboxRefreshDelay);
+    connect(m_refreshTimer, &QTimer::timeout, this, &TULOPostOutbox::refresh);
     TULOPrivateFiles::makeFolder(m_folder); // a failure shows when a post is put in
-    // A post whose writing was cut short was never handed over: its originals are intact.
-    for (const QFileInfo &info : QDir(m_folder).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        if (info.fileName().endsWith(QLatin1String(TULOOutboxPartialSuffix)))
-            QDir(info.absoluteFilePath()).removeRecursively();
-    }
+    load();
+    m_watcher = new QFileSystemWatcher(QStringList {m_folder}, this);
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, m_refreshTimer, [this] {
+        if (!m_refreshTimer->isActive())
+            m_refreshTimer->start();
+    });
     if (QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
         connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, this,
             [this](QNetworkInformation::Reachability reachability) {
@@ -142,8 +118,11 @@ TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
 
 TULOPostOutbox::~TULOPostOutbox()
 {
+    m_disk->waitForDone();
     for (const quint64 task : std::as_const(m_inFlight))
         TULOBackgroundTask::end(task);
+    for (const int fd : std::as_const(m_locks))
+        ::close(fd);
 }
 
 QString TULOPostOutbox::defaultFolder()
@@ -169,23 +148,128 @@ void TULOPostOutbox::setRetryDelays(int first, int longest)
     m_longestDelay = qMax(m_firstDelay, longest);
 }
 
-bool TULOPostOutbox::writeManifest(const QString &folder, const QJsonObject &manifest, TULOError *error)
+void TULOPostOutbox::setMaximumConcurrentUploads(int count)
 {
-    const QString path = folder + QLatin1Char('/') + QLatin1String(TULOOutboxManifestName);
-    const QByteArray data = QJsonDocument(manifest).toJson(QJsonDocument::Indented);
-    // Owner-only: a manifest may carry a Facebook access token.
-    return TULOPrivateFiles::writeFile(
-        path, [&data](QIODevice *file, TULOError *) { return file->write(data) == data.size(); }, error);
+    m_maximumUploads = qMax(1, count);
+    startQueued();
+}
+
+// The one full read of the folder.
+void TULOPostOutbox::load()
+{
+    QList<TULOPostOutboxEntry> found;
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    for (const QString &name : Manifest::folderNames(m_folder)) {
+        const QString path = m_folder + QLatin1Char('/') + name;
+        if (name.endsWith(QLatin1String(Manifest::PartialSuffix))) {
+            // A post whose writing was cut short was never handed over: its originals are intact.
+            // One still being written holds its lock.
+            bool stale = false;
+            if (QFileInfo::exists(path + QLatin1Char('/') + QLatin1String(Manifest::LockName))) {
+                const int fd = Manifest::lockFolder(path);
+                stale = fd >= 0;
+                if (fd >= 0)
+                    ::close(fd);
+            } else {
+                stale = QFileInfo(path).lastModified().toUTC().secsTo(now) > TULOOutboxPartialGrace;
+            }
+            if (stale)
+                QDir(path).removeRecursively();
+            continue;
+        }
+        if (name.startsWith(QLatin1Char('.')))
+            continue;
+        if (const auto e = Manifest::read(path, name))
+            found.append(*e);
+    }
+    std::stable_sort(found.begin(), found.end(), [](const TULOPostOutboxEntry &a, const TULOPostOutboxEntry &b) {
+        return a.created < b.created;
+    });
+    for (const TULOPostOutboxEntry &e : std::as_const(found)) {
+        m_index.insert(e.idempotencyKey, e);
+        m_order.append(e.idempotencyKey);
+    }
+}
+
+void TULOPostOutbox::refresh()
+{
+    const QStringList names = Manifest::folderNames(m_folder);
+    const QSet<QString> present(names.cbegin(), names.cend());
+    const QStringList known = m_order;
+    for (const QString &key : known) {
+        if (!present.contains(key) && !m_inFlight.contains(key))
+            remove(key);
+    }
+    bool added = false;
+    for (const QString &name : names) {
+        if (m_index.contains(name) || m_leaving.contains(name) || name.endsWith(QLatin1String(Manifest::PartialSuffix))
+            || name.startsWith(QLatin1Char('.')))
+            continue;
+        if (const auto e = Manifest::read(m_folder + QLatin1Char('/') + name, name)) {
+            insert(*e);
+            added = true;
+        }
+    }
+    if (added)
+        scheduleTimer();
+}
+
+void TULOPostOutbox::insert(const TULOPostOutboxEntry &e)
+{
+    m_index.insert(e.idempotencyKey, e);
+    // Mostly the newest: found from the end.
+    qsizetype at = m_order.size();
+    while (at > 0 && m_index.value(m_order.at(at - 1)).created > e.created)
+        --at;
+    m_order.insert(at, e.idempotencyKey);
+    Q_EMIT postWasAdded(e.idempotencyKey);
+}
+
+void TULOPostOutbox::remove(const QString &key)
+{
+    if (!m_index.remove(key))
+        return;
+    m_order.removeOne(key);
+    if (m_queued.remove(key))
+        m_queue.removeOne(key);
+    m_requested.remove(key);
+    m_elsewhere.remove(key);
+    unlock(key);
+    Q_EMIT postWasRemoved(key);
+}
+
+void TULOPostOutbox::unlock(const QString &key)
+{
+    const auto it = m_locks.constFind(key);
+    if (it == m_locks.cend())
+        return;
+    ::close(*it);
+    m_locks.erase(it);
+}
+
+void TULOPostOutbox::onDiskThread(std::function<void()> work)
+{
+    m_disk->start(std::move(work));
 }
 
 QString TULOPostOutbox::enqueue(
     const TULOPostDescription &description, const QUrl &bagURL, const QString &accountName, TULOError *error)
 {
     const QString key = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    const QString partial = m_folder + QLatin1Char('/') + key + QLatin1String(TULOOutboxPartialSuffix);
+    const QString partial = m_folder + QLatin1Char('/') + key + QLatin1String(Manifest::PartialSuffix);
     if (!TULOPrivateFiles::makeFolder(partial, error))
         return QString();
-    auto cleanup = qScopeGuard([&] { QDir(partial).removeRecursively(); });
+    // Held from the first byte: no other process takes the post while it is written or sent.
+    int lock = Manifest::lockFolder(partial);
+    auto cleanup = qScopeGuard([&] {
+        QDir(partial).removeRecursively();
+        if (lock >= 0)
+            ::close(lock);
+    });
+    if (lock < 0) {
+        TULOSetError(error, Manifest::fileError(513, partial, QStringLiteral("The outbox folder cannot be written: %1").arg(qt_error_string(errno))));
+        return QString();
+    }
 
     QJsonArray files;
     int partNumber = 0;
@@ -195,24 +279,25 @@ QString TULOPostOutbox::enqueue(
         const QFileInfo info(source);
         if (source.isEmpty() || !info.isFile()) {
             TULOSetError(error,
-                fileError(4, source.isEmpty() ? attachment.assetURL().toString() : source,
+                Manifest::fileError(4, source.isEmpty() ? attachment.assetURL().toString() : source,
                     QStringLiteral("The attachment file \"%1\" does not exist.").arg(info.fileName())));
             return false;
         }
         if (attachment.UTI().isEmpty()) {
             TULOSetError(error,
-                fileError(4, source,
+                Manifest::fileError(4, source,
                     QStringLiteral("The attachment file \"%1\" has no type.").arg(info.fileName())));
             return false;
         }
         const QString part = QStringLiteral("file%1").arg(partNumber++);
         const QString stored
             = part + (info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix());
-        if (!linkOrCopy(info.absoluteFilePath(), partial + QLatin1Char('/') + stored)) {
+        QString reason;
+        if (!linkOrCopy(info.absoluteFilePath(), partial + QLatin1Char('/') + stored, &reason)) {
             TULOSetError(error,
-                fileError(640, source,
-                    QStringLiteral("The attachment file \"%1\" could not be put in the outbox.")
-                        .arg(info.fileName())));
+                Manifest::fileError(640, source,
+                    QStringLiteral("The attachment file \"%1\" could not be put in the outbox: %2")
+                        .arg(info.fileName(), reason)));
             return false;
         }
         const qint64 size = QFileInfo(partial + QLatin1Char('/') + stored).size();
@@ -221,7 +306,7 @@ QString TULOPostOutbox::enqueue(
             {QStringLiteral("deletes"), attachment.deletesAssetWhenFinished()},
             {QStringLiteral("contentType"), attachment.UTI()}, {QStringLiteral("fileName"), info.fileName()},
             {QStringLiteral("size"), double(size)}});
-        *dictionary = attachmentDictionary(attachment, part, size);
+        *dictionary = Manifest::attachmentDictionary(attachment, part, size);
         return true;
     };
 
@@ -241,137 +326,240 @@ QString TULOPostOutbox::enqueue(
         }
         attachments.append(dictionary);
     }
-    QJsonObject wire {{QStringLiteral("text"), description.text()},
-        {QStringLiteral("authorId"), description.authorIdentifier()},
-        {QStringLiteral("authorType"), description.authorType()},
-        {QStringLiteral("attributed"), description.isAttributed()},
-        {QStringLiteral("attachments"), attachments}};
-    const QList<TULOPostItem> items = description.contentItems().value_or(QList<TULOPostItem>());
-    if (!items.isEmpty()) {
-        wire.insert(QStringLiteral("item"),
-            QJsonObject {{QStringLiteral("id"), items.first().identifier()},
-                {QStringLiteral("type"), TULOStorePlatformKindForPostItemType(items.first().type())}});
-    }
-    QJsonArray destinations;
-    for (const TULOExternalDestination &d :
-        description.externalServiceDestinations().value_or(QList<TULOExternalDestination>())) {
-        QJsonObject o {{QStringLiteral("service"), d.serviceIdentifier()}};
-        if (!d.accessToken().isEmpty())
-            o.insert(QStringLiteral("accessToken"), d.accessToken());
-        if (!d.pageIdentifier().isNull())
-            o.insert(QStringLiteral("pageId"), d.pageIdentifier());
-        if (!d.pageAccessToken().isEmpty())
-            o.insert(QStringLiteral("pageAccessToken"), d.pageAccessToken());
-        destinations.append(o);
-    }
-    wire.insert(QStringLiteral("externalDestinations"), destinations);
-
-    const QJsonObject manifest {{QStringLiteral("version"), 1}, {QStringLiteral("key"), key},
-        {QStringLiteral("bagURL"), bagURL.toString()}, {QStringLiteral("accountName"), accountName},
-        {QStringLiteral("state"), QStringLiteral("pending")}, {QStringLiteral("attempts"), 0},
-        {QStringLiteral("description"), wire}, {QStringLiteral("files"), files}};
-    if (!writeManifest(partial, manifest, error))
+    const QJsonObject manifest = Manifest::make(key, bagURL, accountName, description, attachments, files);
+    if (!Manifest::write(partial, manifest, error, true))
         return QString();
     const QString folder = m_folder + QLatin1Char('/') + key;
     if (!QDir().rename(partial, folder)) {
         TULOSetError(
-            error, fileError(513, folder, QStringLiteral("The post could not be put in the outbox.")));
+            error, Manifest::fileError(513, folder, QStringLiteral("The post could not be put in the outbox.")));
         return QString();
     }
     cleanup.dismiss();
+    m_locks.insert(key, lock);
+    if (const auto e = Manifest::read(folder, key))
+        insert(*e);
     return key;
 }
 
 std::optional<TULOPostOutboxEntry> TULOPostOutbox::entry(const QString &key) const
 {
-    const QString folder = m_folder + QLatin1Char('/') + key;
-    QFile file(folder + QLatin1Char('/') + QLatin1String(TULOOutboxManifestName));
-    if (!file.open(QIODevice::ReadOnly))
+    const auto it = m_index.constFind(key);
+    if (it == m_index.cend())
         return std::nullopt;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    const QJsonObject m = document.object();
-    if (!document.isObject() || m.value(QStringLiteral("key")).toString() != key)
-        return std::nullopt;
-    TULOPostOutboxEntry e;
-    e.idempotencyKey = key;
-    e.folder = folder;
-    e.bagURL = QUrl(m.value(QStringLiteral("bagURL")).toString());
-    e.accountName = m.value(QStringLiteral("accountName")).toString();
-    e.state = m.value(QStringLiteral("state")).toString() == QLatin1String("failed")
-        ? TULOPostOutboxEntry::Failed
-        : TULOPostOutboxEntry::Pending;
-    e.attempts = m.value(QStringLiteral("attempts")).toInt();
-    e.nextAttempt
-        = QDateTime::fromString(m.value(QStringLiteral("nextAttempt")).toString(), Qt::ISODateWithMs);
-    e.lastError = errorFromDictionary(m.value(QStringLiteral("lastError")).toObject());
-    e.description = m.value(QStringLiteral("description")).toObject();
-    e.manifest = m;
-    return e;
+    return *it;
 }
 
 QList<TULOPostOutboxEntry> TULOPostOutbox::entries() const
 {
     QList<TULOPostOutboxEntry> result;
-    const QFileInfoList folders
-        = QDir(m_folder).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Time | QDir::Reversed);
-    for (const QFileInfo &info : folders) {
-        if (info.fileName().endsWith(QLatin1String(TULOOutboxPartialSuffix)))
-            continue;
-        if (const auto e = entry(info.fileName()))
-            result.append(*e);
-    }
+    result.reserve(m_order.size());
+    for (const QString &key : m_order)
+        result.append(m_index.value(key));
     return result;
+}
+
+bool TULOPostOutbox::isSendingElsewhere(const QString &key) const
+{
+    const auto it = m_index.constFind(key);
+    if (it == m_index.cend() || m_locks.contains(key))
+        return false;
+    const int fd = Manifest::lockFolder(it->folder);
+    if (fd >= 0) {
+        ::close(fd);
+        return false;
+    }
+    return errno == EWOULDBLOCK;
 }
 
 bool TULOPostOutbox::discard(const QString &key, TULOError *error)
 {
-    if (m_inFlight.contains(key) || !entry(key)) {
+    const auto e = entry(key);
+    if (!e) {
         TULOSetError(error,
-            fileError(
-                4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
+            Manifest::fileError(4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
         return false;
     }
-    return QDir(m_folder + QLatin1Char('/') + key).removeRecursively();
+    int fd = m_locks.value(key, -1);
+    if (m_inFlight.contains(key) || (fd < 0 && (fd = Manifest::lockFolder(e->folder)) < 0)) {
+        TULOSetError(error,
+            Manifest::fileError(
+                16, e->folder, QStringLiteral("The post is being sent; it can be discarded once that attempt ends.")));
+        return false;
+    }
+    m_locks.insert(key, fd);
+    // The manifest goes first: without it no process takes the post for one to send.
+    if (!QFile::remove(e->folder + QLatin1Char('/') + QLatin1String(Manifest::FileName))
+        || !QDir(e->folder).removeRecursively()) {
+        TULOSetError(error, Manifest::fileError(513, e->folder, QStringLiteral("The post's files could not all be removed.")));
+        remove(key);
+        return false;
+    }
+    remove(key);
+    scheduleTimer();
+    return true;
+}
+
+bool TULOPostOutbox::retry(const QString &key, TULOError *error)
+{
+    const auto it = m_index.find(key);
+    if (it == m_index.end()) {
+        TULOSetError(error,
+            Manifest::fileError(4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
+        return false;
+    }
+    m_requested.insert(key);
+    if (m_inFlight.contains(key))
+        return true;
+    if (it->state == TULOPostOutboxEntry::Failed) {
+        int fd = m_locks.value(key, -1);
+        if (fd < 0 && (fd = Manifest::lockFolder(it->folder)) < 0) {
+            TULOSetError(error,
+                Manifest::fileError(16, it->folder, QStringLiteral("Another process is sending the post.")));
+            return false;
+        }
+        m_locks.insert(key, fd);
+        QJsonObject manifest = it->manifest;
+        manifest.insert(QStringLiteral("state"), QStringLiteral("pending"));
+        manifest.insert(QStringLiteral("attempts"), 0);
+        manifest.remove(QStringLiteral("nextAttempt"));
+        if (!Manifest::write(it->folder, manifest, error, true))
+            return false;
+        it->manifest = manifest;
+        it->state = TULOPostOutboxEntry::Pending;
+        it->attempts = 0;
+        it->nextAttempt = QDateTime();
+        Q_EMIT postDidChange(key);
+    }
+    queue(key, true);
+    startQueued();
+    scheduleTimer();
+    return true;
 }
 
 void TULOPostOutbox::resume(bool now)
 {
     const QDateTime current = QDateTime::currentDateTimeUtc();
-    for (const TULOPostOutboxEntry &e : entries()) {
-        if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(e.idempotencyKey))
+    for (const QString &key : std::as_const(m_order)) {
+        const TULOPostOutboxEntry &e = m_index[key];
+        if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(key) || m_queued.contains(key)
+            || (m_requestedOnly && !m_requested.contains(key)))
             continue;
-        if (now || !e.nextAttempt.isValid() || e.nextAttempt <= current)
-            send(e);
+        if (now || m_elsewhere.contains(key) || !e.nextAttempt.isValid() || e.nextAttempt <= current)
+            queue(key);
     }
+    startQueued();
     scheduleTimer();
+}
+
+void TULOPostOutbox::queue(const QString &key, bool first)
+{
+    if (m_queued.contains(key))
+        m_queue.removeOne(key);
+    m_queued.insert(key);
+    if (first)
+        m_queue.prepend(key);
+    else
+        m_queue.append(key);
+}
+
+void TULOPostOutbox::startQueued()
+{
+    while (m_inFlight.size() < m_maximumUploads && !m_queue.isEmpty()) {
+        const QString key = m_queue.takeFirst();
+        m_queued.remove(key);
+        send(key);
+    }
 }
 
 void TULOPostOutbox::scheduleTimer()
 {
     QDateTime earliest;
-    for (const TULOPostOutboxEntry &e : entries()) {
-        if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(e.idempotencyKey)
-            || !e.nextAttempt.isValid())
+    bool poll = false;
+    for (const QString &key : std::as_const(m_order)) {
+        const TULOPostOutboxEntry &e = m_index[key];
+        if (e.state != TULOPostOutboxEntry::Pending || m_inFlight.contains(key) || m_queued.contains(key)
+            || (m_requestedOnly && !m_requested.contains(key)))
             continue;
+        if (m_elsewhere.contains(key)) {
+            poll = true;
+            continue;
+        }
+        if (!e.nextAttempt.isValid()) { // another process wrote it and has let go of it
+            earliest = QDateTime::currentDateTimeUtc();
+            break;
+        }
         if (!earliest.isValid() || e.nextAttempt < earliest)
             earliest = e.nextAttempt;
     }
-    if (!earliest.isValid()) {
+    qint64 delay = earliest.isValid()
+        ? qBound<qint64>(0, QDateTime::currentDateTimeUtc().msecsTo(earliest), qint64(m_longestDelay))
+        : -1;
+    if (poll && (delay < 0 || delay > TULOOutboxElsewherePoll))
+        delay = TULOOutboxElsewherePoll;
+    if (delay < 0)
         m_timer->stop();
-        return;
-    }
-    m_timer->start(
-        int(qBound<qint64>(0, QDateTime::currentDateTimeUtc().msecsTo(earliest), qint64(m_longestDelay))));
+    else
+        m_timer->start(int(delay));
 }
 
-void TULOPostOutbox::send(const TULOPostOutboxEntry &e)
+TULOClientContext TULOPostOutbox::contextFor(const QUrl &bagURL)
 {
-    m_inFlight.insert(
-        e.idempotencyKey, TULOBackgroundTask::begin(QString::fromLatin1(TULOPostUploadTaskName)));
     const TULOClientContext defaultContext = TULOClientContext::defaultContext();
-    const TULOClientContext context = (!defaultContext.isNull() && defaultContext.bagURL() == e.bagURL)
-        ? defaultContext
-        : TULOClientContext(e.bagURL);
+    if (!defaultContext.isNull() && defaultContext.bagURL() == bagURL)
+        return defaultContext;
+    // One per store, so its bag is loaded once and not per post.
+    auto it = m_contexts.find(bagURL);
+    if (it == m_contexts.end())
+        it = m_contexts.insert(bagURL, TULOClientContext(bagURL));
+    return *it;
+}
+
+void TULOPostOutbox::send(const QString &key)
+{
+    const auto found = m_index.constFind(key);
+    if (found == m_index.cend())
+        return;
+    if (!m_locks.contains(key)) {
+        const int fd = Manifest::lockFolder(found->folder);
+        if (fd < 0) {
+            if (errno == EWOULDBLOCK) {
+                if (!m_elsewhere.contains(key)) {
+                    m_elsewhere.insert(key);
+                    Q_EMIT postDidChange(key);
+                }
+            } else {
+                remove(key);
+            }
+            return;
+        }
+        m_locks.insert(key, fd);
+        const bool wasElsewhere = m_elsewhere.remove(key);
+        // Newly ours: another process may have sent it, or counted attempts, since it was read.
+        // While we hold it, nobody else writes it and the index is the truth.
+        const auto current = Manifest::read(found->folder, key);
+        if (!current) {
+            QDir(found->folder).removeRecursively(); // only the lock file is left of it
+            remove(key);
+            return;
+        }
+        m_index.insert(key, *current);
+        if (current->state != TULOPostOutboxEntry::Pending) {
+            unlock(key);
+            Q_EMIT postDidChange(key);
+            return;
+        }
+        if (wasElsewhere && current->nextAttempt.isValid()
+            && current->nextAttempt > QDateTime::currentDateTimeUtc()) {
+            Q_EMIT postDidChange(key); // it waits out the backoff its last sender chose
+            return;
+        }
+    }
+    const TULOPostOutboxEntry e = m_index.value(key);
+    m_inFlight.insert(key, TULOBackgroundTask::begin(QString::fromLatin1(TULOPostUploadTaskName)));
+    Q_EMIT postWillSend(key);
+    Q_EMIT postDidChange(key);
+    const TULOClientContext context = contextFor(e.bagURL);
     // The session of the account that wrote the post; the keeper has it when another is active.
     TULOStoreAccountStore *accounts = TULOStoreAccountStore::defaultStore();
     QString token;
@@ -384,7 +572,7 @@ void TULOPostOutbox::send(const TULOPostOutboxEntry &e)
     context.loadURLBag(
         [self, e, token, context](const std::optional<TULOUrlBag> &bag, const TULOError &error) {
             TULODispatchMain([self, e, token, context, bag, error] {
-                if (!self)
+                if (!self || !self->m_inFlight.contains(e.idempotencyKey))
                     return;
                 if (!bag) {
                     self->recordFailure(e.idempotencyKey, error, true);
@@ -400,7 +588,6 @@ void TULOPostOutbox::send(const TULOPostOutboxEntry &e)
             });
         });
 }
-
 void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploadURL, const QString &token,
     const TULOClientContext &context)
 {
@@ -417,7 +604,7 @@ void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploa
         auto file = std::make_shared<QFile>(
             e.folder + QLatin1Char('/') + f.value(QStringLiteral("stored")).toString());
         if (!file->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-            recordFailure(e.idempotencyKey, fileError(260, file->fileName(), file->errorString()), false);
+            recordFailure(e.idempotencyKey, Manifest::fileError(260, file->fileName(), file->errorString()), false);
             return;
         }
         TULOPostUpload::Part part;
@@ -465,52 +652,92 @@ void TULOPostOutbox::finishAttempt(const QString &key, TULOPostUpload *upload)
         return;
     }
     const QJsonObject answer = QJsonDocument::fromJson(body).object();
+    const std::optional<TULOPostOutboxEntry> e = entry(key);
     if (status >= 200 && status < 300
         && answer.value(QStringLiteral("status")).toString() == QLatin1String("success")) {
         // Accepted: the outbox copy and the files the post owned go.
-        if (const auto e = entry(key)) {
+        if (e) {
+            QStringList originals;
             for (const QJsonValue &value : e->manifest.value(QStringLiteral("files")).toArray()) {
                 const QJsonObject f = value.toObject();
                 if (f.value(QStringLiteral("deletes")).toBool())
-                    QFile::remove(f.value(QStringLiteral("original")).toString());
+                    originals << f.value(QStringLiteral("original")).toString();
             }
+            // The lock goes with the files, after them: until then no other process takes the post.
+            const int lock = m_locks.take(key);
+            const QString folder = e->folder;
+            m_leaving.insert(key);
+            onDiskThread([this, key, originals, folder, lock] {
+                for (const QString &original : originals)
+                    QFile::remove(original);
+                // The manifest first: a process that takes the lock after us finds nothing to send.
+                QFile::remove(folder + QLatin1Char('/') + QLatin1String(Manifest::FileName));
+                QDir(folder).removeRecursively();
+                ::close(lock);
+                QMetaObject::invokeMethod(this, [this, key] { m_leaving.remove(key); }, Qt::QueuedConnection);
+            });
         }
-        QDir(m_folder + QLatin1Char('/') + key).removeRecursively();
         TULOBackgroundTask::end(m_inFlight.take(key));
         Q_EMIT postDidFinish(key, QUrl(answer.value(QStringLiteral("url")).toString()));
+        remove(key);
+        startQueued();
         scheduleTimer();
         return;
     }
-    QVariantMap userInfo {{QString::fromLatin1(TULOStoreHTTPStatusKey), status}};
+    QString message = answer.value(QStringLiteral("message"))
+                          .toString(QStringLiteral("The store answered %1.").arg(status));
+    // The store names upload parts; the user knows the files by their names.
+    if (e) {
+        const QHash<QString, QString> names = e->fileNamesByPart();
+        for (auto it = names.cbegin(); it != names.cend(); ++it) {
+            message.replace(QStringLiteral("Part \"%1\"").arg(it.key()), QStringLiteral("File \"%1\"").arg(it.value()));
+            message.replace(QStringLiteral("\"%1\"").arg(it.key()), QStringLiteral("\"%1\"").arg(it.value()));
+        }
+    }
+    QVariantMap userInfo {{QString::fromLatin1(TULOStoreHTTPStatusKey), status},
+        {QString::fromLatin1(TULOLocalizedDescriptionKey), message}};
     if (answer.value(QStringLiteral("errorCode")).isString())
         userInfo.insert(QString::fromLatin1(TULOStoreServerErrorCodeKey),
             answer.value(QStringLiteral("errorCode")).toString());
-    userInfo.insert(QString::fromLatin1(TULOLocalizedDescriptionKey),
-        answer.value(QStringLiteral("message"))
-            .toString(QStringLiteral("The store answered %1.").arg(status)));
     const bool clientError = status >= 400 && status < 500 && status != 408 && status != 429;
+    if (clientError)
+        userInfo.insert(QString::fromLatin1(TULOLocalizedFailureReasonKey), statusInWords(status));
     recordFailure(key, TULOStoreError(TULOStoreErrorRequestFailed, url, userInfo), !clientError);
 }
 
 void TULOPostOutbox::recordFailure(const QString &key, const TULOError &error, bool retryable)
 {
     TULOBackgroundTask::end(m_inFlight.take(key));
-    std::optional<TULOPostOutboxEntry> e = entry(key);
-    if (!e)
+    const auto it = m_index.find(key);
+    if (it == m_index.end())
         return;
-    QJsonObject manifest = e->manifest;
-    const int attempts = e->attempts + 1;
+    QJsonObject manifest = it->manifest;
+    const int attempts = it->attempts + 1;
     manifest.insert(QStringLiteral("attempts"), attempts);
-    manifest.insert(QStringLiteral("lastError"), errorDictionary(error));
+    manifest.insert(QStringLiteral("lastError"), Manifest::errorDictionary(error));
+    QDateTime next;
     if (retryable) {
         const qint64 delay = qMin<qint64>(qint64(m_firstDelay) << qMin(attempts - 1, 20), m_longestDelay);
-        manifest.insert(QStringLiteral("nextAttempt"),
-            QDateTime::currentDateTimeUtc().addMSecs(delay).toString(Qt::ISODateWithMs));
+        next = QDateTime::currentDateTimeUtc().addMSecs(delay);
+        manifest.insert(QStringLiteral("nextAttempt"), next.toString(Qt::ISODateWithMs));
     } else {
         manifest.insert(QStringLiteral("state"), QStringLiteral("failed"));
         manifest.remove(QStringLiteral("nextAttempt"));
     }
-    writeManifest(e->folder, manifest, nullptr);
+    // Kept in memory even when the disk refuses it: the post itself is safe in its folder.
+    const QString folder = it->folder;
+    onDiskThread([folder, manifest] { Manifest::write(folder, manifest, nullptr, false); });
+    it->manifest = manifest;
+    it->attempts = attempts;
+    it->lastError = error;
+    it->nextAttempt = next;
+    it->state = retryable ? TULOPostOutboxEntry::Pending : TULOPostOutboxEntry::Failed;
+    // A post that can never go is let go of, for any process to show or discard. A retried one
+    // stays with this process until it lands or the process ends.
+    if (!retryable)
+        unlock(key);
+    Q_EMIT postDidChange(key);
     Q_EMIT postDidFail(key, error, retryable);
+    startQueued();
     scheduleTimer();
 }

@@ -1,23 +1,29 @@
 #pragma once
 
+#include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
 #include <Quillon/platform/records/postdescription.h>
+#include <Quillon/quillon_export.h>
 
 #include <QDateTime>
 #include <QHash>
 #include <QJsonObject>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
+#include <functional>
 #include <optional>
 
-class TULOClientContext;
 class TULOPostUpload;
+class QFileSystemWatcher;
+class QThreadPool;
 class QTimer;
 
 // One post waiting in the outbox, as its manifest on disk describes it.
-struct TULOPostOutboxEntry
+struct QUILLON_EXPORT TULOPostOutboxEntry
 {
     enum State { Pending, Failed };
 
@@ -29,8 +35,13 @@ struct TULOPostOutboxEntry
     int attempts = 0;
     QDateTime nextAttempt; // UTC; null: at once
     TULOError lastError;
+    QDateTime created; // UTC
+    qint64 size = 0; // bytes of all its files
     QJsonObject description; // the upload's description part
     QJsonObject manifest; // everything, as stored
+
+    // The file names the user attached, by their upload part ("file0" -> "clip.mkv").
+    QHash<QString, QString> fileNamesByPart() const;
 };
 
 // The durable outbox of post uploads. A post is written to disk (its description and its files)
@@ -39,8 +50,14 @@ struct TULOPostOutboxEntry
 // when the network returns). Each post carries one idempotency key for all its attempts, so
 // the store keeps it once. Client errors that a resend cannot fix (4xx other than 408 and
 // 429) end the retries and keep the post for the host to show.
-// Lives on the main thread.
-class TULOPostOutbox : public QObject
+//
+// Several processes may share one outbox folder: a post is sent only by the process holding
+// its lock (an flock on the post's folder, released by the kernel when a process dies), so no
+// upload runs twice. The manifests are read once into memory and kept current from this
+// process's own changes and from the folder's change notifications; a few uploads run at a
+// time, the others wait their turn.
+// Lives on the main thread; every signal is emitted there.
+class QUILLON_EXPORT TULOPostOutbox : public QObject
 {
     Q_OBJECT
 
@@ -56,21 +73,45 @@ public:
 
     // Writes the post and its files to the outbox (files are linked, or copied across file
     // systems). Returns the post's idempotency key, or a null string with the error when a file
-    // is missing or the outbox cannot be written; then nothing is left behind.
+    // is missing or the outbox cannot be written (a full disk); then nothing is left behind.
     QString enqueue(const TULOPostDescription &description, const QUrl &bagURL, const QString &accountName,
         TULOError *error = nullptr);
 
     // Sends every pending post whose retry time has come; `now` ignores the backoff.
     void resume(bool now = false);
+    // The posts in the outbox, oldest first.
     QList<TULOPostOutboxEntry> entries() const;
-    // Removes a post (a failed one the host has shown) with its outbox files.
+    std::optional<TULOPostOutboxEntry> entry(const QString &idempotencyKey) const;
+    // Sends one post at once, a failed one included (its attempts start over).
+    bool retry(const QString &idempotencyKey, TULOError *error = nullptr);
+    // Removes a post with its outbox files; the user's own files stay. Not while it is sent.
     bool discard(const QString &idempotencyKey, TULOError *error = nullptr);
+    // True while this process sends the post.
     bool isSending(const QString &idempotencyKey) const { return m_inFlight.contains(idempotencyKey); }
+    // True when another process holds the post (it is sending it).
+    bool isSendingElsewhere(const QString &idempotencyKey) const;
 
     // Backoff: the first retry after `first` ms, doubling per attempt up to `longest` ms.
     void setRetryDelays(int first, int longest);
+    // Uploads that run at once (2 by default); more wait for a free one.
+    void setMaximumConcurrentUploads(int count);
+    // For a tool that sends some posts and ends: the timer, resume() and the network's return
+    // then send only the posts passed to retry(); the others wait for another run instead of
+    // being started and cut off.
+    void setSendsRequestedPostsOnly(bool only) { m_requestedOnly = only; }
+    // Reads the folder again for posts other processes added or finished. The folder's change
+    // notifications do this by themselves, a moment later.
+    void refresh();
 
 Q_SIGNALS:
+    // A post appeared (this process wrote it, or another did) or left the outbox (after
+    // postDidFinish when it was delivered).
+    void postWasAdded(const QString &idempotencyKey);
+    void postWasRemoved(const QString &idempotencyKey);
+    // Its state, attempts, error or sending changed.
+    void postDidChange(const QString &idempotencyKey);
+    // An attempt begins: the bytes start to move.
+    void postWillSend(const QString &idempotencyKey);
     void postUploadProgress(const QString &idempotencyKey, qint64 bytesSent, qint64 bytesTotal);
     // The store accepted the post; its files are gone.
     void postDidFinish(const QString &idempotencyKey, const QUrl &postURL);
@@ -78,18 +119,39 @@ Q_SIGNALS:
     void postDidFail(const QString &idempotencyKey, const TULOError &error, bool willRetry);
 
 private:
-    void send(const TULOPostOutboxEntry &entry);
+    void load();
+    void startQueued();
+    void queue(const QString &key, bool first = false);
+    void send(const QString &key);
     void sendWithBag(const TULOPostOutboxEntry &entry, const QUrl &uploadURL, const QString &token,
         const TULOClientContext &context);
     void finishAttempt(const QString &key, TULOPostUpload *upload);
     void recordFailure(const QString &key, const TULOError &error, bool retryable);
     void scheduleTimer();
-    bool writeManifest(const QString &folder, const QJsonObject &manifest, TULOError *error);
-    std::optional<TULOPostOutboxEntry> entry(const QString &key) const;
+    void insert(const TULOPostOutboxEntry &entry);
+    void remove(const QString &key);
+    void unlock(const QString &key);
+    TULOClientContext contextFor(const QUrl &bagURL);
+    // Disk work that need not hold up the main thread (after a failure, after delivery), in order.
+    void onDiskThread(std::function<void()> work);
 
     QString m_folder;
     QTimer *m_timer = nullptr;
+    QTimer *m_refreshTimer = nullptr;
+    QFileSystemWatcher *m_watcher = nullptr;
+    QThreadPool *m_disk = nullptr;
+    QHash<QString, TULOPostOutboxEntry> m_index; // key -> entry
+    QStringList m_order; // keys, oldest first
+    QHash<QString, int> m_locks; // key -> the locked descriptor this process holds
     QHash<QString, quint64> m_inFlight; // key -> background task
+    QStringList m_queue; // due, waiting for a free upload, in order
+    QSet<QString> m_queued; // the same, to look up
+    QSet<QString> m_elsewhere; // locked by another process at the last try
+    QSet<QString> m_leaving; // delivered, its folder being removed
+    QHash<QUrl, TULOClientContext> m_contexts;
     int m_firstDelay = 2000;
     int m_longestDelay = 5 * 60 * 1000;
+    int m_maximumUploads = 2;
+    bool m_requestedOnly = false;
+    QSet<QString> m_requested; // passed to retry()
 };

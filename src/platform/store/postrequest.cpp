@@ -62,6 +62,12 @@ void TULOPostRequest::startWithCompletionBlock(CompletionBlock block)
             else
                 complete(QUrl(), e);
         });
+    // Discarded before the store had it: the request ends with it.
+    connect(outbox, &TULOPostOutbox::postWasRemoved, this, [this, key](const QString &k) {
+        if (k == key)
+            complete(QUrl(), TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain),
+                TULOStoreErrorUserCancelled, QStringLiteral("The post was discarded from the outbox.")));
+    });
     // Sends this post and whatever else still waits.
     outbox->resume(true);
 }

@@ -1,0 +1,158 @@
+// The outbox at scale: 10, 100 and 1,000 pending posts, each refused once by the store (503)
+// and then accepted, against the sandbox store in this process. Targets: the cost per post at
+// 1,000 within 1.5x of that at 10 (the outbox's own work must not grow with its size), and no
+// main-thread stall over 16 ms, start-up read of the manifests included. In smoke mode: 10
+// posts once, to show the benchmark still works.
+
+#include <Quillon/platform/store/postoutbox.h>
+#include "../tests/upload/uploadtestsupport.h"
+#include "benchsupport.h"
+#include "sandboxstore.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <cstdio>
+
+namespace {
+
+constexpr double kScaleTarget = 1.5;
+constexpr double kStallTarget = 16.0; // ms: one frame at 60 Hz
+
+struct Result
+{
+    int posts = 0;
+    double perPost = 0; // ms
+    double startup = 0; // ms to read the outbox
+    double stall = 0; // ms, the longest the main thread did not come back to its event loop
+    bool delivered = false;
+};
+
+// A precise 1 ms tick on the main thread: any longer gap between ticks is time the thread
+// spent away from its event loop.
+class StallWatch
+{
+public:
+    explicit StallWatch(QObject *context)
+    {
+        m_tick.setTimerType(Qt::PreciseTimer);
+        m_tick.setInterval(1);
+        QObject::connect(&m_tick, &QTimer::timeout, context, [this] {
+            m_longest = qMax(m_longest, m_sinceTick.nsecsElapsed() / 1e6 - 1.0);
+            m_sinceTick.restart();
+        });
+    }
+    void start()
+    {
+        m_sinceTick.start();
+        m_tick.start();
+    }
+    double longest() const { return m_longest; }
+
+private:
+    QTimer m_tick;
+    QElapsedTimer m_sinceTick;
+    double m_longest = 0;
+};
+
+// What the machine itself costs (other processes, the scheduler): an event loop with nothing
+// else to do, printed beside the stalls.
+double idleStall(int milliseconds)
+{
+    QEventLoop loop;
+    StallWatch watch(&loop);
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    watch.start();
+    loop.exec();
+    return watch.longest();
+}
+
+Result measure(TULOSandboxStore &store, int count)
+{
+    Result result;
+    result.posts = count;
+    QTemporaryDir folder;
+    {
+        // Written by an earlier run: this holder lets go of them when it goes.
+        TULOPostOutbox writer(folder.path());
+        for (int i = 0; i < count; ++i) {
+            TULOPostDescription description;
+            description.setAuthorIdentifier(TULOSandboxStore::demoArtistIdentifier());
+            description.setAuthorType(QStringLiteral("artist"));
+            description.setText(QStringLiteral("pending post %1 of %2").arg(i).arg(count));
+            if (writer.enqueue(description, store.bagUrl(), TULOSandboxStore::demoAccountName()).isEmpty())
+                return result;
+        }
+    }
+    store.clearFaults();
+    store.addFault(QStringLiteral("/posts"), TULOSandboxFault::status(503), count);
+
+    QElapsedTimer clock;
+    clock.start();
+    TULOPostOutbox outbox(folder.path());
+    result.startup = clock.nsecsElapsed() / 1e6;
+    outbox.setRetryDelays(0, 0); // the outbox's own work, not its waiting
+    QEventLoop loop;
+    int left = count;
+    QObject::connect(&outbox, &TULOPostOutbox::postDidFinish, &loop, [&] {
+        if (--left == 0)
+            loop.quit();
+    });
+    StallWatch watch(&loop);
+    QTimer guard;
+    guard.setSingleShot(true);
+    QObject::connect(&guard, &QTimer::timeout, &loop, &QEventLoop::quit);
+    guard.start(10 * 60 * 1000);
+
+    clock.restart();
+    watch.start();
+    outbox.resume(true);
+    loop.exec();
+    result.perPost = clock.nsecsElapsed() / 1e6 / count;
+    result.stall = qMax(watch.longest(), result.startup);
+    result.delivered = left == 0 && outbox.entries().isEmpty();
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QList<int> sizes = TULOBenchSize(QList<int> {10, 100, 1000}, QList<int> {10});
+    QTemporaryDir work;
+    TULOSandboxStore store;
+    QString error;
+    if (!store.start(work.filePath(QStringLiteral("store")), 0, &error)) {
+        std::fprintf(stderr, "sandbox: %s\n", qPrintable(error));
+        return 1;
+    }
+    if (TULOSignInToSandbox(store).isEmpty()) {
+        std::fprintf(stderr, "could not sign in to the sandbox\n");
+        return 1;
+    }
+
+    // Once unmeasured, so the first size does not pay for loading the bag and warming up.
+    if (!TULOBenchSmoke())
+        measure(store, sizes.first());
+    QList<Result> results;
+    for (const int size : sizes)
+        results.append(measure(store, size));
+    bool ok = true;
+    const Result &base = results.first();
+    for (const Result &r : std::as_const(results)) {
+        const double ratio = r.perPost / base.perPost;
+        const bool scaleOK = r.delivered && ratio <= kScaleTarget;
+        const bool stallOK = r.stall <= kStallTarget;
+        ok = ok && scaleOK && stallOK;
+        std::printf("%5d pending posts: %.2f ms per post, %.2fx of %d posts (target <= %.1fx) %s; start-up read %.1f ms, "
+                    "longest main-thread stall %.1f ms (target <= %.0f ms) %s%s\n",
+            r.posts, r.perPost, ratio, base.posts, kScaleTarget, scaleOK ? "PASS" : "FAIL", r.startup, r.stall,
+            kStallTarget, stallOK ? "PASS" : "FAIL", r.delivered ? "" : " (not all delivered)");
+    }
+    std::printf("for comparison: an idle event loop on this machine stalled up to %.1f ms\n", idleStall(2000));
+    store.stop();
+    return TULOBenchVerdict(ok);
+}
