@@ -12,7 +12,7 @@
 #include <QTest>
 #include <QTimer>
 
-#include "testsupport.h"
+#include "support/testsupport.h"
 
 #include <csignal>
 #include <sys/stat.h>
