@@ -12,6 +12,7 @@
 // postrequest.h needs the outbox class complete for its inline setter.
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postrequest.h>
+#include <Quillon/platform/typeidentifiers.h>
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -113,7 +114,9 @@ void DemoScript::post(const TULOConfiguration &configuration)
     operation->setAuthor(authors.first());
     operation->setClientContext(m_store->clientContext());
     operation->setContentItem(album);
-    operation->setAttachments({ std::make_shared<TULOAttachment>(photo.readAll(), QStringLiteral("public.jpeg")) });
+    // Typed by its bytes, as the framework types every file it is handed.
+    const QString type = TULOTypeIdentifiers::typeForFile(m_samplePhoto);
+    operation->setAttachments({ std::make_shared<TULOAttachment>(photo.readAll(), type) });
     operation->setText(QStringLiteral("Sunset over the harbour with @{artist:%1:\"%2\"}, and %3 out now")
                            .arg(authors.first().identifier(), authors.first().name(), album.collectionName()));
     QPointer<DemoScript> self(this);
@@ -158,17 +161,16 @@ void DemoScript::waitFor(const std::function<bool()> &condition, const QString &
     auto clock = std::make_shared<QElapsedTimer>();
     clock->start();
     connect(timer, &QTimer::timeout, this, [this, timer, clock, condition, what, then] {
-        if (m_failed) {
-            timer->deleteLater();
+        // Stopped before anything else: a step that turns the event loop must not run twice.
+        const bool met = !m_failed && condition();
+        if (!m_failed && !met && clock->elapsed() <= m_stepTimeout)
             return;
-        }
-        if (condition()) {
-            timer->deleteLater();
+        timer->stop();
+        timer->deleteLater();
+        if (met)
             then();
-        } else if (clock->elapsed() > m_stepTimeout) {
-            timer->deleteLater();
+        else if (!m_failed)
             fail(QStringLiteral("gave up waiting for %1").arg(what));
-        }
     });
     timer->start(50);
 }

@@ -43,6 +43,7 @@ DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *
     m_share->setAccessibleName(tr("Share the selected album"));
     m_share->setEnabled(false);
     m_newPost->setAccessibleName(tr("Write a new post"));
+    m_newPost->setShortcut(QKeySequence::New);
 
     auto *catalogueBox = new QGroupBox(tr("Catalogue"));
     auto *catalogueLayout = new QVBoxLayout(catalogueBox);
@@ -68,8 +69,6 @@ DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *
     QToolBar *toolbar = addToolBar(tr("Store"));
     toolbar->setObjectName(QStringLiteral("storeToolBar"));
     toolbar->setMovable(false);
-    QAction *newPost = toolbar->addAction(tr("New Post"), this, &DemoWindow::newPost);
-    newPost->setShortcut(QKeySequence::New);
     QAction *feed = toolbar->addAction(tr("Open Feed"), this, &DemoWindow::openFeed);
     feed->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
 
