@@ -1,0 +1,158 @@
+#include "demowindow.h"
+
+#include "demostore.h"
+#include "demouploadsview.h"
+
+#include <Quillon/platform/store/postoutboxmodel.h>
+
+#include <QAction>
+#include <QDesktopServices>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QVBoxLayout>
+
+namespace {
+constexpr int DemoIconSide = 120;
+}
+
+DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *parent)
+    : QMainWindow(parent)
+    , m_store(store)
+    , m_catalogue(new QListWidget)
+    , m_share(new QPushButton(tr("&Share…")))
+    , m_newPost(new QPushButton(tr("&New Post")))
+    , m_uploads(new DemoUploadsView(uploads))
+    , m_status(new QLabel)
+{
+    setWindowTitle(tr("Quillon Demo Store"));
+
+    m_catalogue->setViewMode(QListView::IconMode);
+    m_catalogue->setIconSize(QSize(DemoIconSide, DemoIconSide));
+    m_catalogue->setGridSize(QSize(DemoIconSide + 40, DemoIconSide + 48));
+    m_catalogue->setResizeMode(QListView::Adjust);
+    m_catalogue->setMovement(QListView::Static);
+    m_catalogue->setWordWrap(true);
+    m_catalogue->setAccessibleName(tr("Catalogue"));
+    m_share->setAccessibleName(tr("Share the selected album"));
+    m_share->setEnabled(false);
+    m_newPost->setAccessibleName(tr("Write a new post"));
+    m_newPost->setShortcut(QKeySequence::New);
+
+    auto *catalogueBox = new QGroupBox(tr("Catalogue"));
+    auto *catalogueLayout = new QVBoxLayout(catalogueBox);
+    catalogueLayout->addWidget(m_catalogue);
+    auto *buttons = new QHBoxLayout;
+    buttons->addWidget(m_newPost);
+    buttons->addStretch();
+    buttons->addWidget(m_share);
+    catalogueLayout->addLayout(buttons);
+
+    auto *uploadsBox = new QGroupBox(tr("Pending Uploads"));
+    auto *uploadsLayout = new QVBoxLayout(uploadsBox);
+    uploadsLayout->addWidget(m_uploads);
+
+    auto *splitter = new QSplitter;
+    splitter->addWidget(catalogueBox);
+    splitter->addWidget(uploadsBox);
+    splitter->setStretchFactor(0, 3);
+    splitter->setStretchFactor(1, 2);
+    splitter->setChildrenCollapsible(false);
+    setCentralWidget(splitter);
+
+    QToolBar *toolbar = addToolBar(tr("Store"));
+    toolbar->setObjectName(QStringLiteral("storeToolBar"));
+    toolbar->setMovable(false);
+    QAction *feed = toolbar->addAction(tr("Open Feed"), this, &DemoWindow::openFeed);
+    feed->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
+
+    m_status->setTextInteractionFlags(Qt::TextBrowserInteraction);
+    m_status->setOpenExternalLinks(true);
+    statusBar()->addWidget(m_status, 1);
+
+    setTabOrder(m_catalogue, m_newPost);
+    setTabOrder(m_newPost, m_share);
+    setTabOrder(m_share, m_uploads->listView());
+
+    connect(m_newPost, &QPushButton::clicked, this, &DemoWindow::newPost);
+    connect(m_share, &QPushButton::clicked, this, &DemoWindow::shareSelectedItem);
+    connect(m_catalogue, &QListWidget::itemActivated, this, &DemoWindow::shareSelectedItem);
+    connect(m_catalogue, &QListWidget::currentRowChanged, this, [this](int row) { m_share->setEnabled(row >= 0); });
+    connect(store, &DemoStore::catalogueDidLoad, this, &DemoWindow::reloadCatalogue);
+    connect(store, &DemoStore::bagDidLoad, this, &DemoWindow::updateStatus);
+    connect(store, &DemoStore::artworkDidLoad, this, [this](int row) {
+        if (QListWidgetItem *item = m_catalogue->item(row))
+            item->setIcon(QIcon(QPixmap::fromImage(m_store->catalogue().at(row).artwork)));
+    });
+    connect(store, &DemoStore::catalogueDidFail, this, [this](const TULOError &error) {
+        m_status->setText(tr("The catalogue could not be loaded: %1").arg(error.localizedDescription().toHtmlEscaped()));
+    });
+    connect(uploads, &TULOPostOutboxModel::postDidFinish, this, [this](const QString &, const QUrl &postURL) {
+        m_lastPost = postURL;
+        updateStatus();
+        Q_EMIT postDidLand(postURL);
+    });
+    updateStatus();
+    resize(900, 560);
+}
+
+QUrl DemoWindow::feedURL() const
+{
+    return m_lastPost.isEmpty() ? m_store->feedURL() : m_lastPost;
+}
+
+void DemoWindow::reloadCatalogue()
+{
+    m_catalogue->clear();
+    QPixmap placeholder(DemoIconSide, DemoIconSide);
+    placeholder.fill(palette().color(QPalette::Mid));
+    for (const DemoCatalogueItem &entry : m_store->catalogue()) {
+        const QString name = entry.item.displayName().isEmpty() ? entry.item.collectionName() : entry.item.displayName();
+        auto *item = new QListWidgetItem(QIcon(entry.artwork.isNull() ? placeholder : QPixmap::fromImage(entry.artwork)), name);
+        item->setToolTip(QStringLiteral("%1 — %2").arg(name, entry.item.artistName()));
+        m_catalogue->addItem(item);
+    }
+    if (m_catalogue->count() > 0)
+        m_catalogue->setCurrentRow(0);
+}
+
+void DemoWindow::shareSelectedItem()
+{
+    const int row = m_catalogue->currentRow();
+    if (row < 0 || row >= m_store->catalogue().size() || !m_compose)
+        return;
+    m_compose(m_store->catalogue().at(row).item);
+}
+
+void DemoWindow::newPost()
+{
+    if (m_compose)
+        m_compose(std::nullopt);
+}
+
+void DemoWindow::openFeed()
+{
+    const QUrl url = feedURL();
+    if (url.isEmpty())
+        return;
+    if (!QDesktopServices::openUrl(url))
+        QMessageBox::information(this, tr("Feed"), tr("Open %1 in a browser to see the feed.").arg(url.toString()));
+}
+
+void DemoWindow::updateStatus()
+{
+    const QUrl url = feedURL();
+    const QString account = tr("Signed in as %1").arg(m_store->accountName().toHtmlEscaped());
+    if (url.isEmpty()) {
+        m_status->setText(account);
+        return;
+    }
+    const QString label = m_lastPost.isEmpty() ? tr("Feed") : tr("Your post");
+    m_status->setText(QStringLiteral("%1 · %2: <a href=\"%3\">%3</a>").arg(account, label, url.toString().toHtmlEscaped()));
+}
