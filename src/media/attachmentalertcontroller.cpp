@@ -9,8 +9,15 @@
 
 TULOAttachmentAlertController::TULOAttachmentAlertController(const TULOConfiguration &configuration,
     const TULOClientContext &clientContext, QObject *parent)
-    : TULOAttachmentAlertController(configuration, clientContext, new TULOPhotoPickerViewController, parent)
+    : TULOAttachmentAlertController(configuration, clientContext, defaultShelf(), parent)
 {
+}
+
+TULOPhotoPickerViewController *TULOAttachmentAlertController::defaultShelf()
+{
+    // Without a photo library there is no shelf at all.
+    auto shelf = std::make_unique<TULOPhotoPickerViewController>();
+    return shelf->hasLibrary() ? shelf.release() : nullptr;
 }
 
 TULOAttachmentAlertController::TULOAttachmentAlertController(const TULOConfiguration &configuration,

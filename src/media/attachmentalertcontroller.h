@@ -67,6 +67,7 @@ protected:
     void loadView() override;
 
 private:
+    static TULOPhotoPickerViewController *defaultShelf();
     void finishWithAttachmentResult(qint64 result);
     void photoLibraryButtonAction();
     QString photoLibraryButtonTitle() const;

@@ -44,6 +44,9 @@ public:
     TULOPhotoPickerViewControllerDelegate *delegate() const { return m_delegate.get(); }
     void setDelegate(TULOPhotoPickerViewControllerDelegate *delegate) { m_delegate.set(delegate); }
 
+    // False without a photo library (its module is absent).
+    bool hasLibrary() const { return bool(m_library); }
+
     int maximumAssetCount() const { return m_maximumAssetCount; }
     void setMaximumAssetCount(int count) { m_maximumAssetCount = count; }
 

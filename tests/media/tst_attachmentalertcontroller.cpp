@@ -52,6 +52,8 @@ struct SimulatedDevices {
     }
 };
 
+TULOPhotoPickerViewController *const noShelf = nullptr;
+
 TULOConfiguration configuration(bool camera, bool microphone)
 {
     TULOConfiguration configuration;
@@ -134,7 +136,7 @@ private Q_SLOTS:
         const SimulatedDevices devices(camera, microphone, m_cameraImage);
         for (int index = 0; index < expectedResults.size(); ++index) {
             ResultRecorder recorder;
-            TULOAttachmentAlertController menu(configuration(allowsCamera, allowsMicrophone), TULOClientContext(), nullptr);
+            TULOAttachmentAlertController menu(configuration(allowsCamera, allowsMicrophone), TULOClientContext(), noShelf);
             menu.setTULODelegate(&recorder);
             QCOMPARE(titles(&menu), expectedTitles);
             QCOMPARE(menu.actions().last()->style(), TULOAlertActionStyleCancel);
@@ -145,7 +147,7 @@ private Q_SLOTS:
 
     void noDelegateAndGoneControllerAreHarmless()
     {
-        auto *menu = new TULOAttachmentAlertController(configuration(true, true), TULOClientContext(), nullptr);
+        auto *menu = new TULOAttachmentAlertController(configuration(true, true), TULOClientContext(), noShelf);
         TULOAlertAction::Handler handler = menu->actions().first()->handler();
         QVERIFY(menu->triggerAction(menu->actions().first())); // no delegate: nothing happens
         delete menu;
