@@ -28,7 +28,7 @@ TULOAttachmentAlertController::TULOAttachmentAlertController(const TULOConfigura
     , m_photoPickerViewController(photoPicker)
 {
     if (photoPicker) {
-        photoPicker->setParent(this);
+        addChildViewController(photoPicker);
         photoPicker->setDelegate(this);
         photoPicker->reloadAssets();
     }
