@@ -16,6 +16,9 @@
 #include <QThreadPool>
 #include <QUrl>
 #include <QWaitCondition>
+#include <QtEndian>
+
+#include <array>
 
 #include <cerrno>
 
@@ -51,25 +54,101 @@ QString mtimeString(const QFileInfo &info)
     return QString::number(info.lastModified().toSecsSinceEpoch());
 }
 
-// A thumbnail file belongs to the file when it names the file's URI and current mtime.
-bool belongsTo(const QImageReader &reader, const QByteArray &uri, const QFileInfo &info)
+quint32 crc32(const QByteArray &bytes)
 {
-    return reader.text(QLatin1String(keyURI)).toUtf8() == uri
-        && reader.text(QLatin1String(keyMTime)) == mtimeString(info);
+    static const auto table = [] {
+        std::array<quint32, 256> values{};
+        for (quint32 n = 0; n < 256; ++n) {
+            quint32 c = n;
+            for (int k = 0; k < 8; ++k)
+                c = c & 1 ? 0xedb88320u ^ (c >> 1) : c >> 1;
+            values[n] = c;
+        }
+        return values;
+    }();
+    quint32 crc = 0xffffffffu;
+    for (const char byte : bytes)
+        crc = table[(crc ^ quint8(byte)) & 0xff] ^ (crc >> 8);
+    return crc ^ 0xffffffffu;
 }
 
-QByteArray encodePNG(const QImage &image)
+QByteArray bigEndian(quint32 value)
+{
+    QByteArray bytes(4, Qt::Uninitialized);
+    qToBigEndian(value, bytes.data());
+    return bytes;
+}
+
+// The text chunks of a PNG up to its image data. Plain tEXt, as the cache's writers use, and
+// the compressed and international forms that some write for long or non-Latin values.
+QHash<QByteArray, QByteArray> readTextChunks(const QString &path)
+{
+    QHash<QByteArray, QByteArray> texts;
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.read(8) != QByteArray("\x89PNG\r\n\x1a\n", 8))
+        return texts;
+    for (;;) {
+        const QByteArray header = file.read(8);
+        if (header.size() < 8)
+            break;
+        const quint32 length = qFromBigEndian<quint32>(header.constData());
+        const QByteArray type = header.mid(4);
+        if (type == "IDAT" || type == "IEND" || length > (1u << 20))
+            break;
+        const QByteArray data = file.read(length);
+        file.skip(4);
+        const qsizetype separator = data.indexOf('\0');
+        if (separator <= 0)
+            continue;
+        const QByteArray key = data.left(separator);
+        if (type == "tEXt") {
+            texts.insert(key, data.mid(separator + 1));
+        } else if (type == "zTXt" && data.size() > separator + 2) {
+            texts.insert(key, qUncompress(bigEndian(1u << 20) + data.mid(separator + 2)));
+        } else if (type == "iTXt" && data.size() > separator + 3 && data.at(separator + 1) == 0) {
+            // key, 0, compression flag, method, language, 0, translated key, 0, text
+            qsizetype at = data.indexOf('\0', separator + 3);
+            at = at < 0 ? -1 : data.indexOf('\0', at + 1);
+            if (at >= 0)
+                texts.insert(key, data.mid(at + 1));
+        }
+    }
+    return texts;
+}
+
+// A thumbnail file belongs to the file when it names the file's URI and current mtime.
+bool belongsTo(const QString &thumbnailPath, const QByteArray &uri, const QFileInfo &info)
+{
+    const QHash<QByteArray, QByteArray> texts = readTextChunks(thumbnailPath);
+    return texts.value(keyURI) == uri && texts.value(keyMTime) == mtimeString(info).toLatin1();
+}
+
+// A PNG with the texts as plain tEXt chunks right after its header, where readers look first.
+QByteArray encodePNG(const QImage &image, const QList<QPair<QByteArray, QByteArray>> &texts)
 {
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, "png");
-    return writer.write(image) ? bytes : QByteArray();
+    if (!writer.write(image) || bytes.size() < 33)
+        return QByteArray();
+    QByteArray chunks;
+    for (const auto &[key, value] : texts) {
+        const QByteArray body = "tEXt" + key + '\0' + value;
+        chunks += bigEndian(quint32(body.size() - 4)) + body + bigEndian(crc32(body));
+    }
+    // Signature (8) and IHDR (25) come first.
+    bytes.insert(33, chunks);
+    return bytes;
 }
 
-bool writeThumbnailFile(const QString &path, const QImage &image, TULOError *error)
+bool writeThumbnailFile(const QString &path, const QImage &image, const QFileInfo &info, TULOError *error)
 {
-    const QByteArray png = encodePNG(image);
+    static const QMimeDatabase database;
+    const QByteArray png = encodePNG(image,
+        {{keyURI, TULOThumbnailCache::URIForFile(info.absoluteFilePath())}, {keyMTime, mtimeString(info).toLatin1()},
+            {"Thumb::Size", QByteArray::number(info.size())},
+            {"Thumb::Mimetype", database.mimeTypeForFile(info).name().toLatin1()}, {"Software", "Quillon"}});
     return TULOPrivateFiles::writeFile(path, [&](QIODevice *file, TULOError *writeError) {
         if (file->write(png) == png.size())
             return true;
@@ -119,17 +198,16 @@ QImage TULOThumbnailCache::cachedThumbnail(const QString &filePath, TULOThumbnai
     const QFileInfo info(filePath);
     if (!info.isFile())
         return QImage();
-    QImageReader reader(thumbnailPath(filePath, size), "png");
-    if (!belongsTo(reader, URIForFile(filePath), info))
+    const QString path = thumbnailPath(filePath, size);
+    if (!belongsTo(path, URIForFile(filePath), info))
         return QImage();
-    return reader.read();
+    return QImageReader(path, "png").read();
 }
 
 bool TULOThumbnailCache::hasFailed(const QString &filePath) const
 {
     const QFileInfo info(filePath);
-    QImageReader reader(failurePath(filePath), "png");
-    return info.isFile() && belongsTo(reader, URIForFile(filePath), info);
+    return info.isFile() && belongsTo(failurePath(filePath), URIForFile(filePath), info);
 }
 
 QImage TULOThumbnailCache::decodeThumbnail(const QString &filePath, TULOThumbnailSize size, TULOError *error)
@@ -162,15 +240,8 @@ bool TULOThumbnailCache::storeThumbnail(const QString &filePath, const QImage &t
     TULOError *error) const
 {
     const QFileInfo info(filePath);
-    QImage tagged = thumbnail;
-    tagged.setText(QLatin1String(keyURI), QString::fromLatin1(URIForFile(filePath)));
-    tagged.setText(QLatin1String(keyMTime), mtimeString(info));
-    tagged.setText(QStringLiteral("Thumb::Size"), QString::number(info.size()));
-    static const QMimeDatabase database;
-    tagged.setText(QStringLiteral("Thumb::Mimetype"), database.mimeTypeForFile(info).name());
-    tagged.setText(QStringLiteral("Software"), QStringLiteral("Quillon"));
     TULOError writeError;
-    if (writeThumbnailFile(thumbnailPath(filePath, size), tagged, &writeError))
+    if (writeThumbnailFile(thumbnailPath(filePath, size), thumbnail, info, &writeError))
         return true;
     TULOSetError(error, makeError(TULOThumbnailErrorWriteFailed,
         text("The thumbnail of “%1” could not be stored: %2").arg(info.fileName(), writeError.localizedDescription()),
@@ -195,9 +266,7 @@ QImage TULOThumbnailCache::thumbnail(const QString &filePath, TULOThumbnailSize 
         if (decodeError.code() == TULOThumbnailErrorNotAnImage) {
             QImage marker(1, 1, QImage::Format_ARGB32);
             marker.fill(Qt::transparent);
-            marker.setText(QLatin1String(keyURI), QString::fromLatin1(URIForFile(filePath)));
-            marker.setText(QLatin1String(keyMTime), mtimeString(QFileInfo(filePath)));
-            writeThumbnailFile(failurePath(filePath), marker, nullptr);
+            writeThumbnailFile(failurePath(filePath), marker, QFileInfo(filePath), nullptr);
         }
         TULOSetError(error, decodeError);
         return QImage();
