@@ -37,7 +37,8 @@ QStringList TULOTestWritePhotoLibrary(const QString &folder)
             const QByteArray bytes = names.at(i).endsWith(QLatin1String(".mp4"))
                 ? QByteArray("\x00\x00\x00\x18" "ftypmp42\x00\x00\x00\x00" "mp42isom\x00\x00\x00\x08" "free", 32)
                 : QByteArray("\xff\xd8\xff\xe0\x00\x10JFIF truncated", 20);
-            if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()
+            // Flushed before dating it, or the write would date it now.
+            if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush()
                 || !file.setFileTime(date, QFileDevice::FileModificationTime))
                 return {};
         } else {
