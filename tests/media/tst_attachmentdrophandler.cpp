@@ -7,6 +7,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QDir>
 #include <QDropEvent>
 #include <QMimeData>
 #include <QSignalSpy>
@@ -72,6 +73,7 @@ private Q_SLOTS:
         m_files.insert(QStringLiteral("pdf"), pdf.fileName());
 
         const QString music = m_dir.filePath(QStringLiteral("Music"));
+        QVERIFY(QDir().mkpath(music));
         QString failure;
         TULOTestTrack track;
         track.title = QStringLiteral("Night Drive");

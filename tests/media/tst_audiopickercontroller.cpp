@@ -6,6 +6,8 @@
 #include <Quillon/platform/ui/alertcontroller.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QLineEdit>
 #include <QListView>
 #include <QPainter>
@@ -78,6 +80,7 @@ private Q_SLOTS:
             track.album = QString::fromUtf8(song.album);
             if (song.hue >= 0)
                 track.artwork = cover(song.hue);
+            QVERIFY(QDir().mkpath(QFileInfo(music + QLatin1Char('/') + QLatin1String(song.file)).absolutePath()));
             QVERIFY2(TULOTestWriteTrack(music + QLatin1Char('/') + QLatin1String(song.file), track, &failure), qPrintable(failure));
         }
         m_library = std::make_unique<TULOMediaLibrary>(music, m_dir.filePath(QStringLiteral("index.sqlite")));
