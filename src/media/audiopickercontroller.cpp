@@ -347,7 +347,8 @@ bool TULOAudioPickerController::performCancelAction()
 
 bool TULOAudioPickerController::performDefaultAction()
 {
-    return m_listView && chooseItemAtRow(m_listView->currentIndex().row());
+    // The current row, or the first one before the list has been shown.
+    return chooseItemAtRow(m_listView ? m_listView->currentIndex().row() : 0);
 }
 
 QListView *TULOAudioPickerController::listView()
