@@ -17,3 +17,16 @@ quillon_add_test(NAME videocoverimageselectionview SOURCES tst_videocoverimagese
 quillon_add_test(NAME valuetableviewcontroller SOURCES tst_valuetableviewcontroller.cpp LABELS media)
 quillon_add_test(NAME albumselectionviewcontroller SOURCES tst_albumselectionviewcontroller.cpp LABELS media)
 quillon_add_test(NAME audiocoverimageselectiontableviewcell SOURCES tst_audiocoverimageselectiontableviewcell.cpp LABELS media)
+quillon_add_test(NAME attachmentalertcontroller LABELS media SOURCES
+    tst_attachmentalertcontroller.cpp
+    photofixtures.cpp)
+quillon_add_test(NAME attachmentdrophandler LABELS media SOURCES
+    tst_attachmentdrophandler.cpp
+    photofixtures.cpp
+    ../library/mediafixtures.cpp)
+quillon_add_test(NAME audiopickercontroller LABELS media SOURCES
+    tst_audiopickercontroller.cpp
+    ../library/mediafixtures.cpp)
+quillon_add_test(NAME composeimagepickercontroller LABELS media SOURCES
+    tst_composeimagepickercontroller.cpp
+    photofixtures.cpp)
