@@ -2,6 +2,7 @@
 
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
+#include <Quillon/quillon_export.h>
 
 #include <QString>
 #include <QUrl>
@@ -27,7 +28,7 @@ extern const char *const TULODeploymentTrustedCertificatesKey;
 // the store's Facebook-authorization addresses, and the application credentials, which are
 // kept scrambled (see docs/deployment.md). Addresses may be relative; they are then resolved
 // against the store's bag address, which is how the defaults reach the sandbox store.
-class TULODeploymentConfiguration
+class QUILLON_EXPORT TULODeploymentConfiguration
 {
 public:
     // The built-in defaults: the sandbox store's paths and its demo credentials.

@@ -3,28 +3,29 @@
 #include <QMetaType>
 #include <QString>
 #include <QVariantMap>
+#include <Quillon/quillon_export.h>
 
 // Error domains. The framework's own errors are in TULOErrorDomain; errors of the platform
 // (store, files, network) are passed on unchanged in their own domains.
 extern const char *const TULOErrorDomain;
 extern const char *const TULOStoreErrorDomain;
 extern const char *const TULOFileErrorDomain;
-extern const char *const TULONetworkErrorDomain;
+extern QUILLON_EXPORT const char *const TULONetworkErrorDomain;
 // Errors of the social services and of the system account store, passed on as they come.
 extern const char *const TULOFacebookErrorDomain;
 extern const char *const TULOTwitterErrorDomain;
 extern const char *const TULOSystemAccountStoreErrorDomain;
 
 // User-info keys.
-extern const char *const TULOLocalizedDescriptionKey;
+extern QUILLON_EXPORT const char *const TULOLocalizedDescriptionKey;
 extern const char *const TULOLocalizedFailureReasonKey;
 extern const char *const TULOUnderlyingErrorKey;
 extern const char *const TULOFilePathErrorKey;
-extern const char *const TULOURLErrorKey;
+extern QUILLON_EXPORT const char *const TULOURLErrorKey;
 
 // A failure: domain, code and user info. A default-constructed error is null, meaning "no
 // error"; callbacks that take (value, error) pass a null error on plain success.
-class TULOError
+class QUILLON_EXPORT TULOError
 {
 public:
     TULOError() = default;

@@ -50,6 +50,10 @@ void *TULOOptionalModules::handle(Module module)
         static void *const voiceMemos = open(VoiceMemos);
         return voiceMemos;
     }
+    case WebSignIn: {
+        static void *const webSignIn = open(WebSignIn);
+        return webSignIn;
+    }
     }
     return nullptr;
 }
@@ -63,6 +67,8 @@ QString TULOOptionalModules::fileName(Module module)
         return QStringLiteral("libquillon-cameracapture.so");
     case VoiceMemos:
         return QStringLiteral("libquillon-voicememos.so");
+    case WebSignIn:
+        return QStringLiteral("libquillon-websignin.so");
     }
     return QString();
 }

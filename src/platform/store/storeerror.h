@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Quillon/platform/error.h>
+#include <Quillon/quillon_export.h>
 
 #include <QNetworkReply>
 #include <QUrl>
@@ -22,4 +23,4 @@ extern const char *const TULOStoreServerErrorCodeKey; // the reply's "errorCode"
 // A store error with the URL and, when given, the underlying transport error.
 TULOError TULOStoreError(qint64 code, const QUrl &url = QUrl(), const QVariantMap &extraUserInfo = {});
 // The transport error as the network domain sees it.
-TULOError TULONetworkError(QNetworkReply::NetworkError error, const QString &description, const QUrl &url);
+QUILLON_EXPORT TULOError TULONetworkError(QNetworkReply::NetworkError error, const QString &description, const QUrl &url);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QWidget>
+#include <Quillon/quillon_export.h>
 
 class QTimer;
 
@@ -11,7 +12,7 @@ enum TULOActivityIndicatorViewStyle {
 
 // A spinner: twelve spokes fading round while animating. Hidden while stopped unless told
 // otherwise.
-class TULOActivityIndicatorView : public QWidget
+class QUILLON_EXPORT TULOActivityIndicatorView : public QWidget
 {
     Q_OBJECT
 

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <Quillon/quillon_export.h>
 
 #include <functional>
 
@@ -14,7 +15,7 @@ enum TULOBarButtonItemStyle {
 
 // A button of a navigation bar. The action runs only while its target is alive and the item is
 // enabled; clearing the target (setTarget(nullptr)) disarms it.
-class TULOBarButtonItem : public QObject
+class QUILLON_EXPORT TULOBarButtonItem : public QObject
 {
     Q_OBJECT
 

@@ -5,10 +5,11 @@
 #include <QString>
 
 #include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/quillon_export.h>
 
 // What a navigation bar shows while its controller is on top: the title, the left and right
 // buttons, and the back button title this controller gives to the one pushed after it.
-class TULONavigationItem : public QObject
+class QUILLON_EXPORT TULONavigationItem : public QObject
 {
     Q_OBJECT
 

@@ -14,6 +14,7 @@ class TULONavigationController;
 class TULONavigationItem;
 class TULOPresentationWindow;
 #include <Quillon/platform/ui/transitioncoordinator.h>
+#include <Quillon/quillon_export.h>
 
 enum TULOModalPresentationStyle {
     TULOModalPresentationStyleFullScreen = 0, // covers the presenter's window
@@ -53,7 +54,7 @@ enum TULOAppearanceState {
 // Ownership: a controller without a QObject parent that is added as a child, pushed or presented
 // is adopted by its container or presenter, which deletes it (deleteLater) once it leaves again.
 // A controller with a parent stays with that owner. The view belongs to the controller.
-class TULOViewController : public QObject
+class QUILLON_EXPORT TULOViewController : public QObject
 {
     Q_OBJECT
 
