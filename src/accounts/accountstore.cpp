@@ -6,7 +6,7 @@
 #include <Quillon/accounts/accountstoretokenrefresh.h>
 #include <Quillon/accounts/accounttokenregisteroperation.h>
 #include <Quillon/accounts/accountunlinkrequestoperation.h>
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookauthenticationviewcontroller.h>
 #include <Quillon/accounts/facebookpageupdateoperation.h>
 #include <Quillon/accounts/facebookpermissions.h>
 #include <Quillon/accounts/facebookuserregistrationoperation.h>
@@ -254,7 +254,14 @@ void TULOAccountStore::requestAccessToAccountForServiceIdentifier(const QString 
             completion(false, TULOError(QString::fromLatin1(TULOErrorDomain), 4));
         return;
     }
-    auto *signIn = new TULOFacebookAuthenticationWebViewController(facebookAppId(), TULOFacebookWritePermissions());
+    TULOError unavailable;
+    auto *signIn = TULOFacebookAuthenticationViewController::create(facebookAppId(), TULOFacebookWritePermissions(),
+                                                                    nullptr, &unavailable);
+    if (!signIn) {
+        if (completion)
+            completion(false, unavailable);
+        return;
+    }
     auto *navigation = new TULONavigationController(signIn);
     const QPointer<TULOViewController> presenter(presentingViewController);
     const auto dismiss = [presenter] {

@@ -4,6 +4,7 @@
 
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
+#include <Quillon/quillon_export.h>
 
 #include <QString>
 #include <QUrl>

@@ -5,6 +5,7 @@
 #include <QMetaType>
 #include <QString>
 #include <QVariantMap>
+#include <Quillon/quillon_export.h>
 
 // Error domains. The framework's own errors are in TULOErrorDomain; errors of the platform
 // (store, files, network) are passed on unchanged in their own domains.

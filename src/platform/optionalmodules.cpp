@@ -62,6 +62,10 @@ void *TULOOptionalModules::handle(Module module)
         static void *const voiceMemos = open(VoiceMemos);
         return voiceMemos;
     }
+    case WebSignIn: {
+        static void *const webSignIn = open(WebSignIn);
+        return webSignIn;
+    }
     }
     return nullptr;
 }
@@ -75,6 +79,8 @@ QString TULOOptionalModules::fileName(Module module)
         return QStringLiteral("libquillon-cameracapture.so");
     case VoiceMemos:
         return QStringLiteral("libquillon-voicememos.so");
+    case WebSignIn:
+        return QStringLiteral("libquillon-websignin.so");
     }
     return QString();
 }

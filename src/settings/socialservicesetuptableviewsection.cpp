@@ -2,7 +2,7 @@
 
 #include <Quillon/accounts/accounterroralertcontroller.h>
 #include <Quillon/accounts/accountstore.h>
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookauthenticationviewcontroller.h>
 #include <Quillon/accounts/facebookpermissions.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/platform/internalinconsistencyexception.h>

@@ -10,6 +10,17 @@ quillon_add_test(NAME accounttokenrefresh SOURCES tst_accounttokenrefresh.cpp LA
 quillon_add_test(NAME credentialstore SOURCES tst_credentialstore.cpp LABELS accounts)
 quillon_add_test(NAME deploymentconfiguration SOURCES tst_deploymentconfiguration.cpp LABELS accounts)
 quillon_add_test(NAME facebookauthentication SOURCES tst_facebookauthentication.cpp LABELS accounts)
+# Drives the web sign-in screen itself, so it carries the screen's classes.
+target_link_libraries(tst_accounts_facebookauthentication PRIVATE quillon_websignin_objects)
 quillon_add_test(NAME oauth1signature SOURCES tst_oauth1signature.cpp LABELS accounts)
 quillon_add_test(NAME twitterauthentication SOURCES tst_twitterauthentication.cpp LABELS accounts)
 quillon_add_script_test(NAME secretservice SCRIPT secretservice.test.sh LABELS accounts)
+# Links the framework alone, without the web engine the other tests carry, so that its maps
+# show what the framework itself pulls in.
+add_executable(tst_accounts_websignin ${CMAKE_CURRENT_LIST_DIR}/tst_websignin.cpp)
+target_link_libraries(tst_accounts_websignin PRIVATE Quillon Qt6::Test)
+target_compile_definitions(tst_accounts_websignin PRIVATE QUILLON_BINARY_DIR="${PROJECT_BINARY_DIR}")
+add_dependencies(tst_accounts_websignin quillon_websignin)
+add_test(NAME accounts.websignin COMMAND tst_accounts_websignin)
+set_tests_properties(accounts.websignin PROPERTIES ENVIRONMENT "${QUILLON_TEST_ENV}" TIMEOUT 300 LABELS accounts
+    RESOURCE_LOCK quillon_store_session)

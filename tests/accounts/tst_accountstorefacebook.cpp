@@ -1,7 +1,7 @@
 #include "accountrequeststestsupport.h"
 
 #include <Quillon/accounts/accountstore.h>
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookauthenticationviewcontroller.h>
 #include <Quillon/accounts/facebookpermissions.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/platform/preferences.h>
@@ -40,18 +40,18 @@ class TestAccountStoreFacebook : public QObject
     std::unique_ptr<TULOViewController> m_root;
     std::unique_ptr<TULOWindow> m_window;
 
-    TULOFacebookAuthenticationWebViewController *presentedSignIn() const
+    TULOFacebookAuthenticationViewController *presentedSignIn() const
     {
         auto *navigation = qobject_cast<TULONavigationController *>(m_root->presentedViewController());
         if (!navigation)
             return nullptr;
-        return qobject_cast<TULOFacebookAuthenticationWebViewController *>(navigation->topViewController());
+        return qobject_cast<TULOFacebookAuthenticationViewController *>(navigation->topViewController());
     }
 
     // Waits for the dialog's form, then runs `script` in it.
-    static bool runInDialog(TULOFacebookAuthenticationWebViewController *signIn, const QString &script)
+    static bool runInDialog(TULOFacebookAuthenticationViewController *signIn, const QString &script)
     {
-        QWebEnginePage *page = signIn->webView()->page();
+        QWebEnginePage *page = signIn->view()->findChild<QWebEngineView *>()->page();
         bool ready = false;
         const auto poll = [&] {
             bool answered = false;
@@ -151,7 +151,7 @@ private Q_SLOTS:
                 error = accessError;
             });
         QTRY_VERIFY_WITH_TIMEOUT(presentedSignIn() != nullptr, TULOStoreTestWait);
-        TULOFacebookAuthenticationWebViewController *signIn = presentedSignIn();
+        TULOFacebookAuthenticationViewController *signIn = presentedSignIn();
         QCOMPARE(signIn->writePermissions(), TULOFacebookWritePermissions());
         QVERIFY(signIn->isAuthenticating());
         QSignalSpy laterInfo(&store, &TULOAccountStore::accountInfoRequestDidFinish);

@@ -1,7 +1,7 @@
 #include "accountrequeststestsupport.h"
 
 #include <Quillon/accounts/accountinforequestoperation.h>
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/websignin/facebookauthenticationwebviewcontroller.h>
 #include <Quillon/accounts/facebookpermissions.h>
 #include <Quillon/accounts/facebookuserregistrationoperation.h>
 #include <Quillon/accounts/unscrambledstring.h>

@@ -11,3 +11,7 @@ quillon_add_script_test(NAME postcommand SCRIPT postcommand.test.sh LABELS apps)
 quillon_add_script_test(NAME storesession SCRIPT storesession.test.sh LABELS apps)
 quillon_add_script_test(NAME privatehome SCRIPT privatehome.test.sh LABELS apps)
 quillon_add_script_test(NAME demo SCRIPT demo.test.sh LABELS apps)
+quillon_add_script_test(NAME footprint SCRIPT footprint.test.sh LABELS apps)
+# Preloaded by the footprint test to read the command's maps at its exit.
+add_library(quillon_mapsatexit SHARED ${CMAKE_CURRENT_LIST_DIR}/mapsatexit.c)
+set_target_properties(quillon_mapsatexit PROPERTIES C_VISIBILITY_PRESET default)

@@ -1,6 +1,6 @@
 #include "settingstestsupport.h"
 
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookauthenticationviewcontroller.h>
 #include <Quillon/platform/ui/settingstableviewcell.h>
 #include <Quillon/platform/ui/tableview.h>
 #include <Quillon/settings/facebookpageselectionviewcontroller.h>
@@ -19,16 +19,16 @@ class TestFacebookLinking : public QObject
 
     TULOSettingsTestFixture m_fixture;
 
-    static TULOFacebookAuthenticationWebViewController *presentedSignIn(TULOViewController *list)
+    static TULOFacebookAuthenticationViewController *presentedSignIn(TULOViewController *list)
     {
         auto *navigation = qobject_cast<TULONavigationController *>(list->presentedViewController());
-        return navigation ? qobject_cast<TULOFacebookAuthenticationWebViewController *>(navigation->topViewController()) : nullptr;
+        return navigation ? qobject_cast<TULOFacebookAuthenticationViewController *>(navigation->topViewController()) : nullptr;
     }
 
     // Waits for the dialog's form, fills it in and presses `button`.
-    static bool press(TULOFacebookAuthenticationWebViewController *signIn, const char *button)
+    static bool press(TULOFacebookAuthenticationViewController *signIn, const char *button)
     {
-        QWebEnginePage *page = signIn->webView()->page();
+        QWebEnginePage *page = signIn->view()->findChild<QWebEngineView *>()->page();
         bool ready = false;
         const auto poll = [&] {
             bool answered = false;
@@ -88,7 +88,7 @@ private Q_SLOTS:
         // No screen of the list's own: the row is let go at once.
         QVERIFY(!list->tableView()->indexPathForSelectedRow());
         QTRY_VERIFY_WITH_TIMEOUT(presentedSignIn(list), TULOStoreTestWait);
-        TULOFacebookAuthenticationWebViewController *signIn = presentedSignIn(list);
+        TULOFacebookAuthenticationViewController *signIn = presentedSignIn(list);
         if (action == QLatin1String("cancel"))
             QVERIFY(signIn->performCancelAction());
         else

@@ -14,6 +14,10 @@
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#define TULO_HAVE_AVX2_SEARCH 1
+#endif
 
 // Exiv2 0.27 still hands out std::auto_ptr.
 #pragma GCC diagnostic push
@@ -159,6 +163,30 @@ TULOJpegLayout jpegLayout(QByteArrayView data)
 // Entropy-coded data stuff every 0xFF, so the first EOI after the scan header ends the image.
 // memchr for either byte stops every few hundred bytes in compressed data; comparing sixteen
 // pairs of bytes at once does not stop until it finds the pair.
+#ifdef TULO_HAVE_AVX2_SEARCH
+// The same search, 64 bytes a step, on processors that have AVX2 (almost all of them); the
+// scalar tail is left to the caller. Returns the position of the first FF D9 pair's FF in
+// [p, end - 1), or null when the pairs that start before the last 64 bytes hold none.
+__attribute__((target("avx2"))) const uchar *jpegEndOfImageAvx2(const uchar *p, const uchar *end)
+{
+    const __m256i markerPrefix = _mm256_set1_epi8(char(0xFF));
+    const __m256i endOfImage = _mm256_set1_epi8(char(0xD9));
+    for (; p + 65 <= end; p += 64) {
+        const __m256i here0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+        const __m256i next0 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + 1));
+        const __m256i here1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + 32));
+        const __m256i next1 = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + 33));
+        const __m256i pairs0 = _mm256_and_si256(_mm256_cmpeq_epi8(here0, markerPrefix), _mm256_cmpeq_epi8(next0, endOfImage));
+        const __m256i pairs1 = _mm256_and_si256(_mm256_cmpeq_epi8(here1, markerPrefix), _mm256_cmpeq_epi8(next1, endOfImage));
+        if (_mm256_testz_si256(_mm256_or_si256(pairs0, pairs1), _mm256_or_si256(pairs0, pairs1)))
+            continue;
+        const quint64 found = quint64(uint(_mm256_movemask_epi8(pairs0))) | (quint64(uint(_mm256_movemask_epi8(pairs1))) << 32);
+        return p + __builtin_ctzll(found);
+    }
+    return p;
+}
+#endif
+
 qsizetype jpegImageEnd(QByteArrayView data, qsizetype from, uchar previous)
 {
     const auto *const begin = reinterpret_cast<const uchar *>(data.data());
@@ -166,6 +194,14 @@ qsizetype jpegImageEnd(QByteArrayView data, qsizetype from, uchar previous)
     const uchar *p = begin + from;
     if (p < end && previous == 0xFF && *p == 0xD9)
         return from + 1;
+#ifdef TULO_HAVE_AVX2_SEARCH
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2) {
+        p = jpegEndOfImageAvx2(p, end);
+        if (p + 1 < end && p[0] == 0xFF && p[1] == 0xD9)
+            return (p - begin) + 2;
+    }
+#endif
 #ifdef __SSE2__
     const __m128i markerPrefix = _mm_set1_epi8(char(0xFF));
     const __m128i endOfImage = _mm_set1_epi8(char(0xD9));
@@ -335,7 +371,9 @@ using TULOImageSink = std::function<bool(QByteArrayView)>;
 
 // The JPEG scan data are handed on in blocks of this size, each searched for the end of the
 // image just before it is written, while it is still in the cache: one pass over the data.
-constexpr qsizetype TULOJpegBlockSize = 1 << 20;
+// A quarter of a typical second-level cache, so the block is still there when the kernel
+// copies it.
+constexpr qsizetype TULOJpegBlockSize = 256 << 10;
 
 TULOError unreadable(const char *description)
 {

@@ -3,6 +3,7 @@
 #include <Quillon/quillon_export.h>
 
 #include <Quillon/platform/error.h>
+#include <Quillon/quillon_export.h>
 
 #include <QNetworkReply>
 #include <QUrl>

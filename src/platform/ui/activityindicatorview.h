@@ -3,6 +3,7 @@
 #include <Quillon/quillon_export.h>
 
 #include <QWidget>
+#include <Quillon/quillon_export.h>
 
 class QTimer;
 

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <Quillon/quillon_export.h>
 
 #include <functional>
 

@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/quillon_export.h>
 
 // What a navigation bar shows while its controller is on top: the title, the left and right
 // buttons, and the back button title this controller gives to the one pushed after it.

@@ -16,6 +16,7 @@ class TULONavigationController;
 class TULONavigationItem;
 class TULOPresentationWindow;
 #include <Quillon/platform/ui/transitioncoordinator.h>
+#include <Quillon/quillon_export.h>
 
 enum TULOModalPresentationStyle {
     TULOModalPresentationStyleFullScreen = 0, // covers the presenter's window

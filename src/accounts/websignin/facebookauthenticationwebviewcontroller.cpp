@@ -1,4 +1,4 @@
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/websignin/facebookauthenticationwebviewcontroller.h>
 
 #include <Quillon/platform/deploymentconfiguration.h>
 #include <Quillon/platform/store/storeerror.h>
@@ -21,8 +21,6 @@
 
 #include <algorithm>
 #include <functional>
-
-const char *const TULOFacebookAuthenticationErrorDomain = "com.vantor.Quillon";
 
 namespace {
 
@@ -173,30 +171,11 @@ QString siteCookieDomain()
 TULOFacebookAuthenticationWebViewController::TULOFacebookAuthenticationWebViewController(const QString &clientID,
                                                                                          const QStringList &writePermissions,
                                                                                          QObject *parent)
-    : TULOViewController(parent)
-    , m_clientID(clientID)
-    , m_writePermissions(writePermissions)
+    : TULOFacebookAuthenticationViewController(clientID, writePermissions, parent)
 {
 }
 
 TULOFacebookAuthenticationWebViewController::~TULOFacebookAuthenticationWebViewController() = default;
-
-QUrl TULOFacebookAuthenticationWebViewController::redirectURL()
-{
-    return TULODeploymentConfiguration::current().facebookAuthorizationRedirectURL();
-}
-
-QUrl TULOFacebookAuthenticationWebViewController::authenticationURLWithClientID(const QString &clientID, const QStringList &permissions)
-{
-    QUrl url = TULODeploymentConfiguration::current().facebookDialogURL();
-    QUrlQuery query;
-    query.addQueryItem(QStringLiteral("client_id"), QString::fromLatin1(QUrl::toPercentEncoding(clientID)));
-    query.addQueryItem(QStringLiteral("redirect_uri"), QString::fromLatin1(QUrl::toPercentEncoding(redirectURL().toString())));
-    if (!permissions.isEmpty())
-        query.addQueryItem(QStringLiteral("scope"), QString::fromLatin1(QUrl::toPercentEncoding(permissions.join(QLatin1Char(',')))));
-    url.setQuery(query.query(QUrl::FullyEncoded), QUrl::StrictMode);
-    return url;
-}
 
 void TULOFacebookAuthenticationWebViewController::loadView()
 {
@@ -237,7 +216,7 @@ void TULOFacebookAuthenticationWebViewController::viewDidLoad()
         m_webView->stop();
         webViewDidFailLoadWithError(TULONetworkError(QNetworkReply::TimeoutError,
                                                      QStringLiteral("The sign-in page did not load in time."),
-                                                     authenticationURLWithClientID(m_clientID, m_writePermissions)));
+                                                     authenticationURLWithClientID(clientID(), writePermissions())));
     });
 
     QWebEnginePage *page = m_webView->page();
@@ -267,7 +246,7 @@ void TULOFacebookAuthenticationWebViewController::startAuthenticationProcess()
     m_token.clear();
     m_didInterruptRedirect = false;
     m_authenticating = true;
-    m_loadTimer->start(m_loadTimeout); // the cookies' deletion counts towards the time-out
+    m_loadTimer->start(loadTimeout()); // the cookies' deletion counts towards the time-out
     // Always sign in afresh, never with a remembered session: the dialog loads once the site's
     // cookies are gone.
     const quint64 attempt = ++m_attempts;
@@ -279,7 +258,7 @@ void TULOFacebookAuthenticationWebViewController::startAuthenticationProcess()
 
 void TULOFacebookAuthenticationWebViewController::loadDialog()
 {
-    QWebEngineHttpRequest request(authenticationURLWithClientID(m_clientID, m_writePermissions));
+    QWebEngineHttpRequest request(authenticationURLWithClientID(clientID(), writePermissions()));
     request.setHeader(QByteArrayLiteral("Cache-Control"), QByteArrayLiteral("no-cache"));
     request.setHeader(QByteArrayLiteral("Pragma"), QByteArrayLiteral("no-cache"));
     m_webView->load(request);
@@ -333,6 +312,13 @@ void TULOFacebookAuthenticationWebViewController::endAuthenticationProcessWithEr
     if (m_loadTimer)
         m_loadTimer->stop();
     m_authenticating = false;
-    if (m_completion)
-        m_completion(error, m_token.isNull() ? QString() : QString(m_token));
+    if (const AuthenticationCompletionBlock completion = authenticationCompletionBlock())
+        completion(error, m_token.isNull() ? QString() : QString(m_token));
+}
+
+// The library's entry point, looked up by name when a Facebook sign-in starts.
+extern "C" Q_DECL_EXPORT TULOFacebookAuthenticationViewController *TULOCreateFacebookAuthenticationViewController(
+    const QString &clientID, const QStringList &writePermissions, QObject *parent)
+{
+    return new TULOFacebookAuthenticationWebViewController(clientID, writePermissions, parent);
 }

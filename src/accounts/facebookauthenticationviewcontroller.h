@@ -1,30 +1,27 @@
 #pragma once
 
+#include <Quillon/platform/error.h>
+#include <Quillon/platform/ui/viewcontroller.h>
 #include <Quillon/quillon_export.h>
 
-#include <Quillon/platform/error.h>
-#include <Quillon/platform/ui/activityindicatorview.h>
-#include <Quillon/platform/ui/viewcontroller.h>
-
-#include <QPointer>
 #include <QStringList>
 #include <QUrl>
-#include <QWebEngineView>
 
 #include <functional>
-
-class QTimer;
 
 // Error domain of the sign-in screen's own errors: the component's bundle identifier.
 extern QUILLON_EXPORT const char *const TULOFacebookAuthenticationErrorDomain;
 enum TULOFacebookAuthenticationErrorCode : qint64 {
     TULOFacebookAuthenticationErrorCancelled = 0,
     TULOFacebookAuthenticationErrorNoCode = 1,
+    // The web sign-in library is not installed or does not load.
+    TULOFacebookAuthenticationErrorUnavailable = 2,
 };
 
-// Shows Facebook's sign-in dialog in a web page and catches the redirect to the store's
-// Facebook-authorization address, whose "code" query item is the authorization code.
-class QUILLON_EXPORT TULOFacebookAuthenticationWebViewController : public TULOViewController
+// The Facebook sign-in screen. Its web page needs a browser engine, which only a Facebook
+// sign-in uses; the screen therefore lives in the web sign-in library ("libquillon-websignin.so"),
+// opened when the first sign-in starts, so that nothing else maps the engine.
+class QUILLON_EXPORT TULOFacebookAuthenticationViewController : public TULOViewController
 {
     Q_OBJECT
 
@@ -34,9 +31,11 @@ public:
 
     static constexpr int DefaultLoadTimeout = 60000; // milliseconds
 
-    TULOFacebookAuthenticationWebViewController(const QString &clientID, const QStringList &writePermissions,
-                                                QObject *parent = nullptr);
-    ~TULOFacebookAuthenticationWebViewController() override;
+    // A sign-in screen from the web sign-in library (an optional module, found as
+    // TULOOptionalModules finds them); null, with `error` set, when the library is missing or
+    // does not load.
+    static TULOFacebookAuthenticationViewController *create(const QString &clientID, const QStringList &writePermissions,
+                                                            QObject *parent = nullptr, TULOError *error = nullptr);
 
     // The dialog's address: the deployment's dialog endpoint with "client_id", "redirect_uri"
     // and, for a non-empty list, "scope".
@@ -46,43 +45,33 @@ public:
 
     QString clientID() const { return m_clientID; }
     QStringList writePermissions() const { return m_writePermissions; }
-    bool isAuthenticating() const { return m_authenticating; }
 
     AuthenticationCompletionBlock authenticationCompletionBlock() const { return m_completion; }
     void setAuthenticationCompletionBlock(AuthenticationCompletionBlock block) { m_completion = std::move(block); }
-
-    QWebEngineView *webView() const { return m_webView; }
-    TULOActivityIndicatorView *activityIndicator() const { return m_activityIndicator; }
 
     // A dialog that has not finished loading by then fails with a time-out.
     int loadTimeout() const { return m_loadTimeout; }
     void setLoadTimeout(int milliseconds) { m_loadTimeout = milliseconds; }
 
-    void startAuthenticationProcess();
-    void cancelAuthenticationProcess();
-    void endAuthenticationProcessWithError(const TULOError &error);
-
-    // The web page's questions, public for the page that asks them.
-    // Whether a navigation to `url` may go on; false for the caught redirect.
-    bool webViewShouldStartLoadWithRequest(const QUrl &url);
-    void webViewDidFailLoadWithError(const TULOError &error);
+    virtual bool isAuthenticating() const = 0;
+    virtual void startAuthenticationProcess() = 0;
+    virtual void cancelAuthenticationProcess() = 0;
+    virtual void endAuthenticationProcessWithError(const TULOError &error) = 0;
 
 protected:
-    void loadView() override;
-    void viewDidLoad() override;
+    TULOFacebookAuthenticationViewController(const QString &clientID, const QStringList &writePermissions,
+                                             QObject *parent);
 
 private:
-    void loadDialog();
-
     const QString m_clientID;
     const QStringList m_writePermissions;
-    bool m_authenticating = false;
     AuthenticationCompletionBlock m_completion;
-    QPointer<QWebEngineView> m_webView;
-    QPointer<TULOActivityIndicatorView> m_activityIndicator;
-    QTimer *m_loadTimer = nullptr;
     int m_loadTimeout = DefaultLoadTimeout;
-    quint64 m_attempts = 0;
-    QString m_token;
-    bool m_didInterruptRedirect = false;
 };
+
+// The web sign-in library's entry point, with C linkage.
+extern "C" {
+using TULOCreateFacebookAuthenticationViewControllerFunction = TULOFacebookAuthenticationViewController *(*)(
+    const QString &clientID, const QStringList &writePermissions, QObject *parent);
+}
+#define TULO_CREATE_FACEBOOK_AUTHENTICATION_SYMBOL "TULOCreateFacebookAuthenticationViewController"
