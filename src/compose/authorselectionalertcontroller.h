@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Quillon/compose/authoralertactionview.h>
 #include <Quillon/platform/records/postauthor.h>
 #include <Quillon/platform/store/artworkrequest.h>
 #include <Quillon/platform/ui/alertcontroller.h>
@@ -12,7 +13,6 @@
 #include <functional>
 #include <memory>
 
-class TULOAuthorAlertActionView;
 class TULOResourceLoader;
 
 // The author menu: an action sheet with one row per author, each showing the author's picture

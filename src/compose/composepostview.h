@@ -4,6 +4,7 @@
 #include <Quillon/core/attachment.h>
 #include <Quillon/core/tag.h>
 #include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/ui/viewcontroller.h>
 #include <Quillon/platform/weakdelegate.h>
 #include <Quillon/quillon_export.h>
 
@@ -18,7 +19,6 @@ class QAbstractButton;
 class QLabel;
 class TULOComposePostView;
 class TULOTokenTextView;
-class TULOViewController;
 
 // Hears what the user does in the compose post view. Every method is optional.
 class TULOComposePostViewDelegate

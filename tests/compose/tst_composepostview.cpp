@@ -157,6 +157,7 @@ private Q_SLOTS:
     void backspaceOntoToken()
     {
         TULOSetTokenText(*view->textView(), QString::fromUtf8("hi §"));
+        view->textView()->reloadTokenViews();
         view->textView()->setSelectedRange({view->textView()->textLength(), 0});
         QTest::keyClick(view->textView(), Qt::Key_Backspace); // the suffix
         QCOMPARE(shown(*view->textView()), QString::fromUtf8("hi ¤"));
