@@ -20,6 +20,8 @@ void colorLabel(QLabel *label, const QColor &color)
     QPalette palette = label->palette();
     palette.setColor(QPalette::WindowText, color);
     label->setPalette(palette);
+    // Over the card's own colour, not the text colour of the view the card sits in.
+    label->setForegroundRole(QPalette::WindowText);
 }
 
 QFont scaledFont(const QFont &base, qreal factor, bool bold = false)

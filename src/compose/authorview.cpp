@@ -14,9 +14,7 @@ TULOAuthorView::TULOAuthorView(QWidget *parent)
     auto *layout = new QHBoxLayout(this);
     layout->setContentsMargins(TULOTableViewCell::TULOHorizontalMargin, 0, TULOTableViewCell::TULOHorizontalMargin, 0);
     layout->setSpacing(6);
-    QPalette quiet = m_label->palette();
-    quiet.setColor(QPalette::WindowText, quiet.color(QPalette::PlaceholderText));
-    m_label->setPalette(quiet);
+    m_label->setForegroundRole(QPalette::PlaceholderText);
     m_authorNameButton->setFlat(true);
     m_authorNameButton->setCursor(Qt::PointingHandCursor);
     m_authorNameButton->setAutoDefault(false);

@@ -40,7 +40,9 @@ int rowHeightForWidth(QWidget *view, int width)
 {
     if (auto *preview = qobject_cast<TULOAttachmentPreviewView *>(view))
         return preview->sizeThatFits(QSize(width, QWIDGETSIZE_MAX)).height();
-    return view->hasHeightForWidth() ? view->heightForWidth(width) : view->sizeHint().height();
+    // A row without a size hint of its own still has its minimum (or fixed) height.
+    const int height = view->hasHeightForWidth() ? view->heightForWidth(width) : view->sizeHint().height();
+    return std::clamp(height, view->minimumHeight(), std::max(view->minimumHeight(), view->maximumHeight()));
 }
 
 // A "+" in a circle in the palette's accent colour: the attachment button.
@@ -340,6 +342,7 @@ void TULOComposePostView::setAllowedCharacterCount(qint64 count)
             footnote.setPointSizeF(footnote.pointSizeF() * 0.85);
             m_characterCountLabel->setFont(footnote);
             m_characterCountLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+            m_characterCountLabel->setForegroundRole(QPalette::WindowText);
             m_characterCountLabel->show();
         }
         reloadCharacterCountLabel();

@@ -18,9 +18,7 @@ TULOLockupView::TULOLockupView(QWidget *parent)
     QFont bold = m_titleLabel->font();
     bold.setBold(true);
     m_titleLabel->setFont(bold);
-    QPalette quiet = m_subtitleLabel->palette();
-    quiet.setColor(QPalette::WindowText, quiet.color(QPalette::PlaceholderText));
-    m_subtitleLabel->setPalette(quiet);
+    m_subtitleLabel->setForegroundRole(QPalette::PlaceholderText);
     column->addStretch(1);
     column->addWidget(m_titleLabel);
     column->addWidget(m_subtitleLabel);

@@ -49,6 +49,7 @@ TULOVideoAttachmentPreviewView::TULOVideoAttachmentPreviewView(const TULOAttachm
         QPalette palette = m_label->palette();
         palette.setColor(QPalette::WindowText, Qt::white);
         m_label->setPalette(palette);
+        m_label->setForegroundRole(QPalette::WindowText);
         m_label->adjustSize();
     }
 }

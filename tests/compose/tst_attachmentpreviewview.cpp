@@ -70,10 +70,11 @@ private Q_SLOTS:
         // The child fills the wrapper below and right of the button's overhang; the button's
         // centre sits on the child's corner, two points in.
         preview->resize(preview->sizeThatFits(QSize(400, 1000)));
+        preview->show(); // children are placed as the wrapper gets its size on screen
+        QVERIFY(QTest::qWaitForWindowExposed(preview.get()));
         QCOMPARE(preview->childView()->geometry().topLeft(), QPoint(TULOAttachmentPreviewView::ChildInset, TULOAttachmentPreviewView::ChildInset));
         QCOMPARE(preview->childView()->geometry().bottomRight(), preview->rect().bottomRight());
-        QCOMPARE(preview->removeButton()->geometry().center() + QPoint(1, 1),
-                 preview->childView()->geometry().topLeft() + QPoint(2, 2) + QPoint(1, 1));
+        QCOMPARE(QRectF(preview->removeButton()->geometry()).center(), QPointF(preview->childView()->geometry().topLeft() + QPoint(2, 2)));
         QVERIFY(preview->sizeThatFits(QSize(200, 1000)).width() <= 200);
     }
 
@@ -105,7 +106,8 @@ private Q_SLOTS:
         }
         const QImage image = preview.image();
         QVERIFY(!image.isNull());
-        QCOMPARE(image.width() * shownAs.height() / shownAs.width(), image.height());
+        QVERIFY2(std::abs(image.width() * shownAs.height() / shownAs.width() - image.height()) <= 1,
+                 qPrintable(QStringLiteral("%1x%2").arg(image.width()).arg(image.height())));
         const QSize box = QSize(TULOImageAttachmentPreviewView::PreferredWidth,
                                 preview.heightForWidth(TULOImageAttachmentPreviewView::PreferredWidth)) * image.devicePixelRatio();
         // Covers the box (or is the whole source), and is far from full size.

@@ -10,6 +10,7 @@
 #include <Quillon/compose/lockupview.h>
 #include <Quillon/compose/taglistviewcontroller.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/tableviewcell.h>
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -41,6 +42,7 @@ public:
     explicit ComposeScreen(bool withList)
         : m_withList(withList)
     {
+        setEdgesForExtendedLayout(TULORectEdgeNone); // the author row stays below the bar
     }
     TULOComposePostView *composeView = nullptr;
     std::unique_ptr<TULOTagListViewController> list;

@@ -2,6 +2,7 @@
 #include "tokentexttestsupport.h"
 
 #include <Quillon/compose/composepostview.h>
+#include <Quillon/compose/taglisttableviewcell.h>
 #include <Quillon/compose/taglistviewcontroller.h>
 #include <Quillon/platform/ui/tableviewcell.h>
 

@@ -69,8 +69,10 @@ private Q_SLOTS:
         const double secondary = TULOImageColorAnalyzer::contrastRatio(analyzer.textSecondaryColor(), background);
         QVERIFY2(primary >= 4.5, qPrintable(QStringLiteral("%1 on %2: %3").arg(analyzer.textPrimaryColor().name(), background.name()).arg(primary)));
         QVERIFY2(secondary >= 4.5, qPrintable(QStringLiteral("%1 on %2: %3").arg(analyzer.textSecondaryColor().name(), background.name()).arg(secondary)));
-        // The two text colours are told apart, or the secondary line would read as the title.
-        QVERIFY(analyzer.textPrimaryColor() != analyzer.textSecondaryColor());
+        // The secondary line is the quieter one, and visibly so wherever the contrast leaves room.
+        QVERIFY(secondary <= primary + 1e-9);
+        if (primary >= 7.0)
+            QVERIFY2(analyzer.textPrimaryColor() != analyzer.textSecondaryColor(), qPrintable(analyzer.textPrimaryColor().name()));
     }
 
     // The motif's own colour is used for text when it reads well on the field.

@@ -3,6 +3,7 @@
 #include <QHash>
 
 #include <algorithm>
+#include <optional>
 #include <cmath>
 
 namespace {
@@ -117,19 +118,19 @@ TULOImageColorAnalyzer::TULOImageColorAnalyzer(const QImage &image)
     m_backgroundColor = dominant.average();
 
     // Text takes the image's own accent colours when they read well, else black or white.
-    QList<QColor> accents;
+    std::optional<QColor> accent;
     for (const TULOColorBucket &bucket : std::as_const(ranked)) {
-        const QColor candidate = bucket.average();
-        if (contrastRatio(candidate, m_backgroundColor) < MinimumContrastRatio)
-            continue;
-        if (std::any_of(accents.cbegin(), accents.cend(), [&](const QColor &c) { return colorDistance(c, candidate) < 0.2; }))
-            continue;
-        accents.append(candidate);
-        if (accents.size() == 2)
+        if (contrastRatio(bucket.average(), m_backgroundColor) >= MinimumContrastRatio) {
+            accent = bucket.average();
             break;
+        }
     }
-    m_textPrimaryColor = accents.isEmpty() ? colorWithContrast(m_backgroundColor, m_backgroundColor) : accents.first();
+    // Without an accent the title takes the extreme (black or white) that reads best.
+    const QColor extreme = contrastRatio(Qt::black, m_backgroundColor) >= contrastRatio(Qt::white, m_backgroundColor)
+                             ? QColor(Qt::black)
+                             : QColor(Qt::white);
+    m_textPrimaryColor = accent.value_or(extreme);
     // The secondary text is quieter: half way to the background, then back to a readable contrast.
-    const QColor secondary = accents.size() > 1 ? accents.at(1) : mix(m_textPrimaryColor, m_backgroundColor, 0.45);
+    const QColor secondary = mix(m_textPrimaryColor, m_backgroundColor, 0.45);
     m_textSecondaryColor = colorWithContrast(secondary, m_backgroundColor);
 }
