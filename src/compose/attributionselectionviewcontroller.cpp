@@ -12,7 +12,7 @@
 namespace {
 
 const QString TULOAttributionCellIdentifier = QStringLiteral("0");
-constexpr int TULOAttributionImageSide = 36;
+constexpr int TULOAttributionImageSide = 29; // as the table's other row images
 const QString TULOPlaceholder = QStringLiteral("%@");
 
 QString bold(const QString &text)
@@ -30,6 +30,7 @@ qreal mainScreenScale()
 TULOAttributionSelectionViewController::TULOAttributionSelectionViewController(QObject *parent)
     : TULOStoreViewController(parent)
 {
+    setEdgesForExtendedLayout(TULORectEdgeNone); // the rows begin below the navigation bar
     const qreal scale = mainScreenScale();
     m_placeholderImage = QImage(QSize(TULOAttributionImageSide, TULOAttributionImageSide) * scale, QImage::Format_ARGB32_Premultiplied);
     m_placeholderImage.fill(QColor::fromRgbF(0.9f, 0.9f, 0.9f));
@@ -151,7 +152,6 @@ TULOTableViewCell *TULOAttributionSelectionViewController::tableViewCellForRowAt
     TULOTableViewCell *cell = tableView->dequeueReusableCellWithIdentifier(TULOAttributionCellIdentifier);
     const TULOPostAuthor &author = m_authors.at(indexPath.row());
     cell->textLabel()->setTextFormat(Qt::RichText);
-    cell->textLabel()->setWordWrap(true);
     // The connecting words are grey, the names in the text colour.
     QPalette palette = cell->textLabel()->palette();
     palette.setColor(QPalette::WindowText, author == m_destinationAuthor ? palette.color(QPalette::Text)

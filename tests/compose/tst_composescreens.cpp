@@ -9,6 +9,7 @@
 #include <Quillon/compose/composepostview.h>
 #include <Quillon/compose/lockupview.h>
 #include <Quillon/compose/taglistviewcontroller.h>
+#include <Quillon/platform/ui/navigationbar.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
 #include <Quillon/platform/ui/tableviewcell.h>
 
@@ -176,6 +177,8 @@ private Q_SLOTS:
             ++controls;
         }
         QVERIFY(controls >= 2);
+        if (navigation) // nothing starts under the bar
+            QVERIFY(screen->view()->mapTo(navigation->view(), QPoint(0, 0)).y() >= navigation->navigationBar()->geometry().bottom());
         // The text follows the palette: light text on dark, dark text on light.
         const QColor text = screen->view()->palette().color(QPalette::Text);
         QCOMPARE(text.lightness() > 128, dark);
