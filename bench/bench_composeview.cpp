@@ -173,6 +173,11 @@ void fill(TULOComposePostView &view, int length, int tokens)
         const int plain = std::min(tokens > 0 ? stride - 1 : length, length - written);
         cursor.insertText(QStringLiteral("lorem ipsum dolor sit amet ").repeated(stride / 27 + 2).left(plain), QTextCharFormat());
         written += plain;
+        // Paragraphs of a few hundred characters, as a long post has them.
+        if (unit % 16 == 15 && written < length) {
+            cursor.insertBlock();
+            ++written;
+        }
         if (tokens > 0 && unit < tokens && written < length) {
             TULOTag tag;
             tag.setEntityType(QStringLiteral("artist"));

@@ -382,6 +382,12 @@ void TULOComposePostView::reloadUnderlineStyling()
         const QChar before = m_textView->document()->characterAt(int(from - 1));
         if (before.isHighSurrogate())
             --from;
+        // The marking's cursor follows the edits by itself; setting it again would repaint
+        // the whole marked text on every key.
+        const QList<QTextEdit::ExtraSelection> current = m_textView->extraSelections();
+        if (current.size() == 1 && current.first().cursor.selectionStart() == from
+            && current.first().cursor.selectionEnd() == length)
+            return;
         QTextEdit::ExtraSelection over;
         over.cursor = QTextCursor(m_textView->document());
         over.cursor.setPosition(int(from));
@@ -390,6 +396,8 @@ void TULOComposePostView::reloadUnderlineStyling()
         over.format.setUnderlineColor(TULOSystemPink);
         selections.append(over);
     }
+    if (selections.isEmpty() && m_textView->extraSelections().isEmpty())
+        return;
     m_textView->setExtraSelections(selections);
 }
 

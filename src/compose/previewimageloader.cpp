@@ -50,7 +50,8 @@ TULOOperationQueue *TULOPreviewImageLoader::queue()
 {
     static TULOOperationQueue *queue = [] {
         auto *made = new TULOOperationQueue(QStringLiteral("com.vantor.Quillon.previews"));
-        made->setMaxConcurrentOperationCount(std::max(1, QThread::idealThreadCount()));
+        // One core stays with the main thread, so that scrolling and typing never wait.
+        made->setMaxConcurrentOperationCount(std::max(1, QThread::idealThreadCount() - 1));
         return made;
     }();
     return queue;
