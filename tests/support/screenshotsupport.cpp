@@ -14,22 +14,23 @@ QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, con
     return image;
 }
 
-QPalette TULODarkPalette()
+QPalette TULOScreenshotDarkPalette()
 {
     QPalette palette;
-    palette.setColor(QPalette::Window, QColor(0x1e, 0x1e, 0x1e));
-    palette.setColor(QPalette::WindowText, QColor(0xe8, 0xe8, 0xe8));
-    palette.setColor(QPalette::Base, QColor(0x2a, 0x2a, 0x2a));
-    palette.setColor(QPalette::AlternateBase, QColor(0x33, 0x33, 0x33));
-    palette.setColor(QPalette::Text, QColor(0xe8, 0xe8, 0xe8));
-    palette.setColor(QPalette::PlaceholderText, QColor(0x9a, 0x9a, 0x9a));
-    palette.setColor(QPalette::Button, QColor(0x33, 0x33, 0x33));
-    palette.setColor(QPalette::ButtonText, QColor(0xe8, 0xe8, 0xe8));
-    palette.setColor(QPalette::Mid, QColor(0x50, 0x50, 0x50));
-    palette.setColor(QPalette::Midlight, QColor(0x44, 0x44, 0x44));
-    palette.setColor(QPalette::Light, QColor(0x70, 0x70, 0x70));
-    palette.setColor(QPalette::Highlight, QColor(0x3d, 0x8b, 0xf0));
+    const QColor window(0x1e, 0x1e, 0x1e), base(0x2b, 0x2b, 0x2b), text(0xec, 0xec, 0xec);
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, window);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::Button, base);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::Highlight, QColor(0x0a, 0x84, 0xff));
     palette.setColor(QPalette::HighlightedText, Qt::white);
-    palette.setColor(QPalette::Link, QColor(0x6c, 0xb2, 0xff));
+    palette.setColor(QPalette::PlaceholderText, QColor(0x98, 0x98, 0x9d));
+    palette.setColor(QPalette::Midlight, QColor(0x3a, 0x3a, 0x3c));
+    palette.setColor(QPalette::Mid, QColor(0x3a, 0x3a, 0x3c));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x73));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x73));
     return palette;
 }
