@@ -12,7 +12,7 @@
 #include <Quillon/platform/credentials/credentialstore.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/store/authenticaterequest.h>
-#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper_p.h>
 #include "sandboxdiscography.h"
 #include "sandboxstore.h"
 #include "benchsupport.h"

@@ -6,11 +6,7 @@ install(TARGETS Quillon EXPORT QuillonTargets
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-# Headers install as the tree includes them: <Quillon/core/attachment.h>. Private headers
-# (_p.h) stay behind.
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/
-    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Quillon
-    FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE PATTERN "modules" EXCLUDE PATTERN "websignin" EXCLUDE)
+# Headers: each module installs its own public ones (tulo_add_module).
 
 set(QUILLON_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Quillon)
 install(EXPORT QuillonTargets NAMESPACE Quillon:: DESTINATION ${QUILLON_CMAKE_DIR})

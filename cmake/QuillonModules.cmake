@@ -41,7 +41,8 @@ endfunction()
 
 # tulo_add_module(<name> SOURCES <files...> [PUBLIC <targets...>] [PRIVATE <targets...>]):
 # quillon_<name> from the explicitly listed sources of src/<name>; PUBLIC are the modules (and
-# libraries) its headers need, PRIVATE what only its sources use.
+# libraries) its headers need, PRIVATE what only its sources use. Every listed header is
+# installed, but private headers (<file>_p.h): what a host does not use goes into one.
 function(tulo_add_module name)
     cmake_parse_arguments(arg "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
     set(target quillon_${name})
@@ -59,6 +60,14 @@ function(tulo_add_module name)
         return()
     endif()
     add_library(${target} OBJECT ${arg_SOURCES})
+    # The installed API: the listed headers but the private ones (_p.h), under
+    # include/Quillon/<name>/ as the tree includes them.
+    foreach(file ${arg_SOURCES})
+        if(file MATCHES "\\.h$" AND NOT file MATCHES "_p\\.h$")
+            get_filename_component(folder ${file} DIRECTORY)
+            install(FILES ${file} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Quillon/${name}/${folder})
+        endif()
+    endforeach()
     tulo_rescan_moc_on_new_files(${target} "${arg_SOURCES}")
     target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${root}>
         $<BUILD_INTERFACE:${QUILLON_EXPORT_ROOT}>)

@@ -5,7 +5,7 @@
 #include "accountssession.h"
 #include "command.h"
 
-#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountdatabase_p.h>
 #include <Quillon/accounts/accounterroralertcontroller.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/serviceidentifier.h>

@@ -1,6 +1,6 @@
 #include "storesession.h"
 
-#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountdatabase_p.h>
 #include <Quillon/platform/operation.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/privatefiles.h>

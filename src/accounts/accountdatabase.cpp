@@ -1,4 +1,4 @@
-#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountdatabase_p.h>
 
 #include <QDir>
 #include <QStandardPaths>

@@ -1,16 +1,14 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
-#include <Quillon/platform/sqlite/sqlitedatabase.h>
+#include <Quillon/platform/sqlite/sqlitedatabase_p.h>
 
 // The schema version this code writes.
-extern QUILLON_EXPORT const qint64 TULOAccountDatabaseSchemaVersion;
+extern const qint64 TULOAccountDatabaseSchemaVersion;
 
 // The file of linked accounts, "SocialAccounts.sqlitedb" in Library/com.vantor.Quillon of the
 // shared resources directory, with its one table "account". Opening it creates or migrates the
 // schema, and so does every reopen after damage.
-class QUILLON_EXPORT TULOAccountDatabase : public TULOSQLiteDatabase
+class TULOAccountDatabase : public TULOSQLiteDatabase
 {
 public:
     // The one process-wide database, created on first use from any thread.

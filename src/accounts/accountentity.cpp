@@ -1,4 +1,4 @@
-#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/accountentity_p.h>
 
 const char *const TULOAccountEntityPropertyAuthenticationSecret = "authentication_secret";
 const char *const TULOAccountEntityPropertyAuthenticationToken = "authentication_token";

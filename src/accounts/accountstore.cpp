@@ -1,7 +1,7 @@
 #include <Quillon/accounts/accountstore.h>
 
-#include <Quillon/accounts/accountdatabase.h>
-#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/accountdatabase_p.h>
+#include <Quillon/accounts/accountentity_p.h>
 #include <Quillon/accounts/accountinforequestoperation.h>
 #include <Quillon/accounts/accountstoretokenrefresh.h>
 #include <Quillon/accounts/accounttokenregisteroperation.h>
@@ -12,7 +12,7 @@
 #include <Quillon/accounts/facebookuserregistrationoperation.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/accounts/twitterauthenticationrequest.h>
-#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/accounts/unscrambledstring_p.h>
 #include <Quillon/platform/deploymentconfiguration.h>
 #include <Quillon/platform/dispatch.h>
 #include <Quillon/platform/notificationcenter.h>

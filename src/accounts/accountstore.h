@@ -90,7 +90,9 @@ public:
     // Facebook: presents the sign-in screen from `presentingViewController`, registers the code
     // with the store and reports (success, error). The error is never null for Facebook: a
     // successful registration comes with TULOErrorDomain code 8, so judge by the boolean alone.
-    // Any other service: (true, no error) at once. `permissions` is not used.
+    // Any other service: (true, no error) at once. `permissions` is not used. The completion
+    // runs once, on the main thread; only if the store is destroyed while the sign-in screen
+    // is up does it never run.
     void requestAccessToAccountForServiceIdentifier(const QString &serviceIdentifier, const QStringList &permissions,
         TULOViewController *presentingViewController, TULOAccessCompletion completion);
     // Twitter only: signs in with the service and hands back a ready account (not saved), on

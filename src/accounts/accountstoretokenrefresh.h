@@ -6,7 +6,7 @@
 
 #include <QPointer>
 
-class TULOAccountStore;
+#include <Quillon/accounts/accountstore.h>
 
 // What the token refresh needs of an author's accounts, answered by a TULOAccountStore. It is
 // called from the refresh's worker thread; the store's calls it uses are safe there.

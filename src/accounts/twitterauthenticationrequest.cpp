@@ -1,7 +1,7 @@
 #include <Quillon/accounts/twitterauthenticationrequest.h>
 
 #include <Quillon/accounts/serviceidentifier.h>
-#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/accounts/unscrambledstring_p.h>
 #include <Quillon/platform/deploymentconfiguration.h>
 #include <Quillon/platform/internalinconsistencyexception.h>
 #include <Quillon/platform/operationqueue.h>

@@ -1,4 +1,4 @@
-#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/accounts/unscrambledstring_p.h>
 
 QString TULOUnscrambledString(const QString &scrambled)
 {

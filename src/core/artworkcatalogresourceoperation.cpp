@@ -1,6 +1,6 @@
 #include <Quillon/core/artworkcatalogresourceoperation.h>
 
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 
 TULOArtworkCatalogResourceOperation::TULOArtworkCatalogResourceOperation(std::shared_ptr<const TULOArtworkRequest> request,
                                                                          const TULOArtworkCatalog &catalog)

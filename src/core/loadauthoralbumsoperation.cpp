@@ -2,7 +2,7 @@
 
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/records/lookupvalue.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 #include <Quillon/platform/store/platformrequestoperation.h>
 #include <Quillon/platform/store/storeerror.h>
 

@@ -6,7 +6,7 @@
 #include <Quillon/platform/library/medialibrary.h>
 #include <Quillon/platform/localization.h>
 #include <Quillon/platform/privatefiles.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 #include <Quillon/platform/typeidentifiers.h>
 
 #include <QBuffer>

@@ -5,7 +5,7 @@
 #include <Quillon/platform/library/mediaradiostation.h>
 #include <Quillon/platform/library/mediasong.h>
 #include <Quillon/platform/records/lookupvalue.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 
 #include <QBuffer>
 #include <QImage>

@@ -1,7 +1,7 @@
 #include <Quillon/platform/clientcontext.h>
 
 #include <Quillon/platform/operationqueue.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 #include <Quillon/platform/store/storeerror.h>
 #include <Quillon/platform/store/urlloadoperation.h>
 

@@ -1,14 +1,12 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <chrono>
 #include <climits>
 #include <semaphore>
 
 // A counting semaphore for handing a result from one thread to a thread that waits for it:
 // the waiter calls wait(), the producer calls signal().
-class QUILLON_EXPORT TULOSemaphore
+class TULOSemaphore
 {
 public:
     explicit TULOSemaphore(int initialValue = 0)

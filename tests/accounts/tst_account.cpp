@@ -1,6 +1,6 @@
 #include <Quillon/accounts/account.h>
-#include <Quillon/accounts/accountdatabase.h>
-#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/accountdatabase_p.h>
+#include <Quillon/accounts/accountentity_p.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/platform/credentials/credentialstore.h>
 

@@ -1,5 +1,5 @@
-#include <Quillon/accounts/accountdatabase.h>
-#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/accountdatabase_p.h>
+#include <Quillon/accounts/accountentity_p.h>
 
 #include <QDir>
 #include <QFile>

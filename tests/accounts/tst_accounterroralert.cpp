@@ -1,5 +1,5 @@
 #include <Quillon/accounts/accounterroralertcontroller.h>
-#include <Quillon/accounts/facebookauthenticationwebviewcontroller.h>
+#include <Quillon/accounts/facebookauthenticationviewcontroller.h>
 #include <Quillon/core/quillon.h>
 #include <Quillon/platform/localization.h>
 #include <Quillon/platform/store/storeerror.h>

@@ -1,7 +1,7 @@
 #include "store/storetestsupport.h"
 
-#include <Quillon/accounts/accountdatabase.h>
-#include <Quillon/accounts/accountentity.h>
+#include <Quillon/accounts/accountdatabase_p.h>
+#include <Quillon/accounts/accountentity_p.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/platform/credentials/credentialstore.h>

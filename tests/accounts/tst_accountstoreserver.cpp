@@ -1,6 +1,6 @@
 #include "accountrequeststestsupport.h"
 
-#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountdatabase_p.h>
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/platform/dispatch.h>

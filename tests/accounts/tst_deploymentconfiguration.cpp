@@ -1,5 +1,5 @@
 #include <Quillon/accounts/twitterauthenticationrequest.h>
-#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/accounts/unscrambledstring_p.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/deploymentconfiguration.h>
 

@@ -4,7 +4,7 @@
 #include <Quillon/accounts/websignin/facebookauthenticationwebviewcontroller.h>
 #include <Quillon/accounts/facebookpermissions.h>
 #include <Quillon/accounts/facebookuserregistrationoperation.h>
-#include <Quillon/accounts/unscrambledstring.h>
+#include <Quillon/accounts/unscrambledstring_p.h>
 #include <Quillon/platform/deploymentconfiguration.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/ui/activityindicatorview.h>

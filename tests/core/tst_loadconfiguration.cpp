@@ -6,7 +6,7 @@
 #include <Quillon/platform/credentials/credentialstore.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/store/authenticaterequest.h>
-#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper_p.h>
 #include <Quillon/platform/store/loadclientcontextoperation.h>
 #include <Quillon/platform/store/storeerror.h>
 #include "sandboxdiscography.h"

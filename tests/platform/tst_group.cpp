@@ -1,6 +1,6 @@
 #include <Quillon/platform/group.h>
 #include <Quillon/platform/operationqueue.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 
 #include <QRegularExpression>
 #include <QTest>

@@ -1,5 +1,5 @@
 #include <Quillon/platform/operationqueue.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 
 #include <QCoreApplication>
 #include <QEventLoop>

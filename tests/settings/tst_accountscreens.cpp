@@ -1,6 +1,6 @@
 #include "settingstestsupport.h"
 
-#include <Quillon/accounts/accountdatabase.h>
+#include <Quillon/accounts/accountdatabase_p.h>
 #include <Quillon/platform/notificationcenter.h>
 #include <Quillon/platform/ui/barbuttonitem.h>
 #include <Quillon/platform/ui/networkactivityindicator.h>

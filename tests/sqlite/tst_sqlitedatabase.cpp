@@ -1,4 +1,4 @@
-#include <Quillon/platform/sqlite/sqlitedatabase.h>
+#include <Quillon/platform/sqlite/sqlitedatabase_p.h>
 
 #include <QCoreApplication>
 #include <QFile>

@@ -3,7 +3,7 @@
 #include <Quillon/platform/credentials/credentialstore.h>
 #include <Quillon/platform/preferences.h>
 #include <Quillon/platform/store/authenticaterequest.h>
-#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper_p.h>
 #include <Quillon/platform/store/storeerror.h>
 
 #include <QFile>

@@ -4,7 +4,7 @@
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/store/authenticaterequest.h>
 #include <Quillon/platform/store/authorpermissionsoperation.h>
-#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper_p.h>
 #include <Quillon/platform/store/profileoperation.h>
 #include <Quillon/platform/store/storeerror.h>
 

@@ -21,6 +21,16 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+// What one walk through the music folder found: every media file, read anew (changed) or
+// taken from the index, and the folders it could not look into.
+struct TULOMediaFolderScan {
+    TULOMediaLibrary::ScanStatistics statistics;
+    QList<TULOMediaLibraryIndex::Row> rows;
+    QList<TULOMediaLibraryIndex::Row> changed;
+    QSet<QString> changedPaths;
+    QStringList unreadableFolders;
+};
+
 namespace {
 
 // Suffixes the library lists; the tags of all of them are read by TagLib.
@@ -106,6 +116,92 @@ bool isUnder(const QString &path, const QStringList &folders)
     return false;
 }
 
+TULOMediaFolderScan scanMusicFolder(const QString &root, const QHash<QString, TULOMediaLibraryIndex::Row> &cached)
+{
+    TULOMediaFolderScan scan;
+    QStringList folders{root};
+    while (!folders.isEmpty()) {
+        const QString folder = folders.takeLast();
+        // POSIX directory reading: a warm open is mostly this loop, and the entry type from
+        // readdir plus one fstatat per media file is far cheaper than QFileInfo's machinery.
+        DIR *directory = ::opendir(QFile::encodeName(folder).constData());
+        if (!directory) {
+            scan.unreadableFolders.append(folder);
+            continue;
+        }
+        const int directoryFD = ::dirfd(directory);
+        while (const struct dirent *entry = ::readdir(directory)) {
+            const char *name = entry->d_name;
+            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+                continue;
+            struct stat info;
+            const bool knownType = entry->d_type != DT_UNKNOWN;
+            if (entry->d_type == DT_DIR
+                || (!knownType && ::fstatat(directoryFD, name, &info, AT_SYMLINK_NOFOLLOW) == 0
+                    && S_ISDIR(info.st_mode))) {
+                folders.append(folder + QLatin1Char('/') + QFile::decodeName(name));
+                continue;
+            }
+            if (knownType && entry->d_type != DT_REG)
+                continue; // symbolic links are not followed, so a loop cannot trap the scan
+            const char *dot = std::strrchr(name, '.');
+            if (!dot)
+                continue;
+            const quint64 mediaType = mediaTypeForSuffix(QString::fromLatin1(dot + 1).toLower());
+            if (!mediaType)
+                continue;
+            if (::fstatat(directoryFD, name, &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode))
+                continue;
+            const QString path = folder + QLatin1Char('/') + QFile::decodeName(name);
+            ++scan.statistics.filesSeen;
+            const qint64 size = info.st_size;
+            const qint64 modified = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
+            const auto hit = cached.constFind(path);
+            if (hit != cached.constEnd() && hit->size == size && hit->modified == modified) {
+                scan.rows.append(*hit);
+                continue;
+            }
+            TULOMediaLibraryIndex::Row row;
+            row.path = path;
+            row.size = size;
+            row.modified = modified;
+            row.mediaType = mediaType;
+            row.readable = TULOReadMediaFileTags(path, &row.tags);
+            if (!row.readable)
+                ++scan.statistics.filesUnreadable;
+            ++scan.statistics.filesRead;
+            scan.rows.append(row);
+            scan.changed.append(row);
+            scan.changedPaths.insert(path);
+        }
+        ::closedir(directory);
+    }
+
+    return scan;
+}
+
+// Files of the index that the walk did not see: those under a folder it could not read are
+// kept as they were known (appended to `rows`), the others are gone. Returns the gone ones.
+QStringList settleUnseenFiles(const QHash<QString, TULOMediaLibraryIndex::Row> &cached,
+                              const QStringList &unreadableFolders, QList<TULOMediaLibraryIndex::Row> &rows)
+{
+    QSet<QString> seen;
+    for (const auto &row : std::as_const(rows))
+        seen.insert(row.path);
+    QStringList removed;
+    for (auto it = cached.constBegin(); it != cached.constEnd(); ++it) {
+        if (seen.contains(it.key()))
+            continue;
+        if (isUnder(it.key(), unreadableFolders)) {
+            rows.append(it.value()); // cannot look inside now; keep what was known
+            seen.insert(it.key());
+            continue;
+        }
+        removed.append(it.key());
+    }
+    return removed;
+}
+
 } // namespace
 
 TULOMediaLibrary *TULOMediaLibraryItem::library() const
@@ -167,6 +263,35 @@ quint64 TULOMediaLibrary::persistentIDForPath(const QString &path)
     return id ? id : 1;
 }
 
+bool TULOMediaLibrary::adoptScan(const TULOMediaFolderScan &scan)
+{
+    QMutexLocker lock(&m_mutex);
+    bool didChange = false;
+    // Unchanged files keep their item objects, so that holders of an item keep a live one.
+    QHash<QString, TULOMediaLibraryItemPtr> previous;
+    QList<TULOMediaLibraryItemPtr> items;
+    for (const auto &item : std::as_const(m_items)) {
+        if (item->filePath().isEmpty())
+            items.append(item); // store items are not in the folder
+        else
+            previous.insert(item->filePath(), item);
+    }
+    for (const auto &row : std::as_const(scan.rows)) {
+        const auto old = previous.constFind(row.path);
+        if (old != previous.constEnd() && !scan.changedPaths.contains(row.path)) {
+            items.append(*old);
+        } else {
+            items.append(makeItem(row, this));
+            didChange = true;
+        }
+    }
+    if (items.size() != m_items.size())
+        didChange = true;
+    m_items = items;
+    m_statistics = scan.statistics;
+    return didChange;
+}
+
 bool TULOMediaLibrary::reload(TULOError *error)
 {
     const QFileInfo root(m_musicFolder);
@@ -181,114 +306,13 @@ bool TULOMediaLibrary::reload(TULOError *error)
 
     // A broken index only costs a full read; it is never a reason to fail.
     const QHash<QString, TULOMediaLibraryIndex::Row> cached = m_index->load();
-    ScanStatistics statistics;
-    QList<TULOMediaLibraryIndex::Row> rows;
-    QList<TULOMediaLibraryIndex::Row> changed;
-    QSet<QString> changedPaths;
-    QStringList unreadableFolders;
+    TULOMediaFolderScan scan = scanMusicFolder(m_musicFolder, cached);
+    const QStringList removed = settleUnseenFiles(cached, scan.unreadableFolders, scan.rows);
+    scan.statistics.filesRemoved = int(removed.size());
+    m_index->apply(scan.changed, removed);
 
-    QStringList folders{m_musicFolder};
-    while (!folders.isEmpty()) {
-        const QString folder = folders.takeLast();
-        // POSIX directory reading: a warm open is mostly this loop, and the entry type from
-        // readdir plus one fstatat per media file is far cheaper than QFileInfo's machinery.
-        DIR *directory = ::opendir(QFile::encodeName(folder).constData());
-        if (!directory) {
-            unreadableFolders.append(folder);
-            continue;
-        }
-        const int directoryFD = ::dirfd(directory);
-        while (const struct dirent *entry = ::readdir(directory)) {
-            const char *name = entry->d_name;
-            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
-                continue;
-            struct stat info;
-            const bool knownType = entry->d_type != DT_UNKNOWN;
-            if (entry->d_type == DT_DIR
-                || (!knownType && ::fstatat(directoryFD, name, &info, AT_SYMLINK_NOFOLLOW) == 0
-                    && S_ISDIR(info.st_mode))) {
-                folders.append(folder + QLatin1Char('/') + QFile::decodeName(name));
-                continue;
-            }
-            if (knownType && entry->d_type != DT_REG)
-                continue; // symbolic links are not followed, so a loop cannot trap the scan
-            const char *dot = std::strrchr(name, '.');
-            if (!dot)
-                continue;
-            const quint64 mediaType = mediaTypeForSuffix(QString::fromLatin1(dot + 1).toLower());
-            if (!mediaType)
-                continue;
-            if (::fstatat(directoryFD, name, &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode))
-                continue;
-            const QString path = folder + QLatin1Char('/') + QFile::decodeName(name);
-            ++statistics.filesSeen;
-            const qint64 size = info.st_size;
-            const qint64 modified = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
-            const auto hit = cached.constFind(path);
-            if (hit != cached.constEnd() && hit->size == size && hit->modified == modified) {
-                rows.append(*hit);
-                continue;
-            }
-            TULOMediaLibraryIndex::Row row;
-            row.path = path;
-            row.size = size;
-            row.modified = modified;
-            row.mediaType = mediaType;
-            row.readable = TULOReadMediaFileTags(path, &row.tags);
-            if (!row.readable)
-                ++statistics.filesUnreadable;
-            ++statistics.filesRead;
-            rows.append(row);
-            changed.append(row);
-            changedPaths.insert(path);
-        }
-        ::closedir(directory);
-    }
-
-    QSet<QString> seen;
-    for (const auto &row : std::as_const(rows))
-        seen.insert(row.path);
-    QStringList removed;
-    for (auto it = cached.constBegin(); it != cached.constEnd(); ++it) {
-        if (seen.contains(it.key()))
-            continue;
-        if (isUnder(it.key(), unreadableFolders)) {
-            rows.append(it.value()); // cannot look inside now; keep what was known
-            seen.insert(it.key());
-            continue;
-        }
-        removed.append(it.key());
-    }
-    statistics.filesRemoved = int(removed.size());
-    m_index->apply(changed, removed);
-
-    bool didChange = !changed.isEmpty() || !removed.isEmpty();
-    {
-        QMutexLocker lock(&m_mutex);
-        // Unchanged files keep their item objects, so that holders of an item keep a live one.
-        QHash<QString, TULOMediaLibraryItemPtr> previous;
-        QList<TULOMediaLibraryItemPtr> items;
-        for (const auto &item : std::as_const(m_items)) {
-            if (item->filePath().isEmpty())
-                items.append(item); // store items are not in the folder
-            else
-                previous.insert(item->filePath(), item);
-        }
-        for (const auto &row : std::as_const(rows)) {
-            const auto old = previous.constFind(row.path);
-            if (old != previous.constEnd() && !changedPaths.contains(row.path)) {
-                items.append(*old);
-            } else {
-                items.append(makeItem(row, this));
-                didChange = true;
-            }
-        }
-        if (items.size() != m_items.size())
-            didChange = true;
-        m_items = items;
-        m_statistics = statistics;
-    }
-    if (didChange)
+    const bool removedOrRead = !scan.changed.isEmpty() || !removed.isEmpty();
+    if (adoptScan(scan) || removedOrRead)
         Q_EMIT libraryDidChange();
     return true;
 }

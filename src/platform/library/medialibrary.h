@@ -15,6 +15,7 @@
 #include <memory>
 
 class TULOMediaLibraryIndex;
+struct TULOMediaFolderScan;
 
 // The user's media library: every song and music video under the music folder, read with their
 // tags, kept in an SQLite index so that opening it again reads only files that changed. Items
@@ -81,6 +82,8 @@ Q_SIGNALS:
 
 private:
     void adopt(const TULOMediaLibraryItemPtr &item);
+    // Takes the scanned files as the library's items; true when they differ from before.
+    bool adoptScan(const TULOMediaFolderScan &scan);
 
     QString m_musicFolder;
     QString m_indexPath;

@@ -1,6 +1,6 @@
 #include <Quillon/platform/library/medialibraryindex_p.h>
 
-#include <Quillon/platform/sqlite/sqlitedatabase.h>
+#include <Quillon/platform/sqlite/sqlitedatabase_p.h>
 
 namespace {
 

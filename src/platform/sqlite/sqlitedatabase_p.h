@@ -1,9 +1,7 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <Quillon/platform/error.h>
-#include <Quillon/platform/sqlite/sqlitestatement.h>
+#include <Quillon/platform/sqlite/sqlitestatement_p.h>
 
 #include <QMutex>
 #include <QString>
@@ -15,7 +13,7 @@
 struct sqlite3;
 
 // How long a connection waits for another connection (or process) holding the file's lock.
-extern QUILLON_EXPORT const int TULOSQLiteBusyTimeoutMilliseconds;
+extern const int TULOSQLiteBusyTimeoutMilliseconds;
 
 // One connection to an SQLite file. The file's folder is created on open; file and folder are
 // owner-only (0600 / 0700). A file SQLite finds to be no database or malformed is moved aside
@@ -24,7 +22,7 @@ extern QUILLON_EXPORT const int TULOSQLiteBusyTimeoutMilliseconds;
 //
 // All operations are serialised: a transaction holds the connection for its whole block, so
 // another thread waits until it ends. Rows are only ever reached through bound parameters.
-class QUILLON_EXPORT TULOSQLiteDatabase
+class TULOSQLiteDatabase
 {
 public:
     // Runs whenever the connection is (re)opened, with the connection ready for statements.

@@ -1,6 +1,6 @@
-#include <Quillon/platform/sqlite/sqliteentity.h>
+#include <Quillon/platform/sqlite/sqliteentity_p.h>
 
-#include <Quillon/platform/sqlite/sqlitedatabase.h>
+#include <Quillon/platform/sqlite/sqlitedatabase_p.h>
 
 #include <sqlite3.h>
 

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <Quillon/platform/error.h>
-#include <Quillon/platform/sqlite/sqlitequery.h>
+#include <Quillon/platform/sqlite/sqlitequery_p.h>
 
 #include <QString>
 #include <QStringList>
@@ -14,11 +12,11 @@ class TULOSQLiteDatabase;
 
 // The column every entity table keys its rows by: "pid INTEGER PRIMARY KEY" (SQLite's rowid),
 // assigned by the layer on insert.
-extern QUILLON_EXPORT const char *const TULOSQLiteEntityPersistentIDColumn;
+extern const char *const TULOSQLiteEntityPersistentIDColumn;
 
 // One row of an entity table, named by its persistent id. The row is read and written through
 // the database on each call; the entity holds no copy of it. The database must outlive it.
-class QUILLON_EXPORT TULOSQLiteEntity
+class TULOSQLiteEntity
 {
 public:
     TULOSQLiteEntity(TULOSQLiteDatabase *database, const QString &table, qint64 persistentID);

@@ -1,6 +1,6 @@
-#include <Quillon/platform/sqlite/sqlitepredicate.h>
+#include <Quillon/platform/sqlite/sqlitepredicate_p.h>
 
-#include <Quillon/platform/sqlite/sqlitestatement.h>
+#include <Quillon/platform/sqlite/sqlitestatement_p.h>
 
 #include <QStringList>
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <QList>
 #include <QString>
 #include <QVariant>
@@ -10,7 +8,7 @@
 
 // A conjunction of "column equals value" conditions; no condition matches every row. A null
 // value matches NULL (the comparison is SQL's IS, not =).
-class QUILLON_EXPORT TULOSQLitePredicate
+class TULOSQLitePredicate
 {
 public:
     TULOSQLitePredicate() = default;

@@ -1,7 +1,7 @@
-#include <Quillon/platform/sqlite/sqlitequery.h>
+#include <Quillon/platform/sqlite/sqlitequery_p.h>
 
-#include <Quillon/platform/sqlite/sqlitedatabase.h>
-#include <Quillon/platform/sqlite/sqliteentity.h>
+#include <Quillon/platform/sqlite/sqlitedatabase_p.h>
+#include <Quillon/platform/sqlite/sqliteentity_p.h>
 
 TULOSQLiteQuery::TULOSQLiteQuery(
     TULOSQLiteDatabase *database, const QString &table, const TULOSQLitePredicate &predicate)

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <Quillon/platform/error.h>
-#include <Quillon/platform/sqlite/sqlitepredicate.h>
+#include <Quillon/platform/sqlite/sqlitepredicate_p.h>
 
 #include <QList>
 #include <QString>
@@ -16,7 +14,7 @@ class TULOSQLiteDatabase;
 
 // The rows of one entity table that match a predicate. Rows come in persistent-id order.
 // The database must outlive the query.
-class QUILLON_EXPORT TULOSQLiteQuery
+class TULOSQLiteQuery
 {
 public:
     using TULOEnumerationBlock

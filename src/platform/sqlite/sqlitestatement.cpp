@@ -1,4 +1,4 @@
-#include <Quillon/platform/sqlite/sqlitestatement.h>
+#include <Quillon/platform/sqlite/sqlitestatement_p.h>
 
 #include <limits>
 #include <sqlite3.h>

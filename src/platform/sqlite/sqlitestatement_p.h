@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <Quillon/platform/error.h>
 
 #include <QString>
@@ -12,16 +10,16 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 // The domain of errors that SQLite reports; the code is SQLite's extended result code.
-extern QUILLON_EXPORT const char *const TULOSQLiteErrorDomain;
+extern const char *const TULOSQLiteErrorDomain;
 // User-info key of the SQL text a failed statement ran (never its bound values).
-extern QUILLON_EXPORT const char *const TULOSQLiteStatementErrorKey;
+extern const char *const TULOSQLiteStatementErrorKey;
 
 // An error in TULOSQLiteErrorDomain for `resultCode`, described by the connection's message.
-QUILLON_EXPORT TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString &sql = QString());
+TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString &sql = QString());
 
 // One prepared statement, finalised when it goes out of scope. Values are only ever bound,
 // never spliced into the SQL text.
-class QUILLON_EXPORT TULOSQLiteStatement
+class TULOSQLiteStatement
 {
 public:
     enum class TULOStepResult { Row, Done, Error };
@@ -65,4 +63,4 @@ private:
 };
 
 // `name` as a quoted SQL identifier (table or column), safe whatever characters it holds.
-QUILLON_EXPORT QString TULOSQLiteQuotedIdentifier(const QString &name);
+QString TULOSQLiteQuotedIdentifier(const QString &name);

@@ -1,4 +1,4 @@
-#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper_p.h>
 
 #include <Quillon/platform/credentials/credentialstore.h>
 #include <QJsonDocument>

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <Quillon/quillon_export.h>
-
 #include <Quillon/platform/store/storeaccount.h>
 
 #include <QHash>
@@ -14,7 +12,7 @@ class TULOCredentialStore;
 // Keeps store session tokens in the secure credential store, one item per account (the
 // account name without case) under the service TULOStoreSessionCredentialService, and beside
 // them which account was active.
-class QUILLON_EXPORT TULOCredentialStoreTokenKeeper : public TULOStoreTokenKeeper
+class TULOCredentialStoreTokenKeeper : public TULOStoreTokenKeeper
 {
 public:
     // Uses the process-wide credential store, reached on first use.
@@ -38,6 +36,6 @@ private:
 
 };
 
-extern QUILLON_EXPORT const char *const TULOStoreSessionCredentialService;
+extern const char *const TULOStoreSessionCredentialService;
 // Account names are case-folded e-mail style names; this one cannot clash with them.
-extern QUILLON_EXPORT const char *const TULOStoreActiveAccountItem;
+extern const char *const TULOStoreActiveAccountItem;

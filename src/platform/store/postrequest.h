@@ -11,7 +11,7 @@
 #include <QUrl>
 #include <functional>
 
-class TULOPostOutbox;
+#include <Quillon/platform/store/postoutbox.h>
 
 // Uploads one post to the store's post endpoint: the description and every attachment file
 // (cover-image children included), streamed from disk. The post goes through the durable

@@ -1,6 +1,6 @@
 #include <Quillon/platform/store/storeaccount.h>
 
-#include <Quillon/platform/store/credentialstoretokenkeeper.h>
+#include <Quillon/platform/store/credentialstoretokenkeeper_p.h>
 
 #include <QLoggingCategory>
 

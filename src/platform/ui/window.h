@@ -5,7 +5,7 @@
 #include <QPointer>
 #include <QWidget>
 
-class TULOViewController;
+#include <Quillon/platform/ui/viewcontroller.h>
 
 // A top-level window showing one root controller; showing and hiding the window makes the
 // controller appear and disappear.

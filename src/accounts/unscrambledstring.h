@@ -1,9 +1,0 @@
-#pragma once
-
-#include <Quillon/quillon_export.h>
-
-#include <QString>
-
-// The clear text of an application credential kept scrambled: each character at an even
-// position (counting from 0) is lowered by one code unit, each at an odd position is kept.
-QUILLON_EXPORT QString TULOUnscrambledString(const QString &scrambled);

@@ -1,0 +1,1 @@
+quillon_add_test(NAME testhome SOURCES tst_testhome.cpp LABELS support)
