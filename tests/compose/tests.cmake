@@ -4,3 +4,4 @@ quillon_add_test(NAME tokentextrendering SOURCES tst_tokentextrendering.cpp LABE
 quillon_add_test(NAME tokentexttyping SOURCES tst_tokentexttyping.cpp LABELS compose)
 quillon_add_test(NAME tokentextview SOURCES tst_tokentextview.cpp LABELS compose)
 quillon_add_test(NAME tagwithoutgui SOURCES tst_tagwithoutgui.cpp LABELS compose)
+quillon_add_test(NAME attachmentproperties SOURCES tst_attachmentproperties.cpp LABELS compose video)
