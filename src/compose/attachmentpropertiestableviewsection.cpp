@@ -13,6 +13,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QTextDocument>
 
 #include <limits>
 
@@ -35,7 +36,9 @@ public:
         m_tokenView->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         m_tokenView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         m_tokenView->viewport()->setAutoFillBackground(false);
-        m_tokenView->setFixedHeight(TULORowHeight - 8);
+        // One line high, so the layout centres the tokens on the label's line.
+        m_tokenView->setFixedHeight(qMax(m_tokenView->fontMetrics().height(), 22)
+                                    + 2 * int(m_tokenView->document()->documentMargin()));
         trailingLayout()->addWidget(m_label);
         trailingLayout()->addWidget(m_tokenView, 1);
         trailingLayout()->setSpacing(12);
