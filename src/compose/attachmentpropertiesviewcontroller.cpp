@@ -1,6 +1,7 @@
 #include <Quillon/compose/attachmentpropertiesviewcontroller.h>
 
 #include <Quillon/compose/tokentextview.h>
+#include <Quillon/compose/tokentextviewtableassistant.h>
 #include <Quillon/core/loadauthoralbumsoperation.h>
 #include <Quillon/media/albumselectionviewcontroller.h>
 #include <Quillon/media/valuetableviewcontroller.h>
@@ -30,7 +31,9 @@ TULOAttachmentPropertiesViewController::TULOAttachmentPropertiesViewController(c
     : TULOStoreViewController(parent)
     , m_attachment(attachment ? attachment->copy() : std::make_shared<TULOAttachment>())
     , m_configuration(configuration)
+    , m_tokenAssistant(new TULOTokenTextViewTableAssistant(configuration, this))
 {
+    m_tokenAssistant->setParentViewController(this);
     setEdgesForExtendedLayout(TULORectEdgeNone);
     setTitle(localizedString(m_attachment->attachmentType() == TULOAttachmentTypeVideo ? QStringLiteral("VIDEO_WORKFLOW_TITLE")
                                                                                        : QStringLiteral("AUDIO_WORKFLOW_TITLE")));
@@ -86,6 +89,8 @@ TULOAttachmentPropertiesTableViewSection *TULOAttachmentPropertiesViewController
     auto *section = new TULOAttachmentPropertiesTableViewSection(type, clientContext() ? *clientContext() : TULOClientContext(), this);
     section->setSectionDelegate(this);
     section->setTableCellsWithAttachment(*m_attachment, m_configuration);
+    for (int row = 0; row < section->numberOfRowsInTableView(nullptr); ++row)
+        m_tokenAssistant->addTextView(section->tokenTextViewForRowAtIndexPath(TULOIndexPath(0, row)));
     return section;
 }
 
@@ -120,6 +125,7 @@ void TULOAttachmentPropertiesViewController::loadView()
     m_tableView->setDataSource(this);
     m_tableView->setDelegate(this);
     m_tableView->reloadData();
+    m_tokenAssistant->setTableView(m_tableView);
     setView(m_tableView);
 }
 
@@ -414,6 +420,8 @@ void TULOAttachmentPropertiesViewController::keyboardChangeNotification(const TU
         if (!weakSelf || !weakSelf->m_tableView)
             return;
         weakSelf->m_keyboardInset = TULOKeyboardOverlapInWidget(userInfo, weakSelf->m_tableView).height();
+        weakSelf->m_tokenAssistant->setKeyboardFrame(userInfo.value(QString::fromLatin1(TULOKeyboardFrameEndUserInfoKey)).toRect());
+        weakSelf->m_tokenAssistant->layoutTagCompletionView();
         weakSelf->layoutTableView();
     });
 }

@@ -19,6 +19,7 @@ class TULOAttachmentPropertiesViewController;
 #include <Quillon/platform/ui/barbuttonitem.h>
 class TULOLoadAuthorAlbumsOperation;
 class TULONotification;
+class TULOTokenTextViewTableAssistant;
 class TULOValueTableViewController;
 
 class TULOAttachmentPropertiesDelegate
@@ -64,6 +65,8 @@ public:
     qint64 artistNameLength() const { return m_artistNameLength; }
     TULOBarButtonItem *doneButton() const { return m_doneButton; }
     TULOTableView *tableView();
+    // Gives the artist fields the compose view's tag completion.
+    TULOTokenTextViewTableAssistant *tokenTextViewAssistant() const { return m_tokenAssistant; }
 
     int numberOfSectionsInTableView(TULOTableView *tableView) override;
     int tableViewNumberOfRowsInSection(TULOTableView *tableView, int section) override;
@@ -116,6 +119,7 @@ private:
     qint64 m_artistNameLength = 0;
     QPointer<TULOBarButtonItem> m_doneButton;
     QPointer<TULOTableView> m_tableView;
+    TULOTokenTextViewTableAssistant *m_tokenAssistant = nullptr;
     QList<quint64> m_keyboardObservers;
     int m_keyboardInset = 0;
 };
