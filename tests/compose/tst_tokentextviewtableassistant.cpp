@@ -1,5 +1,4 @@
-#include "../store/storetestsupport.h"
-#include "tokentexttestsupport.h"
+#include "tagtestsupport.h"
 
 #include <Quillon/compose/attachmentpropertiesviewcontroller.h>
 #include <Quillon/compose/taglistviewcontroller.h>
@@ -21,12 +20,7 @@ class TestTokenTextViewTableAssistant : public QObject
 
     TULOConfiguration configuration() const
     {
-        TULOConfiguration configuration;
-        QUrl base = m_store.baseUrl();
-        base.setPath(QStringLiteral("/search/tags"));
-        base.setQuery(QStringLiteral("types=artist"));
-        configuration.setTagLookupBaseURL(base);
-        configuration.setSuggestedTags(QVariantList{QVariant::fromValue(TULOTestTag(QStringLiteral("Dana Demo")))});
+        TULOConfiguration configuration = TULOSandboxTagConfiguration(m_store, {QStringLiteral("Dana Demo")});
         configuration.setAudioCategoryNames(QStringList{QStringLiteral("Rock")});
         return configuration;
     }
