@@ -120,15 +120,16 @@ void TULOAttachmentPreviewView::resizeEvent(QResizeEvent *event)
     m_removeButton->raise();
 }
 
-QString TULOAttachmentPreviewView::kindKey() const
+// Whole keys, not composed ones, so the string tables' check finds each of them in the code.
+QString TULOAttachmentPreviewView::accessibilityKey(bool removeButton) const
 {
     switch (m_attachment ? m_attachment->attachmentType() : TULOAttachmentTypeUnknown) {
     case TULOAttachmentTypeVideo:
-        return QStringLiteral("VIDEO");
+        return removeButton ? QStringLiteral("REMOVE_ATTACHMENT_VIDEO_%@_%@") : QStringLiteral("ATTACHMENT_VIDEO_%@_%@");
     case TULOAttachmentTypeAudio:
-        return QStringLiteral("AUDIO");
+        return removeButton ? QStringLiteral("REMOVE_ATTACHMENT_AUDIO_%@_%@") : QStringLiteral("ATTACHMENT_AUDIO_%@_%@");
     default:
-        return QStringLiteral("PHOTO");
+        return removeButton ? QStringLiteral("REMOVE_ATTACHMENT_PHOTO_%@_%@") : QStringLiteral("ATTACHMENT_PHOTO_%@_%@");
     }
 }
 
@@ -140,10 +141,10 @@ void TULOAttachmentPreviewView::setAccessiblePosition(int index, int count)
         return TULOStringWithFormat(localization->localizedStringForKey(key, QString::fromLatin1(TULOStringsTablePostComposition), m_clientContext),
                                     position);
     };
-    QString name = text(QStringLiteral("ATTACHMENT_%1_%@_%@").arg(kindKey()));
+    QString name = text(accessibilityKey(false));
     if (m_attachment && !m_attachment->title().isEmpty())
         name += QStringLiteral(": ") + m_attachment->title();
     setAccessibleName(name);
-    m_removeButton->setAccessibleName(text(QStringLiteral("REMOVE_ATTACHMENT_%1_%@_%@").arg(kindKey())));
+    m_removeButton->setAccessibleName(text(accessibilityKey(true)));
     m_removeButton->setToolTip(m_removeButton->accessibleName());
 }

@@ -45,7 +45,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
 
 private:
-    QString kindKey() const;
+    QString accessibilityKey(bool removeButton) const;
 
     TULOAttachmentPtr m_attachment;
     TULOClientContext m_clientContext;

@@ -11,7 +11,7 @@
 #include <QObject>
 #include <QPointer>
 
-class QLineEdit;
+#include <QLineEdit>
 class TULOAttachmentPropertiesTableViewSection;
 class TULOTableView;
 class TULOTableViewCell;

@@ -31,8 +31,10 @@ public:
         set("XDG_RUNTIME_DIR", home.filePath(QStringLiteral("run")));
         QFile::setPermissions(home.filePath(QStringLiteral("run")),
                               QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        // A test that brings its own bus (the secret service test) sets it again itself.
-        qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/quillon-test-bus");
+        // The secret service test runs its binaries on a bus of its own (dbus-run-session) and
+        // says so; every other test gets no bus.
+        if (qgetenv("TULO_TEST_CREDENTIAL_BACKEND") != "secret-service")
+            qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/quillon-test-bus");
     }
 
 private:
