@@ -25,27 +25,6 @@ class TestSettingsScreenshots : public QObject
     std::unique_ptr<TULOAccountStore> m_store;
     QPalette m_lightPalette;
 
-    static QPalette darkPalette()
-    {
-        QPalette palette;
-        const QColor window(0x1e, 0x1e, 0x1e), base(0x2b, 0x2b, 0x2b), text(0xec, 0xec, 0xec);
-        palette.setColor(QPalette::Window, window);
-        palette.setColor(QPalette::WindowText, text);
-        palette.setColor(QPalette::Base, base);
-        palette.setColor(QPalette::AlternateBase, window);
-        palette.setColor(QPalette::Text, text);
-        palette.setColor(QPalette::Button, base);
-        palette.setColor(QPalette::ButtonText, text);
-        palette.setColor(QPalette::Highlight, QColor(0x0a, 0x84, 0xff));
-        palette.setColor(QPalette::HighlightedText, Qt::white);
-        palette.setColor(QPalette::PlaceholderText, QColor(0x98, 0x98, 0x9d));
-        palette.setColor(QPalette::Midlight, QColor(0x3a, 0x3a, 0x3c));
-        palette.setColor(QPalette::Mid, QColor(0x3a, 0x3a, 0x3c));
-        palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x73));
-        palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x73));
-        return palette;
-    }
-
     TULOViewController *makeScreen(const QString &name)
     {
         if (name == QLatin1String("settings")) {
@@ -111,7 +90,7 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QFETCH(qreal, ratio);
         QFETCH(bool, dark);
-        QApplication::setPalette(dark ? darkPalette() : m_lightPalette);
+        QApplication::setPalette(dark ? TULOTestDarkPalette() : m_lightPalette);
         TULOViewController *screen = makeScreen(name);
         TULONavigationController navigation(screen);
         const QSize size(420, 560);

@@ -13,3 +13,24 @@ QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, con
         return {};
     return image;
 }
+
+QPalette TULOTestDarkPalette()
+{
+    QPalette palette;
+    const QColor window(0x1e, 0x1e, 0x1e), base(0x2b, 0x2b, 0x2b), text(0xec, 0xec, 0xec);
+    palette.setColor(QPalette::Window, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, window);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::Button, base);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::Highlight, QColor(0x0a, 0x84, 0xff));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x98, 0x98, 0x9d));
+    palette.setColor(QPalette::Midlight, QColor(0x3a, 0x3a, 0x3c));
+    palette.setColor(QPalette::Mid, QColor(0x3a, 0x3a, 0x3c));
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x73));
+    palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x73));
+    return palette;
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QPalette>
 #include <QSize>
 #include <QString>
 
@@ -10,3 +11,6 @@ class TULOViewController;
 // <test output>/<testName>/<fileName>.png. Returns the image; a failed write leaves it null.
 QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, const QString &testName,
                           const QString &fileName, qreal devicePixelRatio = 1.0);
+
+// A dark palette like the desktop's dark themes, for the dark renderings.
+QPalette TULOTestDarkPalette();

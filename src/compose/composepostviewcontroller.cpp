@@ -1,0 +1,643 @@
+#include <Quillon/compose/composepostviewcontroller.h>
+
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/compose/attachmentpreviewview.h>
+#include <Quillon/compose/authorview.h>
+#include <Quillon/compose/composelabelvaluebutton.h>
+#include <Quillon/core/attachmentdownloadoperation.h>
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/localization.h>
+#include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/preferences.h>
+#include <Quillon/platform/store/resourceloader.h>
+#include <Quillon/platform/ui/alertaction.h>
+#include <Quillon/platform/ui/alertcontroller.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/settings/socialservicesetupviewcontroller.h>
+
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+const char *const TULOPreferredAuthorIDKey = "PreferredAuthorID";
+
+namespace {
+
+// The preparation may hold the store last and let it go on its worker thread; the store
+// belongs to the GUI thread and ends there.
+std::shared_ptr<TULOAccountStore> newAccountStore(const TULOPostAuthor &author)
+{
+    return std::shared_ptr<TULOAccountStore>(new TULOAccountStore(author), [](TULOAccountStore *store) { store->deleteLater(); });
+}
+
+QList<TULOSocialService> socialServices(const std::optional<QVariantList> &values)
+{
+    QList<TULOSocialService> services;
+    for (const QVariant &value : values.value_or(QVariantList()))
+        if (value.canConvert<TULOSocialService>())
+            services.append(value.value<TULOSocialService>());
+    return services;
+}
+
+} // namespace
+
+TULOComposePostViewController::TULOComposePostViewController(const TULOConfiguration &configuration, QObject *parent)
+    : TULOStoreViewController(parent)
+    , m_configuration(configuration)
+{
+    const QList<TULOPostAuthor> authors = m_configuration.authorsForSharing();
+    if (authors.size() >= 2) {
+        const QVariant preferred =
+            TULOPreferences::frameworkPreferences().objectForKey(QLatin1String(TULOPreferredAuthorIDKey));
+        if (preferred.typeId() == QMetaType::QString) {
+            for (const TULOPostAuthor &author : authors) {
+                if (author.identifier() == preferred.toString()) {
+                    m_selectedAuthor = author;
+                    break;
+                }
+            }
+        }
+    }
+    if (!m_selectedAuthor && !authors.isEmpty())
+        m_selectedAuthor = authors.first();
+    if (m_selectedAuthor) {
+        m_accountStore = newAccountStore(*m_selectedAuthor);
+        m_attributionAuthor = defaultAttributionAuthorForDestinationAuthor(*m_selectedAuthor);
+    }
+    // Any account store may change the linked accounts this author shares to.
+    m_accountStoreObserver = TULONotificationCenter::defaultCenter()->addObserver(
+        this, QLatin1String(TULOAccountStoreDidChangeNotification), nullptr,
+        [self = QPointer(this)](const TULONotification &) {
+            TULODispatchMain([self] {
+                if (self)
+                    self->socialAccountStoreDidChange();
+            });
+        });
+}
+
+TULOComposePostViewController::~TULOComposePostViewController()
+{
+    TULONotificationCenter::defaultCenter()->removeObservers(this);
+    if (m_composeView)
+        m_composeView->setDelegate(nullptr);
+    for (QObject *sender : {static_cast<QObject *>(m_attributionButton.data()),
+                            static_cast<QObject *>(m_externalServicesButton.data())})
+        if (sender)
+            sender->disconnect(this);
+    if (m_authorSelectionView)
+        m_authorSelectionView->authorNameButton()->disconnect(this);
+    if (m_composeView)
+        m_composeView->attachmentButton()->disconnect(this);
+}
+
+TULOClientContext TULOComposePostViewController::contextValue() const
+{
+    return clientContext() ? *clientContext() : TULOClientContext::defaultContext();
+}
+
+QString TULOComposePostViewController::localizedString(const QString &key) const
+{
+    return TULOLocalization::defaultLocalization()->localizedStringForKey(
+        key, QLatin1String(TULOStringsTablePostComposition), contextValue());
+}
+
+QList<TULOSoundBiteViewController *> TULOComposePostViewController::soundBiteViewControllers() const
+{
+    QList<TULOSoundBiteViewController *> controllers;
+    for (const auto &controller : m_soundBiteViewControllers)
+        if (controller)
+            controllers.append(controller);
+    return controllers;
+}
+
+TULOComposePostView *TULOComposePostViewController::composeView()
+{
+    view();
+    return m_composeView;
+}
+
+bool TULOComposePostViewController::isContentComplete() const
+{
+    return m_contentComplete;
+}
+
+// Authors and attribution
+
+std::optional<TULOPostAuthor>
+TULOComposePostViewController::defaultAttributionAuthorForDestinationAuthor(const TULOPostAuthor &author) const
+{
+    const std::optional<TULOPostAuthor> active = m_configuration.authorForActiveAccount();
+    if (!active || *active == author)
+        return std::nullopt;
+    if (author.hasPermission(TULOAuthorPermissionShareWithAttribution))
+        return active;
+    // Without that permission the destination is its own attribution: the post is not attributed.
+    return author;
+}
+
+void TULOComposePostViewController::setSelectedAuthor(const TULOPostAuthor &author)
+{
+    m_accountStore = newAccountStore(author);
+    m_attributionAuthor = defaultAttributionAuthorForDestinationAuthor(author);
+    m_selectedAuthor = author;
+    TULOPreferences preferences = TULOPreferences::frameworkPreferences();
+    preferences.setString(QLatin1String(TULOPreferredAuthorIDKey), author.identifier());
+    preferences.synchronize();
+    if (m_authorSelectionView)
+        m_authorSelectionView->setAuthorName(author.name());
+    if (m_composeView) {
+        m_composeView->setAllowedCharacterCount(allowedCharacterCount());
+        m_composeView->setFooterViews(footerViews());
+    }
+}
+
+void TULOComposePostViewController::setAttributionAuthor(const std::optional<TULOPostAuthor> &author)
+{
+    m_attributionAuthor = author;
+    if (m_composeView)
+        m_composeView->setFooterViews(footerViews());
+}
+
+QList<TULOSocialService> TULOComposePostViewController::enabledExternalServices() const
+{
+    QList<TULOSocialService> enabled;
+    if (!m_accountStore)
+        return enabled;
+    for (const TULOSocialService &service : socialServices(m_configuration.allowedExternalServices()))
+        if (m_accountStore->isAccountEnabledForServiceIdentifier(service.identifier()))
+            enabled.append(service);
+    return enabled;
+}
+
+qint64 TULOComposePostViewController::allowedCharacterCount() const
+{
+    qint64 count = 0;
+    for (const TULOSocialService &service : enabledExternalServices()) {
+        const qint64 limit = service.maximumNumberOfCharacters();
+        if (limit <= 0)
+            continue;
+        count = count == 0 ? limit : std::min(count, limit);
+    }
+    return count;
+}
+
+// Content
+
+bool TULOComposePostViewController::hasSoundBite() const
+{
+    return !m_soundBiteViewControllers.isEmpty() && m_soundBiteViewControllers.first()
+        && m_soundBiteViewControllers.first()->attachment();
+}
+
+TULOAttachmentPtr TULOComposePostViewController::getSoundBite() const
+{
+    return hasSoundBite() ? m_soundBiteViewControllers.first()->attachment() : nullptr;
+}
+
+void TULOComposePostViewController::updatePostButton()
+{
+    bool complete = hasSoundBite();
+    if (!complete && m_composeView)
+        complete = !m_composeView->text().isEmpty();
+    if (!complete)
+        complete = !m_attachments.isEmpty();
+    m_contentComplete = complete;
+    if (auto *delegate = m_delegate.get())
+        delegate->composePostViewControllerContentDidChange(this, complete);
+}
+
+void TULOComposePostViewController::reloadAttachmentUI()
+{
+    if (m_composeView) {
+        if (m_configuration.item()) {
+            m_composeView->setAttachmentViews({});
+            m_composeView->setShowsAttachmentButton(false);
+        } else {
+            qint64 count = m_attachments.size();
+            for (const auto &controller : std::as_const(m_soundBiteViewControllers))
+                if (controller && !controller->attachment())
+                    ++count;
+            m_composeView->setAttachmentViews(attachmentViews());
+            m_composeView->setShowsAttachmentButton(count < m_configuration.maximumNumberOfAttachments());
+        }
+    }
+    updatePostButton();
+}
+
+QList<QWidget *> TULOComposePostViewController::attachmentViews()
+{
+    // Previews are made once per attachment and kept while it stays in the list.
+    QList<QWidget *> views;
+    const QList<QWidget *> current = m_composeView ? m_composeView->attachmentViews() : QList<QWidget *>();
+    for (const TULOAttachmentPtr &attachment : std::as_const(m_attachments)) {
+        TULOAttachmentPreviewView *preview = nullptr;
+        for (QWidget *view : current) {
+            auto *existing = qobject_cast<TULOAttachmentPreviewView *>(view);
+            if (existing && existing->attachment() == attachment)
+                preview = existing;
+        }
+        if (!preview)
+            preview = TULOAttachmentPreviewView::withAttachment(attachment, contextValue());
+        if (preview)
+            views.append(preview);
+    }
+    for (const auto &controller : std::as_const(m_soundBiteViewControllers))
+        if (controller)
+            views.append(controller->view());
+    return views;
+}
+
+void TULOComposePostViewController::addAttachmentsToList(const QList<TULOAttachmentPtr> &attachments)
+{
+    m_attachments.append(attachments);
+    reloadAttachmentUI();
+    updatePostButton();
+}
+
+void TULOComposePostViewController::addAttachments(const QList<TULOAttachmentPtr> &attachments, bool animated)
+{
+    bool editorOpened = false;
+    for (const TULOAttachmentPtr &attachment : attachments) {
+        if (!attachment)
+            continue;
+        if (!editorOpened && canShowEditorForAttachment(attachment)) {
+            editorOpened = true;
+            editPropertiesForAttachment(attachment, animated);
+            continue;
+        }
+        m_attachments.append(attachment);
+    }
+    reloadAttachmentUI();
+}
+
+bool TULOComposePostViewController::canShowEditorForAttachment(const TULOAttachmentPtr &attachment) const
+{
+    const TULOAttachmentType type = attachment ? attachment->attachmentType() : TULOAttachmentTypeUnknown;
+    return type == TULOAttachmentTypeAudio || type == TULOAttachmentTypeVideo;
+}
+
+void TULOComposePostViewController::ingestAttachment(const TULOAttachmentPtr &attachment, bool animated)
+{
+    if (!attachment)
+        return;
+    if (canShowEditorForAttachment(attachment))
+        editPropertiesForAttachment(attachment, animated);
+    else
+        addAttachmentsToList({attachment});
+}
+
+void TULOComposePostViewController::editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool animated)
+{
+    Q_UNUSED(animated)
+    // Until the properties editor is wired in, the attachment joins the post as it is.
+    didEditAttachment(attachment);
+}
+
+void TULOComposePostViewController::didEditAttachment(const TULOAttachmentPtr &edited)
+{
+    if (m_editingAttachment) {
+        const TULOAttachmentPtr editing = std::exchange(m_editingAttachment, nullptr);
+        const qsizetype index = m_attachments.indexOf(editing);
+        if (index >= 0) {
+            m_attachments[index] = edited;
+            reloadAttachmentUI();
+            return;
+        }
+    }
+    if (edited->isDownloadable()) {
+        m_attachmentDownloadOperation = std::make_shared<TULOAttachmentDownloadOperation>(edited);
+        operationQueue()->addOperation(m_attachmentDownloadOperation);
+        m_attachmentWasDownloadedAndNeedsRemoval = true;
+    }
+    addAttachmentsToList({edited});
+}
+
+void TULOComposePostViewController::removeDownloadedMediaItem(const TULOAttachmentPtr &attachment)
+{
+    if (attachment->mediaItem())
+        TULOMediaLibrary::defaultMediaLibrary()->removeItems({attachment->mediaItem()});
+}
+
+void TULOComposePostViewController::handleAttachmentMenuResult(qint64 result,
+                                                               const QList<TULOAttachmentPtr> &selectedAttachments)
+{
+    switch (result) {
+    case AttachmentMenuResultShelf:
+        if (!selectedAttachments.isEmpty())
+            ingestAttachment(selectedAttachments.first(), true);
+        break;
+    case AttachmentMenuResultSoundBite: {
+        auto *recorder = new TULOSoundBiteViewController;
+        recorder->setClientContext(contextValue());
+        recorder->setConfiguration(m_configuration);
+        recorder->setDelegate(this);
+        addChildViewController(recorder);
+        m_soundBiteViewControllers.append(recorder);
+        reloadAttachmentUI();
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+// Compose view and recorder delegates
+
+void TULOComposePostViewController::composePostViewTextDidChange(TULOComposePostView *view)
+{
+    Q_UNUSED(view)
+    updatePostButton();
+    reloadTagCompletionViewController();
+}
+
+void TULOComposePostViewController::composePostViewTextSelectionDidChange(TULOComposePostView *view)
+{
+    Q_UNUSED(view)
+    reloadTagCompletionViewController();
+}
+
+void TULOComposePostViewController::composePostViewDidSelectAttachmentAtIndex(TULOComposePostView *view,
+                                                                             const TULOAttachmentPtr &attachment,
+                                                                             qsizetype index)
+{
+    Q_UNUSED(view) Q_UNUSED(index)
+    if (!canShowEditorForAttachment(attachment))
+        return;
+    m_editingAttachment = attachment;
+    editPropertiesForAttachment(attachment, true);
+}
+
+void TULOComposePostViewController::composePostViewDidRemoveAttachmentViewAtIndex(TULOComposePostView *view,
+                                                                                 QWidget *attachmentView,
+                                                                                 qsizetype index)
+{
+    Q_UNUSED(view) Q_UNUSED(index)
+    for (qsizetype i = 0; i < m_soundBiteViewControllers.size(); ++i) {
+        TULOSoundBiteViewController *controller = m_soundBiteViewControllers.at(i);
+        if (controller && controller->viewIfLoaded() == attachmentView) {
+            controller->removeFromParentViewController();
+            controller->stopPlayback();
+            m_soundBiteViewControllers.removeAt(i);
+            controller->deleteLater();
+            break;
+        }
+    }
+    if (auto *preview = qobject_cast<TULOAttachmentPreviewView *>(attachmentView)) {
+        const TULOAttachmentPtr attachment = preview->attachment();
+        m_attachments.removeAll(attachment);
+        if (attachment->isDownloadable() && m_attachmentDownloadOperation) {
+            m_attachmentDownloadOperation->cancel();
+            m_attachmentDownloadOperation.reset();
+        }
+        // The flag stays set: an earlier download of this post may still need removing.
+        if (m_attachmentWasDownloadedAndNeedsRemoval)
+            removeDownloadedMediaItem(attachment);
+        preview->deleteLater();
+    }
+    reloadAttachmentUI();
+    updatePostButton();
+}
+
+void TULOComposePostViewController::viewControllerDidCompleteRecording(TULOSoundBiteViewController *controller)
+{
+    Q_UNUSED(controller)
+    // A finished take no longer counts as an open slot.
+    reloadAttachmentUI();
+}
+
+// Post description
+
+void TULOComposePostViewController::getPostDescriptionUsingBlock(PostDescriptionBlock block)
+{
+    auto operation = std::make_shared<TULOPreparePostDescriptionOperation>();
+    if (hasSoundBite()) {
+        if (TULOAttachmentPtr soundBite = getSoundBite())
+            operation->setAttachments({soundBite});
+    } else {
+        operation->setAttachments(m_attachments);
+    }
+    operation->setAccountStore(m_accountStore);
+    operation->setAttributed(m_attributionAuthor && m_attributionAuthor != m_selectedAuthor);
+    if (m_selectedAuthor)
+        operation->setAuthor(*m_selectedAuthor);
+    operation->setClientContext(contextValue());
+    operation->setContentItem(m_configuration.item());
+    operation->setEnabledExternalServices(enabledExternalServices());
+    if (m_accountStore)
+        operation->setFacebookDestination(m_accountStore->preferredFacebookAutopostingDestination());
+    operation->setText(m_composeView ? m_composeView->text() : QString());
+    if (m_attachmentDownloadOperation)
+        operation->addDependency(m_attachmentDownloadOperation);
+    operation->setAttachmentWasDownloadedAndNeedsRemoval(m_attachmentWasDownloadedAndNeedsRemoval);
+    // The queue travels with the result, so a host that drops the editor right after Post
+    // neither cancels the preparation nor waits for it on the GUI thread.
+    std::shared_ptr<TULOOperationQueue> queue = operationQueue();
+    operation->setOutputBlock([block = std::move(block), queue](const std::optional<TULOPostDescription> &description,
+                                                                const TULOError &error) mutable {
+        TULODispatchMain([block, description, error, queue]() mutable {
+            if (block)
+                block(description, error);
+            // The last holder releases the queue later, off this operation's own output.
+            QTimer::singleShot(0, [queue = std::move(queue)] {});
+        });
+    });
+    queue->addOperation(operation);
+}
+
+// Rows
+
+QList<QWidget *> TULOComposePostViewController::headerViews()
+{
+    if (m_configuration.potentalAuthors().value_or(QList<TULOPostAuthor>()).size() <= 1)
+        return {};
+    if (!m_authorSelectionView) {
+        m_authorSelectionView = new TULOAuthorView;
+        connect(m_authorSelectionView->authorNameButton(), &QPushButton::clicked, this,
+                [this] { pickAuthorAction(m_authorSelectionView->authorNameButton()); });
+        m_authorSelectionView->setLabelText(localizedString(QStringLiteral("POST_AS_LABEL")));
+    }
+    m_authorSelectionView->setAuthorName(m_selectedAuthor ? m_selectedAuthor->name() : QString());
+    return {m_authorSelectionView};
+}
+
+QList<QWidget *> TULOComposePostViewController::scrollableHeaderViews()
+{
+    const std::optional<TULOStoreItem> item = m_configuration.item();
+    if (!item)
+        return {};
+    auto *lockup = new QWidget;
+    lockup->setAttribute(Qt::WA_TransparentForMouseEvents);
+    auto *column = new QVBoxLayout(lockup);
+    column->setContentsMargins(0, 0, 0, 0);
+    auto *title = new QLabel(item->displayName());
+    QFont bold = title->font();
+    bold.setBold(true);
+    title->setFont(bold);
+    column->addWidget(title);
+    QString subtitle;
+    if (!item->artistName().isEmpty() && !item->collectionName().isEmpty())
+        subtitle = TULOStringWithFormat(localizedString(QStringLiteral("CONTENT_ITEM_SUBTITLE_%@_%@")),
+                                        {item->artistName(), item->collectionName()});
+    else
+        subtitle = item->artistName().isEmpty() ? item->collectionName() : item->artistName();
+    if (!subtitle.isEmpty())
+        column->addWidget(new QLabel(subtitle));
+    lockup->setAccessibleName(subtitle.isEmpty() ? item->displayName() : item->displayName() + QStringLiteral(", ") + subtitle);
+    return {lockup};
+}
+
+QList<QWidget *> TULOComposePostViewController::footerViews()
+{
+    QList<QWidget *> rows;
+    if (m_attributionAuthor) {
+        if (!m_attributionButton) {
+            m_attributionButton = new TULOComposeLabelValueButton;
+            connect(m_attributionButton, &QPushButton::clicked, this, [this] { attributionButtonAction(); });
+            m_attributionButton->setCharge(-1.0);
+            m_attributionButton->setLabelText(localizedString(QStringLiteral("ATTRIBUTION_LABEL")));
+        }
+        if (m_attributionAuthor == m_selectedAuthor)
+            m_attributionButton->setValueText(m_attributionAuthor->name());
+        else
+            m_attributionButton->setValueText(
+                TULOStringWithFormat(localizedString(QStringLiteral("ATTRIBUTION_PERSON_%@_FROM_GROUP_%@")),
+                                     {m_attributionAuthor->name(), m_selectedAuthor ? m_selectedAuthor->name() : QString()}));
+        rows.append(m_attributionButton);
+    }
+    if (!m_configuration.allowedExternalServices().value_or(QVariantList()).isEmpty()) {
+        if (!m_externalServicesButton) {
+            m_externalServicesButton = new TULOComposeLabelValueButton;
+            connect(m_externalServicesButton, &QPushButton::clicked, this, [this] { externalServicesButtonAction(); });
+            m_externalServicesButton->setCharge(-1.0);
+        }
+        reloadExternalServicesButton();
+        rows.append(m_externalServicesButton);
+    }
+    return rows;
+}
+
+void TULOComposePostViewController::reloadExternalServicesButton()
+{
+    if (!m_externalServicesButton)
+        return;
+    const QList<TULOSocialService> enabled = enabledExternalServices();
+    const QString facebook = QLatin1String(TULOServiceIdentifierFacebook);
+    if (!enabled.isEmpty()) {
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("ALSO_SHARING_TO")));
+        if (enabled.size() == 2)
+            m_externalServicesButton->setValueText(localizedString(QStringLiteral("EXTERNAL_SERVICE_TWITTER_AND_FACEBOOK")));
+        else if (enabled.first().identifier() == facebook)
+            m_externalServicesButton->setValueText(localizedString(QStringLiteral("EXTERNAL_SERVICE_FACEBOOK")));
+        else
+            m_externalServicesButton->setValueText(localizedString(QStringLiteral("EXTERNAL_SERVICE_TWITTER")));
+        return;
+    }
+    const QList<TULOSocialService> allowed = socialServices(m_configuration.allowedExternalServices());
+    m_externalServicesButton->setValueText(QString());
+    if (allowed.size() == 2)
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP")));
+    else if (!allowed.isEmpty() && allowed.first().identifier() == facebook)
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP_FACEBOOK_ONLY")));
+    else
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP_TWITTER_ONLY")));
+}
+
+void TULOComposePostViewController::socialAccountStoreDidChange()
+{
+    if (m_composeView)
+        m_composeView->setAllowedCharacterCount(allowedCharacterCount());
+    reloadExternalServicesButton();
+}
+
+// Actions
+
+void TULOComposePostViewController::attachmentButtonAction(QWidget *sender)
+{
+    Q_UNUSED(sender)
+    m_composeView->resignFirstResponder();
+}
+
+void TULOComposePostViewController::pickAuthorAction(QWidget *sender)
+{
+    auto *menu = new TULOAlertController(localizedString(QStringLiteral("AUTHOR_SELECTION_TITLE")), QString(),
+                                         TULOAlertControllerStyleActionSheet);
+    QPointer<TULOComposePostViewController> self(this);
+    for (const TULOPostAuthor &author : m_configuration.authorsForSharing()) {
+        menu->addAction(TULOAlertAction::actionWithTitle(author.name(), TULOAlertActionStyleDefault,
+                                                         [self, author](TULOAlertAction *) {
+                                                             if (self)
+                                                                 self->setSelectedAuthor(author);
+                                                         }));
+    }
+    menu->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("AUTHOR_CANCEL_BUTTON")),
+                                                     TULOAlertActionStyleCancel));
+    menu->setModalPresentationStyle(TULOModalPresentationStylePopover);
+    menu->setPopoverPermittedArrowDirections(TULOPopoverArrowDirectionUp);
+    menu->setPopoverSourceView(sender);
+    menu->setPopoverSourceRect(sender->rect());
+    presentViewController(menu, true);
+}
+
+void TULOComposePostViewController::attributionButtonAction()
+{
+}
+
+void TULOComposePostViewController::externalServicesButtonAction()
+{
+    if (!m_accountStore || !navigationController())
+        return;
+    auto *settings = new TULOSocialServiceSetupViewController(m_configuration, m_accountStore.get());
+    settings->setOperationQueue(operationQueue());
+    settings->setClientContext(clientContext());
+    settings->setTitle(localizedString(QStringLiteral("EXTERNAL_SERVICE_SETTINGS_TITLE")));
+    navigationController()->pushViewController(settings, true);
+}
+
+void TULOComposePostViewController::reloadTagCompletionViewController()
+{
+}
+
+// Life cycle
+
+void TULOComposePostViewController::loadView()
+{
+    auto *composeView = new TULOComposePostView;
+    m_composeView = composeView;
+    connect(composeView->attachmentButton(), &QPushButton::clicked, this,
+            [this] { attachmentButtonAction(m_composeView->attachmentButton()); });
+    composeView->setAllowedCharacterCount(allowedCharacterCount());
+    composeView->setAutoFillBackground(true);
+    composeView->setDelegate(this);
+    composeView->setFooterViews(footerViews());
+    composeView->setHeaderViews(headerViews());
+    composeView->setScrollableHeaderViews(scrollableHeaderViews());
+    setView(composeView);
+    reloadAttachmentUI();
+}
+
+void TULOComposePostViewController::viewWillAppear(bool animated)
+{
+    TULOStoreViewController::viewWillAppear(animated);
+    for (QPushButton *row : {static_cast<QPushButton *>(m_attributionButton.data()),
+                             static_cast<QPushButton *>(m_externalServicesButton.data())})
+        if (row)
+            row->setDown(false);
+}
+
+void TULOComposePostViewController::viewDidAppear(bool animated)
+{
+    TULOStoreViewController::viewDidAppear(animated);
+    m_editingAttachment.reset();
+    if (!m_didAppear) {
+        m_didAppear = true;
+        // Once the screen is drawn, the keyboard goes to the text.
+        QTimer::singleShot(0, this, [this] {
+            if (m_composeView)
+                m_composeView->becomeFirstResponder();
+        });
+    }
+}

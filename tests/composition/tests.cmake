@@ -1,0 +1,4 @@
+quillon_add_test(NAME composepostviewcontroller LABELS composition SOURCES
+    tst_composepostviewcontroller.cpp
+    ../audio/testaudio.cpp)
+quillon_add_test(NAME compositioncontainer SOURCES tst_compositioncontainer.cpp LABELS composition)
