@@ -152,10 +152,10 @@ void TULOComposePostView::removeAttachmentView(QWidget *view)
     m_attachmentLayout->removeWidget(view);
     view->hide();
     if (auto *delegate = m_delegate.get())
-        delegate->composePostViewDidRemoveAttachmentViewAtIndex(this, view, index);
+        delegate->composePostViewDidRemoveAttachmentViewAtIndex(this, view, int(index));
 }
 
-QPushButton *TULOComposePostView::attachmentButton()
+QAbstractButton *TULOComposePostView::attachmentButton()
 {
     if (!m_attachmentButton) {
         m_attachmentButton = new QPushButton(QIcon::fromTheme(QStringLiteral("list-add")), tr("Add"));

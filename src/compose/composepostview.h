@@ -14,6 +14,7 @@
 
 class QHBoxLayout;
 class QLabel;
+class QAbstractButton;
 class QPushButton;
 class QVBoxLayout;
 class TULOComposePostView;
@@ -27,12 +28,12 @@ public:
     virtual void composePostViewTextDidChange(TULOComposePostView *view) { Q_UNUSED(view) }
     virtual void composePostViewTextSelectionDidChange(TULOComposePostView *view) { Q_UNUSED(view) }
     virtual void composePostViewDidSelectAttachmentAtIndex(TULOComposePostView *view, const TULOAttachmentPtr &attachment,
-                                                           qsizetype index)
+                                                           int index)
     {
         Q_UNUSED(view) Q_UNUSED(attachment) Q_UNUSED(index)
     }
     virtual void composePostViewDidRemoveAttachmentViewAtIndex(TULOComposePostView *view, QWidget *attachmentView,
-                                                               qsizetype index)
+                                                               int index)
     {
         Q_UNUSED(view) Q_UNUSED(attachmentView) Q_UNUSED(index)
     }
@@ -70,7 +71,7 @@ public:
     QList<QWidget *> attachmentViews() const { return m_attachmentViews; }
     void setAttachmentViews(const QList<QWidget *> &views);
 
-    QPushButton *attachmentButton();
+    QAbstractButton *attachmentButton();
     bool showsAttachmentButton() const { return m_showsAttachmentButton; }
     void setShowsAttachmentButton(bool shows);
 

@@ -18,6 +18,7 @@
 #include <Quillon/platform/ui/navigationcontroller.h>
 #include <Quillon/settings/socialservicesetupviewcontroller.h>
 
+#include <QAbstractButton>
 #include <QLabel>
 #include <QPushButton>
 #include <QTimer>
@@ -362,7 +363,7 @@ void TULOComposePostViewController::composePostViewTextSelectionDidChange(TULOCo
 
 void TULOComposePostViewController::composePostViewDidSelectAttachmentAtIndex(TULOComposePostView *view,
                                                                              const TULOAttachmentPtr &attachment,
-                                                                             qsizetype index)
+                                                                             int index)
 {
     Q_UNUSED(view) Q_UNUSED(index)
     if (!canShowEditorForAttachment(attachment))
@@ -373,7 +374,7 @@ void TULOComposePostViewController::composePostViewDidSelectAttachmentAtIndex(TU
 
 void TULOComposePostViewController::composePostViewDidRemoveAttachmentViewAtIndex(TULOComposePostView *view,
                                                                                  QWidget *attachmentView,
-                                                                                 qsizetype index)
+                                                                                 int index)
 {
     Q_UNUSED(view) Q_UNUSED(index)
     for (qsizetype i = 0; i < m_soundBiteViewControllers.size(); ++i) {
@@ -496,7 +497,7 @@ QList<QWidget *> TULOComposePostViewController::footerViews()
     if (m_attributionAuthor) {
         if (!m_attributionButton) {
             m_attributionButton = new TULOComposeLabelValueButton;
-            connect(m_attributionButton, &QPushButton::clicked, this, [this] { attributionButtonAction(); });
+            connect(m_attributionButton, &QAbstractButton::clicked, this, [this] { attributionButtonAction(); });
             m_attributionButton->setCharge(-1.0);
             m_attributionButton->setLabelText(localizedString(QStringLiteral("ATTRIBUTION_LABEL")));
         }
@@ -511,7 +512,7 @@ QList<QWidget *> TULOComposePostViewController::footerViews()
     if (!m_configuration.allowedExternalServices().value_or(QVariantList()).isEmpty()) {
         if (!m_externalServicesButton) {
             m_externalServicesButton = new TULOComposeLabelValueButton;
-            connect(m_externalServicesButton, &QPushButton::clicked, this, [this] { externalServicesButtonAction(); });
+            connect(m_externalServicesButton, &QAbstractButton::clicked, this, [this] { externalServicesButtonAction(); });
             m_externalServicesButton->setCharge(-1.0);
         }
         reloadExternalServicesButton();
@@ -607,7 +608,7 @@ void TULOComposePostViewController::loadView()
 {
     auto *composeView = new TULOComposePostView;
     m_composeView = composeView;
-    connect(composeView->attachmentButton(), &QPushButton::clicked, this,
+    connect(composeView->attachmentButton(), &QAbstractButton::clicked, this,
             [this] { attachmentButtonAction(m_composeView->attachmentButton()); });
     composeView->setAllowedCharacterCount(allowedCharacterCount());
     composeView->setAutoFillBackground(true);
@@ -622,8 +623,8 @@ void TULOComposePostViewController::loadView()
 void TULOComposePostViewController::viewWillAppear(bool animated)
 {
     TULOStoreViewController::viewWillAppear(animated);
-    for (QPushButton *row : {static_cast<QPushButton *>(m_attributionButton.data()),
-                             static_cast<QPushButton *>(m_externalServicesButton.data())})
+    for (QAbstractButton *row : {static_cast<QAbstractButton *>(m_attributionButton.data()),
+                                 static_cast<QAbstractButton *>(m_externalServicesButton.data())})
         if (row)
             row->setDown(false);
 }

@@ -101,9 +101,9 @@ public:
     void composePostViewTextDidChange(TULOComposePostView *view) override;
     void composePostViewTextSelectionDidChange(TULOComposePostView *view) override;
     void composePostViewDidSelectAttachmentAtIndex(TULOComposePostView *view, const TULOAttachmentPtr &attachment,
-                                                   qsizetype index) override;
+                                                   int index) override;
     void composePostViewDidRemoveAttachmentViewAtIndex(TULOComposePostView *view, QWidget *attachmentView,
-                                                       qsizetype index) override;
+                                                       int index) override;
     // TULOSoundBiteViewControllerDelegate
     void viewControllerDidCompleteRecording(TULOSoundBiteViewController *controller) override;
 

@@ -211,14 +211,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("servicesRow");
         const QString also = TULOSettingsTestText(QStringLiteral("ALSO_SHARING_TO"));
         QTest::newRow("140 and no limit") << qint64(140) << qint64(0) << true << true << qint64(140)
-                                          << also + QStringLiteral("  ") + TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_TWITTER_AND_FACEBOOK"));
+                                          << also + QStringLiteral("|") + TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_TWITTER_AND_FACEBOOK"));
         QTest::newRow("140 and a larger limit") << qint64(140) << qint64(5000) << true << true << qint64(140) << QString();
         QTest::newRow("larger first, then 140") << qint64(5000) << qint64(140) << true << true << qint64(140) << QString();
         QTest::newRow("only facebook on") << qint64(140) << qint64(5000) << false << true << qint64(5000)
-                                          << also + QStringLiteral("  ") + TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_FACEBOOK"));
+                                          << also + QStringLiteral("|") + TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_FACEBOOK"));
         QTest::newRow("negative limit skipped") << qint64(-1) << qint64(300) << true << true << qint64(300) << QString();
         QTest::newRow("none on") << qint64(140) << qint64(5000) << false << false << qint64(0)
-                                 << TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP"));
+                                 << TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP")) + QStringLiteral("|");
     }
     void allowedCharacterCount()
     {
@@ -249,7 +249,8 @@ private Q_SLOTS:
         QCOMPARE(composer->allowedCharacterCount(), expected);
         QCOMPARE(composer->composeView()->allowedCharacterCount(), expected);
         if (!servicesRow.isNull())
-            QCOMPARE(composer->externalServicesButton()->text(), servicesRow);
+            QCOMPARE(composer->externalServicesButton()->labelText() + QLatin1Char('|') + composer->externalServicesButton()->valueText(),
+                     servicesRow);
     }
 
     // A switch turned in the settings reaches the open editor through the account store's
@@ -264,12 +265,14 @@ private Q_SLOTS:
         configuration.setPotentalAuthors(QList<TULOPostAuthor>{author});
         auto composer = makeComposer(configuration);
         QCOMPARE(composer->composeView()->allowedCharacterCount(), qint64(0));
-        QCOMPARE(composer->externalServicesButton()->text(),
+        QCOMPARE(composer->externalServicesButton()->labelText(),
                  TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP_TWITTER_ONLY")));
+        QCOMPARE(composer->externalServicesButton()->valueText(), QString());
 
         store->setAccountEnabled(true, TULOTestTwitter);
         QTRY_COMPARE(composer->composeView()->allowedCharacterCount(), qint64(140));
-        QVERIFY(composer->externalServicesButton()->text().endsWith(TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_TWITTER"))));
+        QCOMPARE(composer->externalServicesButton()->labelText(), TULOSettingsTestText(QStringLiteral("ALSO_SHARING_TO")));
+        QCOMPARE(composer->externalServicesButton()->valueText(), TULOSettingsTestText(QStringLiteral("EXTERNAL_SERVICE_TWITTER")));
     }
 
     void addAttachmentsOpensTheFirstEditable_data()
@@ -350,7 +353,7 @@ private Q_SLOTS:
         composer.didEditAttachment(TULOTestImageAttachment());
         QCOMPARE(recorder.reports.constLast(), true);
         // Taking it out again empties the post.
-        composer.composeView()->removeAttachmentView(composer.composeView()->attachmentViews().first());
+        composer.composePostViewDidRemoveAttachmentViewAtIndex(composer.composeView(), composer.composeView()->attachmentViews().first(), 0);
         QVERIFY(composer.attachments().isEmpty());
         QCOMPARE(recorder.reports.constLast(), false);
     }
@@ -371,7 +374,7 @@ private Q_SLOTS:
         composer.didEditAttachment(image);
         composer.didEditAttachment(song);
         composer.setAttachmentWasDownloadedAndNeedsRemoval(downloaded);
-        composer.composeView()->removeAttachmentView(composer.composeView()->attachmentViews().at(1));
+        composer.composePostViewDidRemoveAttachmentViewAtIndex(composer.composeView(), composer.composeView()->attachmentViews().at(1), 1);
         QCOMPARE(composer.attachments(), QList<TULOAttachmentPtr>{image});
         QCOMPARE(composer.removedFromLibrary, downloaded ? QList<TULOAttachmentPtr>{song} : QList<TULOAttachmentPtr>{});
         QCOMPARE(composer.attachmentWasDownloadedAndNeedsRemoval(), downloaded);
@@ -388,7 +391,7 @@ private Q_SLOTS:
         composer.view();
         composer.handleAttachmentMenuResult(TULOComposePostViewController::AttachmentMenuResultSoundBite, {});
         QCOMPARE(recorder.reports.constLast(), false);
-        composer.composeView()->removeAttachmentView(composer.composeView()->attachmentViews().first());
+        composer.composePostViewDidRemoveAttachmentViewAtIndex(composer.composeView(), composer.composeView()->attachmentViews().first(), 0);
         QVERIFY(composer.soundBiteViewControllers().isEmpty());
 
         QVERIFY(recordSoundBite(composer));
