@@ -419,6 +419,32 @@ private Q_SLOTS:
         QCOMPARE(destinations.first().toObject().value(QStringLiteral("service")).toString(), TULOTestTwitter);
     }
 
+    // A post whose file is gone by the time it is prepared: the host hears Posted at once, as
+    // always, and the upload status then fails with the reason; nothing is left to retry.
+    void unpreparablePostFailsTheUploadStatus()
+    {
+        HostDelegate host;
+        auto *container = new Container(std::optional(oneAuthor()));
+        container->setDelegate(&host);
+        TULOPostOutbox outbox(m_fixture.home.filePath(QStringLiteral("outbox-missing")));
+        container->setOutbox(&outbox);
+        const std::shared_ptr<TULOUploadStatus> status = container->uploadStatus();
+        QSignalSpy failed(status.get(), &TULOUploadStatus::failed);
+        const QString missing = m_fixture.home.filePath(QStringLiteral("gone.jpg"));
+        container->addAttachments({std::make_shared<TULOAttachment>(QUrl::fromLocalFile(missing), QStringLiteral("image/jpeg"))});
+        auto window = present(container);
+        QTRY_VERIFY(container->shareButtonItem()->isEnabled());
+        QVERIFY(container->shareButtonItem()->trigger());
+        QCOMPARE(host.results, QList<qint64>{TULOComposePostResultPosted});
+        QCOMPARE(status->state(), TULOUploadStatus::Preparing);
+        QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, 20000);
+        QCOMPARE(status->state(), TULOUploadStatus::Failed);
+        QVERIFY(!status->error().isNull());
+        QVERIFY(!status->error().localizedDescription().isEmpty());
+        QVERIFY(!status->retry());
+        QVERIFY(outbox.entries().isEmpty());
+    }
+
     void screenshots_data()
     {
         QTest::addColumn<qreal>("ratio");
