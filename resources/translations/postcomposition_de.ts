@@ -519,5 +519,45 @@
         <source>The store refused the change. Nothing was changed; try again later.</source>
         <translation>Der Store hat die Änderung abgelehnt. Es wurde nichts geändert; versuche es später noch einmal.</translation>
     </message>
+    <message id="ADD_ATTACHMENT_BUTTON">
+        <source>Add Attachment</source>
+        <translation>Anhang hinzufügen</translation>
+    </message>
+    <message id="ATTACHMENT_AUDIO_%@_%@">
+        <source>Song %@ of %@</source>
+        <translation>Titel %@ von %@</translation>
+    </message>
+    <message id="ATTACHMENT_PHOTO_%@_%@">
+        <source>Photo %@ of %@</source>
+        <translation>Foto %@ von %@</translation>
+    </message>
+    <message id="ATTACHMENT_VIDEO_%@_%@">
+        <source>Video %@ of %@</source>
+        <translation>Video %@ von %@</translation>
+    </message>
+    <message id="CHARACTERS_REMAINING_%@">
+        <source>%@ characters left</source>
+        <translation>Noch %@ Zeichen</translation>
+    </message>
+    <message id="COMPOSE_TEXT_ACCESSIBLE_NAME">
+        <source>Post text</source>
+        <translation>Text des Beitrags</translation>
+    </message>
+    <message id="REMOVE_ATTACHMENT_AUDIO_%@_%@">
+        <source>Remove song %@ of %@</source>
+        <translation>Titel %@ von %@ entfernen</translation>
+    </message>
+    <message id="REMOVE_ATTACHMENT_PHOTO_%@_%@">
+        <source>Remove photo %@ of %@</source>
+        <translation>Foto %@ von %@ entfernen</translation>
+    </message>
+    <message id="REMOVE_ATTACHMENT_VIDEO_%@_%@">
+        <source>Remove video %@ of %@</source>
+        <translation>Video %@ von %@ entfernen</translation>
+    </message>
+    <message id="TAG_LIST_ACCESSIBLE_NAME">
+        <source>Tag suggestions</source>
+        <translation>Vorschläge für Tags</translation>
+    </message>
 </context>
 </TS>

@@ -519,5 +519,45 @@
         <source>The store refused the change. Nothing was changed; try again later.</source>
         <translation>The store refused the change. Nothing was changed; try again later.</translation>
     </message>
+    <message id="ADD_ATTACHMENT_BUTTON">
+        <source>Add Attachment</source>
+        <translation>Add Attachment</translation>
+    </message>
+    <message id="ATTACHMENT_AUDIO_%@_%@">
+        <source>Song %@ of %@</source>
+        <translation>Song %@ of %@</translation>
+    </message>
+    <message id="ATTACHMENT_PHOTO_%@_%@">
+        <source>Photo %@ of %@</source>
+        <translation>Photo %@ of %@</translation>
+    </message>
+    <message id="ATTACHMENT_VIDEO_%@_%@">
+        <source>Video %@ of %@</source>
+        <translation>Video %@ of %@</translation>
+    </message>
+    <message id="CHARACTERS_REMAINING_%@">
+        <source>%@ characters left</source>
+        <translation>%@ characters left</translation>
+    </message>
+    <message id="COMPOSE_TEXT_ACCESSIBLE_NAME">
+        <source>Post text</source>
+        <translation>Post text</translation>
+    </message>
+    <message id="REMOVE_ATTACHMENT_AUDIO_%@_%@">
+        <source>Remove song %@ of %@</source>
+        <translation>Remove song %@ of %@</translation>
+    </message>
+    <message id="REMOVE_ATTACHMENT_PHOTO_%@_%@">
+        <source>Remove photo %@ of %@</source>
+        <translation>Remove photo %@ of %@</translation>
+    </message>
+    <message id="REMOVE_ATTACHMENT_VIDEO_%@_%@">
+        <source>Remove video %@ of %@</source>
+        <translation>Remove video %@ of %@</translation>
+    </message>
+    <message id="TAG_LIST_ACCESSIBLE_NAME">
+        <source>Tag suggestions</source>
+        <translation>Tag suggestions</translation>
+    </message>
 </context>
 </TS>

@@ -102,6 +102,7 @@ TULOAttachmentPtr TULOAttachment::copy() const
     copy->setAttachmentDescription(attachmentDescription());
     copy->setCategoryName(categoryName());
     copy->setData(data());
+    copy->setDate(date());
     copy->setDuration(duration());
     copy->setExplicitContent(isExplicitContent());
     copy->setMessage(message());

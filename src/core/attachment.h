@@ -7,6 +7,7 @@
 #include <Quillon/platform/typeidentifiers.h>
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QImage>
 #include <QList>
 #include <QSizeF>
@@ -69,6 +70,9 @@ public:
     void setArtists(const QList<TULOPostArtist> &artists) { m_artists = artists; }
     QString attachmentDescription() const { return m_attachmentDescription; }
     void setAttachmentDescription(const QString &value) { m_attachmentDescription = value; }
+    // When the recording was made or released; its year is shown on the preview.
+    QDateTime date() const { return m_date; }
+    void setDate(const QDateTime &date) { m_date = date; }
     QString categoryName() const { return m_categoryName; }
     void setCategoryName(const QString &value) { m_categoryName = value; }
     bool isExplicitContent() const { return m_explicitContent; }
@@ -106,6 +110,7 @@ private:
     QList<TULOPostArtist> m_artists;
     QString m_attachmentDescription;
     QString m_categoryName;
+    QDateTime m_date;
     bool m_explicitContent = false;
     QString m_message;
     QImage m_thumbnailImage;

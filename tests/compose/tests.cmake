@@ -4,3 +4,8 @@ quillon_add_test(NAME tokentextrendering SOURCES tst_tokentextrendering.cpp LABE
 quillon_add_test(NAME tokentexttyping SOURCES tst_tokentexttyping.cpp LABELS compose)
 quillon_add_test(NAME tokentextview SOURCES tst_tokentextview.cpp LABELS compose)
 quillon_add_test(NAME tagwithoutgui SOURCES tst_tagwithoutgui.cpp LABELS compose)
+quillon_add_test(NAME composepostview SOURCES tst_composepostview.cpp LABELS compose)
+quillon_add_test(NAME attachmentpreviewview SOURCES tst_attachmentpreviewview.cpp LABELS compose)
+quillon_add_test(NAME taglistviewcontroller SOURCES tst_taglistviewcontroller.cpp LABELS compose)
+quillon_add_test(NAME authorselection SOURCES tst_authorselection.cpp LABELS compose)
+quillon_add_test(NAME composescreens SOURCES tst_composescreens.cpp LABELS compose)

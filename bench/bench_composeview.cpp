@@ -1,0 +1,274 @@
+// The compose view as the user feels it.
+//
+// Previews: opening the view with 20 photos of 24 megapixels. The main thread must never stall
+// for 16 ms or more (a 1 ms heartbeat timer measures the longest gap), every preview must be
+// done within 1.5 times a plain loop that decodes the same files at preview size one after the
+// other, and the process's peak memory while the view loads must stay under 250 MiB.
+//
+// Keystroke: one key (and its backspace) in a text of 5,000 characters with 300 tokens costs at
+// most twice a key in a text of 100 characters, in the same view.
+//
+// In smoke mode: two photos, a few keys; nothing is judged.
+#include <Quillon/compose/attachmentpreviewview.h>
+#include <Quillon/compose/composepostview.h>
+#include <Quillon/compose/imageattachmentpreviewview.h>
+#include <Quillon/compose/tagtokentextattachment.h>
+#include <Quillon/compose/tokentextview.h>
+#include <Quillon/core/tag.h>
+#include "benchsupport.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImageReader>
+#include <QImageWriter>
+#include <QPainter>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextCursor>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+namespace {
+
+constexpr double kCompletionTarget = 1.5;
+constexpr double kStallTargetMs = 16.0;
+constexpr double kPeakTargetMiB = 250.0;
+constexpr double kKeystrokeTarget = 2.0;
+
+// A photo-like picture: gradients and shapes compress as a camera's JPEG would, not as noise.
+bool writePhoto(const QString &path, const QSize &size)
+{
+    QImage image(size, QImage::Format_RGB888);
+    QPainter painter(&image);
+    QLinearGradient sky(0, 0, 0, size.height());
+    sky.setColorAt(0, QColor(60, 110, 190));
+    sky.setColorAt(1, QColor(240, 180, 120));
+    painter.fillRect(image.rect(), sky);
+    painter.setPen(Qt::NoPen);
+    for (int i = 0; i < 40; ++i) {
+        painter.setBrush(QColor::fromHsv((i * 37) % 360, 160, 200, 120));
+        painter.drawEllipse(QPointF(size.width() * ((i * 53) % 100) / 100.0, size.height() * ((i * 29) % 100) / 100.0),
+                            size.width() / 12.0, size.height() / 14.0);
+    }
+    painter.end();
+    QImageWriter writer(path, "jpeg");
+    writer.setQuality(90);
+    return writer.write(image);
+}
+
+double peakMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toDouble() / 1024.0;
+    }
+    return 0;
+}
+
+// Peak memory counts from here on (the test photos were drawn in memory before).
+void resetPeak()
+{
+    QFile clear(QStringLiteral("/proc/self/clear_refs"));
+    if (clear.open(QIODevice::WriteOnly))
+        clear.write("5");
+}
+
+bool measurePreviews()
+{
+    const int count = TULOBenchSize(20, 2);
+    const QSize photoSize = TULOBenchSize(QSize(6000, 4000), QSize(3000, 2000));
+    QTemporaryDir directory;
+    const QString first = directory.filePath(QStringLiteral("photo-0.jpg"));
+    if (!writePhoto(first, photoSize)) {
+        std::fprintf(stderr, "cannot write the test photo\n");
+        return false;
+    }
+    QStringList paths{first};
+    for (int i = 1; i < count; ++i) {
+        paths.append(directory.filePath(QStringLiteral("photo-%1.jpg").arg(i)));
+        QFile::copy(first, paths.last());
+    }
+
+    // Reference: the same files decoded at preview size, one after the other.
+    const qreal scale = qApp->devicePixelRatio();
+    const QSize box = QSize(TULOImageAttachmentPreviewView::PreferredWidth,
+                            TULOImageAttachmentPreviewView::PreferredWidth * 3 / 4) * scale;
+    QElapsedTimer timer;
+    timer.start();
+    for (const QString &path : std::as_const(paths)) {
+        QImageReader reader(path);
+        const QSize source = reader.size();
+        const double factor = std::max(double(box.width()) / source.width(), double(box.height()) / source.height());
+        reader.setScaledSize(QSize(int(std::ceil(source.width() * factor)), int(std::ceil(source.height() * factor))));
+        if (reader.read().isNull())
+            std::fprintf(stderr, "reference decode failed\n");
+    }
+    const double referenceMs = timer.nsecsElapsed() / 1e6;
+
+    resetPeak();
+    TULOComposePostView view;
+    view.resize(480, 800);
+    view.show();
+    if (!QTest::qWaitForWindowExposed(&view))
+        std::fprintf(stderr, "the view's window was not exposed\n");
+
+    QElapsedTimer heartbeat;
+    double longestGapMs = 0;
+    QTimer beat;
+    beat.setTimerType(Qt::PreciseTimer);
+    beat.setInterval(1);
+    QObject::connect(&beat, &QTimer::timeout, [&] {
+        longestGapMs = std::max(longestGapMs, heartbeat.nsecsElapsed() / 1e6);
+        heartbeat.restart();
+    });
+
+    int loaded = 0;
+    timer.restart();
+    heartbeat.start();
+    beat.start();
+    QList<QWidget *> previews;
+    for (const QString &path : std::as_const(paths)) {
+        auto attachment = std::make_shared<TULOAttachment>(QUrl::fromLocalFile(path), QStringLiteral("image/jpeg"));
+        auto *preview = TULOAttachmentPreviewView::withAttachment(attachment);
+        QObject::connect(static_cast<TULOImageAttachmentPreviewView *>(preview->childView()),
+                         &TULOImageAttachmentPreviewView::imageLoaded, [&] { ++loaded; });
+        previews.append(preview);
+    }
+    view.setAttachmentViews(previews);
+    while (loaded < count && timer.elapsed() < 120000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+    const double viewMs = timer.nsecsElapsed() / 1e6;
+    QCoreApplication::processEvents(); // the last repaint counts towards the stall too
+    beat.stop();
+    // The timer's own period is not a stall.
+    const double stallMs = std::max(0.0, longestGapMs - 1.0);
+    const double peak = peakMiB();
+
+    const double ratio = viewMs / referenceMs;
+    const bool met = loaded == count && ratio <= kCompletionTarget && stallMs < kStallTargetMs && peak < kPeakTargetMiB;
+    std::printf("%d previews of %dx%d photos: view %.0f ms, plain preview-size decode loop %.0f ms: %.2fx (target <= %.1fx); "
+                "longest main-thread stall %.1f ms (target < %.0f ms); peak RSS %.0f MiB (target < %.0f MiB) %s\n",
+                count, photoSize.width(), photoSize.height(), viewMs, referenceMs, ratio, kCompletionTarget, stallMs,
+                kStallTargetMs, peak, kPeakTargetMiB, TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL"));
+    std::fflush(stdout);
+    return met;
+}
+
+// `length` characters with `tokens` tag tokens spread evenly, the caret at the end.
+void fill(TULOComposePostView &view, int length, int tokens)
+{
+    TULOTokenTextView *text = view.textView();
+    QTextCursor cursor(text->document());
+    cursor.beginEditBlock();
+    const int stride = tokens > 0 ? length / tokens : length;
+    int written = 0;
+    for (int unit = 0; written < length; ++unit) {
+        const int plain = std::min(tokens > 0 ? stride - 1 : length, length - written);
+        cursor.insertText(QStringLiteral("lorem ipsum dolor sit amet ").repeated(stride / 27 + 2).left(plain), QTextCharFormat());
+        written += plain;
+        // Paragraphs of a few hundred characters, as a long post has them.
+        if (unit % 16 == 15 && written < length) {
+            cursor.insertBlock();
+            ++written;
+        }
+        if (tokens > 0 && unit < tokens && written < length) {
+            TULOTag tag;
+            tag.setEntityType(QStringLiteral("artist"));
+            tag.setIdentifier(QString::number(unit));
+            tag.setName(QStringLiteral("Artist %1").arg(unit));
+            const auto attachment = std::make_shared<TULOTagTokenTextAttachment>(tag);
+            cursor.insertText(attachment->attributedString(), attachment->attributedStringWithBaseAttributes(QTextCharFormat()));
+            ++written;
+        }
+    }
+    cursor.endEditBlock();
+    text->moveCursor(QTextCursor::End);
+}
+
+void settle()
+{
+    for (int pass = 0; pass < 3; ++pass)
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+}
+
+double typing(TULOComposePostView &view, int count)
+{
+    view.activateWindow();
+    view.becomeFirstResponder();
+    settle();
+    QElapsedTimer timer;
+    timer.start();
+    for (int key = 0; key < count; ++key) {
+        QTest::keyClick(view.textView(), key % 2 ? Qt::Key_Backspace : Qt::Key_X);
+        settle();
+    }
+    return double(timer.nsecsElapsed()) / 1e9 / count;
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const size_t middle = values.size() / 2;
+    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+bool measureKeystroke()
+{
+    const int rounds = TULOBenchSmoke() ? 1 : 11;
+    const int keystrokes = TULOBenchSmoke() ? 4 : 20;
+    TULOComposePostView longView, shortView;
+    longView.setAllowedCharacterCount(140); // the over-limit marking runs on every key
+    shortView.setAllowedCharacterCount(140);
+    fill(longView, 5000, 300);
+    fill(shortView, 100, 0);
+    for (TULOComposePostView *view : {&longView, &shortView}) {
+        view->resize(480, 800);
+        view->show();
+        if (!QTest::qWaitForWindowExposed(view))
+            std::fprintf(stderr, "the view's window was not exposed\n");
+        settle();
+    }
+    typing(longView, keystrokes);
+    typing(shortView, keystrokes);
+    std::vector<double> ratios, longTimes, shortTimes;
+    for (int round = 0; round < rounds; ++round) {
+        double longTime = 0, shortTime = 0;
+        if (round % 2) {
+            shortTime = typing(shortView, keystrokes);
+            longTime = typing(longView, keystrokes);
+        } else {
+            longTime = typing(longView, keystrokes);
+            shortTime = typing(shortView, keystrokes);
+        }
+        longTimes.push_back(longTime);
+        shortTimes.push_back(shortTime);
+        ratios.push_back(longTime / shortTime);
+    }
+    const double ratio = median(ratios);
+    const bool met = ratio <= kKeystrokeTarget;
+    std::printf("keystroke in the compose view: 5000 characters with 300 tokens %.2f ms, 100 characters %.2f ms: %.2fx "
+                "(target <= %.1fx) %s\n",
+                median(longTimes) * 1e3, median(shortTimes) * 1e3, ratio, kKeystrokeTarget,
+                TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL"));
+    std::fflush(stdout);
+    return met;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    const bool previews = measurePreviews();
+    const bool keystroke = measureKeystroke();
+    return TULOBenchVerdict(previews && keystroke);
+}

@@ -1,0 +1,395 @@
+#include <Quillon/platform/video/videoframesource.h>
+
+#include <QTransform>
+
+#include <cmath>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/display.h>
+#include <libavutil/imgutils.h>
+#include <libswscale/swscale.h>
+}
+
+const char *const TULOVideoErrorDomain = "TULOVideoErrorDomain";
+
+namespace {
+
+TULOError videoError(TULOVideoErrorCode code, const QString &description, const QString &path, int averror = 0)
+{
+    QVariantMap info{{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
+                     {QString::fromLatin1(TULOFilePathErrorKey), path}};
+    if (averror != 0) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(averror, text, sizeof text);
+        info.insert(QString::fromLatin1(TULOLocalizedFailureReasonKey), QString::fromUtf8(text));
+    }
+    return TULOError(QString::fromLatin1(TULOVideoErrorDomain), code, info);
+}
+
+int64_t framePts(const AVFrame *frame)
+{
+    if (frame->best_effort_timestamp != AV_NOPTS_VALUE)
+        return frame->best_effort_timestamp;
+    return frame->pts;
+}
+
+// Clockwise degrees the frame must turn to stand upright, snapped to quarter turns.
+int rotationOfStream(const AVStream *stream)
+{
+#if LIBAVFORMAT_VERSION_INT >= AV_VERSION_INT(60, 15, 100)
+    const AVPacketSideData *sd = av_packet_side_data_get(stream->codecpar->coded_side_data,
+                                                         stream->codecpar->nb_coded_side_data,
+                                                         AV_PKT_DATA_DISPLAYMATRIX);
+    const uint8_t *matrix = sd ? sd->data : nullptr;
+#else
+    const uint8_t *matrix = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+#endif
+    if (!matrix)
+        return 0;
+    const double counterClockwise = av_display_rotation_get(reinterpret_cast<const int32_t *>(matrix));
+    if (std::isnan(counterClockwise))
+        return 0;
+    const long quarter = std::lround(-counterClockwise / 90.0);
+    return int(((quarter % 4) + 4) % 4) * 90;
+}
+
+} // namespace
+
+struct TULOVideoFrameSource::Private
+{
+    AVFormatContext *format = nullptr;
+    AVCodecContext *codec = nullptr;
+    AVStream *stream = nullptr;
+    SwsContext *sws = nullptr;
+    AVPacket *packet = nullptr;
+    AVFrame *decoded = nullptr;
+    // The decoder's position after the last request: `kept` is the frame returned, `pending`
+    // the first frame after it (already decoded). A later time in the same run of frames
+    // continues from here instead of seeking again.
+    AVFrame *kept = nullptr;
+    AVFrame *pending = nullptr;
+    bool positionValid = false;
+    bool endOfStream = false;
+    bool flushing = false;
+
+    int rotation = 0;
+    QSize displaySize;
+    double duration = 0.0;
+    double frameRate = 0.0;
+    int64_t startPts = 0;
+
+    ~Private()
+    {
+        sws_freeContext(sws);
+        av_frame_free(&pending);
+        av_frame_free(&kept);
+        av_frame_free(&decoded);
+        av_packet_free(&packet);
+        avcodec_free_context(&codec);
+        avformat_close_input(&format);
+    }
+
+    double timeBase() const { return av_q2d(stream->time_base); }
+
+    int64_t ptsForSeconds(double seconds) const
+    {
+        seconds = std::clamp(seconds, 0.0, duration > 0.0 ? duration : seconds);
+        return startPts + int64_t(std::floor(seconds / timeBase() + 0.5));
+    }
+
+    void resetPosition()
+    {
+        av_frame_unref(kept);
+        av_frame_unref(pending);
+        positionValid = false;
+        endOfStream = false;
+        flushing = false;
+    }
+
+    bool seekTo(int64_t pts)
+    {
+        resetPosition();
+        const int result = av_seek_frame(format, stream->index, pts, AVSEEK_FLAG_BACKWARD);
+        avcodec_flush_buffers(codec);
+        return result >= 0;
+    }
+
+    // The next decoded frame into `decoded`; false at the end of the stream. A broken packet
+    // is skipped, and a read error (a truncated file) counts as the end.
+    bool decodeNext()
+    {
+        for (;;) {
+            const int received = avcodec_receive_frame(codec, decoded);
+            if (received == 0)
+                return true;
+            if (received != AVERROR(EAGAIN)) {
+                endOfStream = true;
+                return false;
+            }
+            if (flushing) {
+                endOfStream = true;
+                return false;
+            }
+            const int read = av_read_frame(format, packet);
+            if (read < 0) {
+                flushing = true;
+                avcodec_send_packet(codec, nullptr);
+                continue;
+            }
+            if (packet->stream_index == stream->index)
+                avcodec_send_packet(codec, packet);
+            av_packet_unref(packet);
+        }
+    }
+
+    // Whether decoding forward from the kept frame reaches `target` no later than a seek would:
+    // no key frame lies between them.
+    bool canContinueTo(int64_t target) const
+    {
+        if (!positionValid || !kept->buf[0] || target < framePts(kept))
+            return false;
+        const int entry = av_index_search_timestamp(stream, target, AVSEEK_FLAG_BACKWARD);
+        if (entry >= 0) {
+            const AVIndexEntry *key = avformat_index_get_entry(stream, entry);
+            return key && key->timestamp <= framePts(kept);
+        }
+        // No index (some streams have none): a short way forward is cheaper than a seek.
+        return (target - framePts(kept)) * timeBase() < 1.0;
+    }
+
+    // Leaves in `kept` the last frame at or before `target` (or the first frame when the
+    // stream starts after it). With `keyFrameOnly`, the first frame after the seek.
+    bool decodeTo(int64_t target, bool keyFrameOnly)
+    {
+        if (!keyFrameOnly && canContinueTo(target)) {
+            if (pending->buf[0] && framePts(pending) > target)
+                return true;
+            if (!pending->buf[0] && endOfStream)
+                return true;
+        } else {
+            // A seek can land after the target when the index is coarse: step further back.
+            const double steps[] = {0.0, 1.0, 4.0, 16.0, -1.0};
+            bool landed = false;
+            for (double back : steps) {
+                const int64_t seekPts = back < 0 ? std::min<int64_t>(startPts, target)
+                                                 : target - int64_t(back / timeBase());
+                if (!seekTo(seekPts))
+                    continue;
+                if (!decodeNext())
+                    continue;
+                av_frame_move_ref(kept, decoded);
+                positionValid = true;
+                if (framePts(kept) <= target || back < 0 || seekPts <= startPts) {
+                    landed = true;
+                    break;
+                }
+            }
+            if (!landed)
+                return positionValid;
+            if (keyFrameOnly || framePts(kept) > target)
+                return true;
+        }
+        for (;;) {
+            if (pending->buf[0]) {
+                av_frame_unref(decoded);
+                av_frame_move_ref(decoded, pending);
+            } else if (!decodeNext()) {
+                return true;
+            }
+            if (framePts(decoded) > target) {
+                av_frame_move_ref(pending, decoded);
+                return true;
+            }
+            av_frame_unref(kept);
+            av_frame_move_ref(kept, decoded);
+        }
+    }
+
+    QImage image(const AVFrame *frame, const QSize &maxSize)
+    {
+        QSize out = displaySize;
+        if (maxSize.isValid() && !maxSize.isEmpty()
+            && (out.width() > maxSize.width() || out.height() > maxSize.height()))
+            out = out.scaled(maxSize, Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
+        const QSize coded = rotation % 180 ? out.transposed() : out;
+        sws = sws_getCachedContext(sws, frame->width, frame->height, AVPixelFormat(frame->format),
+                                   coded.width(), coded.height(), AV_PIX_FMT_RGB32, SWS_BILINEAR,
+                                   nullptr, nullptr, nullptr);
+        if (!sws)
+            return {};
+        QImage image(coded, QImage::Format_RGB32);
+        uint8_t *planes[4] = {image.bits(), nullptr, nullptr, nullptr};
+        int strides[4] = {int(image.bytesPerLine()), 0, 0, 0};
+        sws_scale(sws, frame->data, frame->linesize, 0, frame->height, planes, strides);
+        if (rotation)
+            image = image.transformed(QTransform().rotate(rotation));
+        return image;
+    }
+};
+
+TULOVideoFrameSource::TULOVideoFrameSource(const QString &filePath)
+    : m_filePath(filePath)
+{
+}
+
+TULOVideoFrameSource::~TULOVideoFrameSource() = default;
+
+bool TULOVideoFrameSource::isOpen() const
+{
+    return d != nullptr;
+}
+
+bool TULOVideoFrameSource::open(TULOError *error)
+{
+    if (d)
+        return true;
+    auto p = std::make_unique<Private>();
+    const QByteArray path = m_filePath.toUtf8();
+    int result = avformat_open_input(&p->format, path.constData(), nullptr, nullptr);
+    if (result < 0) {
+        TULOSetError(error, videoError(TULOVideoErrorCannotOpen,
+                                       QStringLiteral("The video file could not be opened."), m_filePath, result));
+        return false;
+    }
+    result = avformat_find_stream_info(p->format, nullptr);
+    if (result < 0) {
+        TULOSetError(error, videoError(TULOVideoErrorCannotOpen,
+                                       QStringLiteral("The video file could not be read."), m_filePath, result));
+        return false;
+    }
+    const AVCodec *decoder = nullptr;
+    const int index = av_find_best_stream(p->format, AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
+    if (index < 0 || !decoder) {
+        TULOSetError(error, videoError(TULOVideoErrorNoVideoStream,
+                                       QStringLiteral("The file holds no video that can be shown."), m_filePath, index < 0 ? index : 0));
+        return false;
+    }
+    p->stream = p->format->streams[index];
+    // Other streams are never read: demuxers skip their packets cheaply.
+    for (unsigned i = 0; i < p->format->nb_streams; ++i)
+        if (int(i) != index)
+            p->format->streams[i]->discard = AVDISCARD_ALL;
+    p->codec = avcodec_alloc_context3(decoder);
+    if (!p->codec || avcodec_parameters_to_context(p->codec, p->stream->codecpar) < 0) {
+        TULOSetError(error, videoError(TULOVideoErrorNoVideoStream,
+                                       QStringLiteral("The file holds no video that can be shown."), m_filePath));
+        return false;
+    }
+    p->codec->thread_count = 0;
+    result = avcodec_open2(p->codec, decoder, nullptr);
+    if (result < 0) {
+        TULOSetError(error, videoError(TULOVideoErrorNoVideoStream,
+                                       QStringLiteral("The video's format cannot be decoded."), m_filePath, result));
+        return false;
+    }
+    p->packet = av_packet_alloc();
+    p->decoded = av_frame_alloc();
+    p->kept = av_frame_alloc();
+    p->pending = av_frame_alloc();
+
+    if (p->stream->start_time != AV_NOPTS_VALUE)
+        p->startPts = p->stream->start_time;
+    if (p->stream->duration != AV_NOPTS_VALUE && p->stream->duration > 0)
+        p->duration = p->stream->duration * p->timeBase();
+    else if (p->format->duration != AV_NOPTS_VALUE && p->format->duration > 0)
+        p->duration = double(p->format->duration) / AV_TIME_BASE;
+    if (p->stream->avg_frame_rate.num > 0 && p->stream->avg_frame_rate.den > 0)
+        p->frameRate = av_q2d(p->stream->avg_frame_rate);
+
+    p->rotation = rotationOfStream(p->stream);
+    QSize size(p->codec->width, p->codec->height);
+    const AVRational sar = av_guess_sample_aspect_ratio(p->format, p->stream, nullptr);
+    if (sar.num > 0 && sar.den > 0 && sar.num != sar.den)
+        size.setWidth(int(std::lround(size.width() * av_q2d(sar))));
+    p->displaySize = p->rotation % 180 ? size.transposed() : size;
+    d = std::move(p);
+    return true;
+}
+
+double TULOVideoFrameSource::duration() const
+{
+    return d ? d->duration : 0.0;
+}
+
+QSize TULOVideoFrameSource::displaySize() const
+{
+    return d ? d->displaySize : QSize();
+}
+
+int TULOVideoFrameSource::rotation() const
+{
+    return d ? d->rotation : 0;
+}
+
+double TULOVideoFrameSource::frameRate() const
+{
+    return d ? d->frameRate : 0.0;
+}
+
+double TULOVideoFrameSource::lastFrameTime() const
+{
+    if (!d || !d->positionValid || !d->kept->buf[0])
+        return 0.0;
+    return (framePts(d->kept) - d->startPts) * d->timeBase();
+}
+
+
+QImage TULOVideoFrameSource::frameAtTime(double seconds, const QSize &maxSize, TULOError *error)
+{
+    return decodedFrame(seconds, false, maxSize, error);
+}
+
+QImage TULOVideoFrameSource::keyFrameAtTime(double seconds, const QSize &maxSize, TULOError *error)
+{
+    return decodedFrame(seconds, true, maxSize, error);
+}
+
+QImage TULOVideoFrameSource::decodedFrame(double seconds, bool keyFrameOnly, const QSize &maxSize, TULOError *error)
+{
+    if (!d) {
+        TULOSetError(error, videoError(TULOVideoErrorNotOpen, QStringLiteral("The video is not open."), m_filePath));
+        return {};
+    }
+    if (!d->decodeTo(d->ptsForSeconds(seconds), keyFrameOnly) || !d->kept->buf[0]) {
+        TULOSetError(error, videoError(TULOVideoErrorNoFrame,
+                                       QStringLiteral("No frame of the video could be decoded."), m_filePath));
+        return {};
+    }
+    return d->image(d->kept, maxSize);
+}
+
+QImage TULOVideoFrameSource::firstGoodFrame(const QSize &maxSize, TULOError *error)
+{
+    QImage first = frameAtTime(0.0, maxSize, error);
+    if (first.isNull())
+        return first;
+    // Fades from black and title cards of one colour make poor covers: look a few seconds on.
+    const auto isPlain = [](const QImage &image) {
+        const QImage small = image.scaled(16, 16, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+        double sum = 0, sumSquares = 0;
+        for (int y = 0; y < small.height(); ++y)
+            for (int x = 0; x < small.width(); ++x) {
+                const double gray = qGray(small.pixel(x, y));
+                sum += gray;
+                sumSquares += gray * gray;
+            }
+        const double n = small.width() * small.height();
+        const double mean = sum / n;
+        return sumSquares / n - mean * mean < 64.0;
+    };
+    if (!isPlain(first))
+        return first;
+    const double step = d->frameRate > 0 ? std::max(1.0 / d->frameRate, 0.1) : 0.1;
+    const double end = std::min(d->duration, 5.0);
+    for (double t = step; t < end; t += step) {
+        QImage image = frameAtTime(t, maxSize);
+        if (image.isNull())
+            break;
+        if (!isPlain(image))
+            return image;
+    }
+    frameAtTime(0.0);
+    return first;
+}

@@ -1,0 +1,1 @@
+quillon_add_test(NAME videoframesource SOURCES tst_videoframesource.cpp LABELS platform video)
