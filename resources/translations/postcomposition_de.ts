@@ -139,6 +139,18 @@
         <source>Cancel</source>
         <translation>Abbrechen</translation>
     </message>
+    <message id="ATTACHMENT_LIMIT_REACHED_%@_%@">
+        <source>A post can have %@ attachments; %@ more were not added.</source>
+        <translation>Ein Beitrag kann %@ Anhänge haben; %@ weitere wurden nicht hinzugefügt.</translation>
+    </message>
+    <message id="ATTACHMENT_UNREADABLE_FILE_%@">
+        <source>“%@” cannot be read.</source>
+        <translation>„%@“ kann nicht gelesen werden.</translation>
+    </message>
+    <message id="ATTACHMENT_UNSUPPORTED_FILE_%@">
+        <source>“%@” is not a photo, video or song, so it cannot be attached.</source>
+        <translation>„%@“ ist kein Foto, Video oder Song und kann nicht angehängt werden.</translation>
+    </message>
     <message id="ATTACHMENT_WORKFLOW_ARTIST_LABEL">
         <source>Artist</source>
         <translation>Künstler</translation>
@@ -186,6 +198,42 @@
     <message id="ATTRIBUTION_POST_AS">
         <source>Post As</source>
         <translation>Posten als</translation>
+    </message>
+    <message id="AUDIO_PICKER_ATTACH_BUTTON">
+        <source>Attach</source>
+        <translation>Anhängen</translation>
+    </message>
+    <message id="AUDIO_PICKER_EMPTY_MESSAGE">
+        <source>There are no songs or voice memos in your music folder yet.</source>
+        <translation>In deinem Musikordner gibt es noch keine Songs oder Sprachmemos.</translation>
+    </message>
+    <message id="AUDIO_PICKER_EMPTY_OK_BUTTON">
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message id="AUDIO_PICKER_EMPTY_TITLE">
+        <source>No Songs</source>
+        <translation>Keine Songs</translation>
+    </message>
+    <message id="AUDIO_PICKER_NO_RESULTS_%@">
+        <source>No songs or voice memos match “%@”.</source>
+        <translation>Keine Songs oder Sprachmemos passen zu „%@“.</translation>
+    </message>
+    <message id="AUDIO_PICKER_SEARCH_PLACEHOLDER">
+        <source>Search titles, artists and albums</source>
+        <translation>Titel, Interpreten und Alben durchsuchen</translation>
+    </message>
+    <message id="AUDIO_PICKER_SONGS">
+        <source>Songs</source>
+        <translation>Songs</translation>
+    </message>
+    <message id="AUDIO_PICKER_TITLE">
+        <source>Songs and Voice Memos</source>
+        <translation>Songs und Sprachmemos</translation>
+    </message>
+    <message id="AUDIO_PICKER_VOICE_MEMOS">
+        <source>Voice Memos</source>
+        <translation>Sprachmemos</translation>
     </message>
     <message id="AUDIO_PICKER_VOICE_MEMO_DURATION_FORMAT_%@_%@_%@">
         <source>%@:%@:%@</source>
@@ -239,6 +287,26 @@
         <source>Back</source>
         <translation>Zurück</translation>
     </message>
+    <message id="CAMERA_RECORD_BUTTON">
+        <source>Record Video</source>
+        <translation>Video aufnehmen</translation>
+    </message>
+    <message id="CAMERA_STOP_BUTTON">
+        <source>Stop</source>
+        <translation>Stopp</translation>
+    </message>
+    <message id="CAMERA_TAKE_PHOTO_BUTTON">
+        <source>Take Photo</source>
+        <translation>Foto aufnehmen</translation>
+    </message>
+    <message id="CAMERA_TITLE">
+        <source>Camera</source>
+        <translation>Kamera</translation>
+    </message>
+    <message id="CAMERA_UNAVAILABLE">
+        <source>No camera is connected.</source>
+        <translation>Es ist keine Kamera angeschlossen.</translation>
+    </message>
     <message id="CATEGORY_Song">
         <source>Song</source>
         <translation>Song</translation>
@@ -282,6 +350,10 @@
     <message id="CATEGORY_WorkInProgress">
         <source>Work in Progress</source>
         <translation>Unfertige Version</translation>
+    </message>
+    <message id="CHOOSE_SONG_BUTTON">
+        <source>Choose Song</source>
+        <translation>Song auswählen</translation>
     </message>
     <message id="COMPOSE_CANCEL_BUTTON">
         <source>Cancel</source>
@@ -390,6 +462,50 @@
     <message id="PAUSE_SOUND_BITE_BUTTON">
         <source>Pause Sound Bite</source>
         <translation>Soundbite anhalten</translation>
+    </message>
+    <message id="PHOTO_PICKER_ALBUM_LABEL">
+        <source>Album</source>
+        <translation>Album</translation>
+    </message>
+    <message id="PHOTO_PICKER_ALL_PHOTOS">
+        <source>All Photos and Videos</source>
+        <translation>Alle Fotos und Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_ATTACH_BUTTON">
+        <source>Attach</source>
+        <translation>Anhängen</translation>
+    </message>
+    <message id="PHOTO_PICKER_CHOOSE_FILES_BUTTON">
+        <source>Choose Files…</source>
+        <translation>Dateien auswählen…</translation>
+    </message>
+    <message id="PHOTO_PICKER_EMPTY">
+        <source>There are no photos or videos here yet.</source>
+        <translation>Hier gibt es noch keine Fotos oder Videos.</translation>
+    </message>
+    <message id="PHOTO_PICKER_FILE_DIALOG_FILTER">
+        <source>Photos and Videos</source>
+        <translation>Fotos und Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_FILE_DIALOG_TITLE">
+        <source>Choose Photos or Videos</source>
+        <translation>Fotos oder Videos auswählen</translation>
+    </message>
+    <message id="PHOTO_PICKER_LIBRARY_UNAVAILABLE_%@">
+        <source>The pictures folder “%@” does not exist or cannot be read.</source>
+        <translation>Der Bilderordner „%@“ existiert nicht oder kann nicht gelesen werden.</translation>
+    </message>
+    <message id="PHOTO_PICKER_SHELF_NAME">
+        <source>Recent photos and videos</source>
+        <translation>Neueste Fotos und Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_TITLE">
+        <source>Photos and Videos</source>
+        <translation>Fotos und Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_VIDEO_BADGE">
+        <source>Video</source>
+        <translation>Video</translation>
     </message>
     <message id="PLAY_SOUND_BITE_BUTTON">
         <source>Play Sound Bite</source>

@@ -139,6 +139,18 @@
         <source>Cancel</source>
         <translation>Cancel</translation>
     </message>
+    <message id="ATTACHMENT_LIMIT_REACHED_%@_%@">
+        <source>A post can have %@ attachments; %@ more were not added.</source>
+        <translation>A post can have %@ attachments; %@ more were not added.</translation>
+    </message>
+    <message id="ATTACHMENT_UNREADABLE_FILE_%@">
+        <source>“%@” cannot be read.</source>
+        <translation>“%@” cannot be read.</translation>
+    </message>
+    <message id="ATTACHMENT_UNSUPPORTED_FILE_%@">
+        <source>“%@” is not a photo, video or song, so it cannot be attached.</source>
+        <translation>“%@” is not a photo, video or song, so it cannot be attached.</translation>
+    </message>
     <message id="ATTACHMENT_WORKFLOW_ARTIST_LABEL">
         <source>Artist</source>
         <translation>Artist</translation>
@@ -186,6 +198,42 @@
     <message id="ATTRIBUTION_POST_AS">
         <source>Post As</source>
         <translation>Post As</translation>
+    </message>
+    <message id="AUDIO_PICKER_ATTACH_BUTTON">
+        <source>Attach</source>
+        <translation>Attach</translation>
+    </message>
+    <message id="AUDIO_PICKER_EMPTY_MESSAGE">
+        <source>There are no songs or voice memos in your music folder yet.</source>
+        <translation>There are no songs or voice memos in your music folder yet.</translation>
+    </message>
+    <message id="AUDIO_PICKER_EMPTY_OK_BUTTON">
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message id="AUDIO_PICKER_EMPTY_TITLE">
+        <source>No Songs</source>
+        <translation>No Songs</translation>
+    </message>
+    <message id="AUDIO_PICKER_NO_RESULTS_%@">
+        <source>No songs or voice memos match “%@”.</source>
+        <translation>No songs or voice memos match “%@”.</translation>
+    </message>
+    <message id="AUDIO_PICKER_SEARCH_PLACEHOLDER">
+        <source>Search titles, artists and albums</source>
+        <translation>Search titles, artists and albums</translation>
+    </message>
+    <message id="AUDIO_PICKER_SONGS">
+        <source>Songs</source>
+        <translation>Songs</translation>
+    </message>
+    <message id="AUDIO_PICKER_TITLE">
+        <source>Songs and Voice Memos</source>
+        <translation>Songs and Voice Memos</translation>
+    </message>
+    <message id="AUDIO_PICKER_VOICE_MEMOS">
+        <source>Voice Memos</source>
+        <translation>Voice Memos</translation>
     </message>
     <message id="AUDIO_PICKER_VOICE_MEMO_DURATION_FORMAT_%@_%@_%@">
         <source>%@:%@:%@</source>
@@ -239,6 +287,26 @@
         <source>Back</source>
         <translation>Back</translation>
     </message>
+    <message id="CAMERA_RECORD_BUTTON">
+        <source>Record Video</source>
+        <translation>Record Video</translation>
+    </message>
+    <message id="CAMERA_STOP_BUTTON">
+        <source>Stop</source>
+        <translation>Stop</translation>
+    </message>
+    <message id="CAMERA_TAKE_PHOTO_BUTTON">
+        <source>Take Photo</source>
+        <translation>Take Photo</translation>
+    </message>
+    <message id="CAMERA_TITLE">
+        <source>Camera</source>
+        <translation>Camera</translation>
+    </message>
+    <message id="CAMERA_UNAVAILABLE">
+        <source>No camera is connected.</source>
+        <translation>No camera is connected.</translation>
+    </message>
     <message id="CATEGORY_Song">
         <source>Song</source>
         <translation>Song</translation>
@@ -282,6 +350,10 @@
     <message id="CATEGORY_WorkInProgress">
         <source>Work in Progress</source>
         <translation>Work in Progress</translation>
+    </message>
+    <message id="CHOOSE_SONG_BUTTON">
+        <source>Choose Song</source>
+        <translation>Choose Song</translation>
     </message>
     <message id="COMPOSE_CANCEL_BUTTON">
         <source>Cancel</source>
@@ -390,6 +462,50 @@
     <message id="PAUSE_SOUND_BITE_BUTTON">
         <source>Pause Sound Bite</source>
         <translation>Pause Sound Bite</translation>
+    </message>
+    <message id="PHOTO_PICKER_ALBUM_LABEL">
+        <source>Album</source>
+        <translation>Album</translation>
+    </message>
+    <message id="PHOTO_PICKER_ALL_PHOTOS">
+        <source>All Photos and Videos</source>
+        <translation>All Photos and Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_ATTACH_BUTTON">
+        <source>Attach</source>
+        <translation>Attach</translation>
+    </message>
+    <message id="PHOTO_PICKER_CHOOSE_FILES_BUTTON">
+        <source>Choose Files…</source>
+        <translation>Choose Files…</translation>
+    </message>
+    <message id="PHOTO_PICKER_EMPTY">
+        <source>There are no photos or videos here yet.</source>
+        <translation>There are no photos or videos here yet.</translation>
+    </message>
+    <message id="PHOTO_PICKER_FILE_DIALOG_FILTER">
+        <source>Photos and Videos</source>
+        <translation>Photos and Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_FILE_DIALOG_TITLE">
+        <source>Choose Photos or Videos</source>
+        <translation>Choose Photos or Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_LIBRARY_UNAVAILABLE_%@">
+        <source>The pictures folder “%@” does not exist or cannot be read.</source>
+        <translation>The pictures folder “%@” does not exist or cannot be read.</translation>
+    </message>
+    <message id="PHOTO_PICKER_SHELF_NAME">
+        <source>Recent photos and videos</source>
+        <translation>Recent photos and videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_TITLE">
+        <source>Photos and Videos</source>
+        <translation>Photos and Videos</translation>
+    </message>
+    <message id="PHOTO_PICKER_VIDEO_BADGE">
+        <source>Video</source>
+        <translation>Video</translation>
     </message>
     <message id="PLAY_SOUND_BITE_BUTTON">
         <source>Play Sound Bite</source>

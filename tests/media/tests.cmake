@@ -13,3 +13,16 @@ quillon_add_test(NAME voicerecorder LABELS media SOURCES
     tst_voicerecorder.cpp
     ../audio/testaudio.cpp)
 quillon_add_test(NAME waveformimageproducer SOURCES tst_waveformimageproducer.cpp LABELS media)
+quillon_add_test(NAME attachmentalertcontroller LABELS media SOURCES
+    tst_attachmentalertcontroller.cpp
+    photofixtures.cpp)
+quillon_add_test(NAME attachmentdrophandler LABELS media SOURCES
+    tst_attachmentdrophandler.cpp
+    photofixtures.cpp
+    ../library/mediafixtures.cpp)
+quillon_add_test(NAME audiopickercontroller LABELS media SOURCES
+    tst_audiopickercontroller.cpp
+    ../library/mediafixtures.cpp)
+quillon_add_test(NAME composeimagepickercontroller LABELS media SOURCES
+    tst_composeimagepickercontroller.cpp
+    photofixtures.cpp)

@@ -30,3 +30,25 @@ private:
 
     QMediaDevices *m_devices = nullptr;
 };
+
+// The device capabilities the attachment sources depend on, by their platform names:
+// "microphone" (a voice capture can start), "still-camera" (a camera can take a photo) and
+// "video-camera" (a camera can record video, which needs a microphone for its sound). The camera
+// is reached through the camera capture module, so a system without it has no camera.
+// Main thread only.
+extern const char *const TULODeviceCapabilityMicrophone;
+extern const char *const TULODeviceCapabilityStillCamera;
+extern const char *const TULODeviceCapabilityVideoCamera;
+
+class TULODeviceCapabilities
+{
+public:
+    // False for an unknown name.
+    static bool hasCapability(const QString &name);
+    static bool hasCamera();
+
+    // A camera that delivers the photo in `imageFile` as every shot, standing in for camera
+    // hardware the machine lacks (tests, the scripted demo); empty removes it.
+    static void setSimulatedCameraImageFile(const QString &imageFile);
+    static QString simulatedCameraImageFile();
+};

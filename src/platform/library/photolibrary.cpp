@@ -12,6 +12,8 @@
 #include <QUrlQuery>
 #include <QUuid>
 
+#include <algorithm>
+
 const char *const TULOPhotoLibraryErrorDomain = "TULOPhotoLibraryErrorDomain";
 
 namespace {
@@ -162,6 +164,32 @@ QList<TULOPhotoAsset> TULOPhotoLibrary::assets(TULOError *error) const
     QList<TULOPhotoAsset> result;
     for (const QString &path : std::as_const(paths)) {
         const TULOPhotoAsset asset = assetForFile(path);
+        if (!asset.isNull())
+            result << asset;
+    }
+    return result;
+}
+
+QList<TULOPhotoAsset> TULOPhotoLibrary::recentAssets(int limit, TULOError *error) const
+{
+    if (!rescan(error))
+        return {};
+    QList<QFileInfo> files;
+    {
+        QMutexLocker lock(&m_mutex);
+        files.reserve(m_pathsByIdentifier.size());
+        for (const QString &path : std::as_const(m_pathsByIdentifier))
+            files.append(QFileInfo(path));
+    }
+    std::sort(files.begin(), files.end(), [](const QFileInfo &a, const QFileInfo &b) {
+        const QDateTime dateA = a.lastModified(), dateB = b.lastModified();
+        return dateA != dateB ? dateA > dateB : a.filePath() < b.filePath();
+    });
+    QList<TULOPhotoAsset> result;
+    for (const QFileInfo &file : std::as_const(files)) {
+        if (limit >= 0 && result.size() >= limit)
+            break;
+        const TULOPhotoAsset asset = assetForFile(file.filePath());
         if (!asset.isNull())
             result << asset;
     }

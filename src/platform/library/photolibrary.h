@@ -56,6 +56,11 @@ public:
     // Every photo and video, sorted by file path.
     QList<TULOPhotoAsset> assets(TULOError *error = nullptr) const;
 
+    // The newest photos and videos first (by file date, then path), at most `limit` of them
+    // (every one for a negative limit). Only the chosen files are examined beyond their date,
+    // so the newest few of a large library come quickly.
+    QList<TULOPhotoAsset> recentAssets(int limit, TULOError *error = nullptr) const;
+
     // Looks the asset up on a worker thread of the library. Exactly one of the blocks runs,
     // on that worker thread: resultBlock with the asset, or failureBlock with why there is none.
     void assetForURL(const QUrl &assetURL, ResultBlock resultBlock, FailureBlock failureBlock);

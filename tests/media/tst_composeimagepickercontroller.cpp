@@ -1,0 +1,217 @@
+#include "photofixtures.h"
+#include "support/screenshotsupport.h"
+
+#include <Quillon/media/composeimagepickercontroller.h>
+#include <Quillon/media/photoassetmodel_p.h>
+#include <Quillon/platform/audio/captureavailability.h>
+#include <Quillon/platform/camera/cameracapture.h>
+#include <Quillon/platform/library/photolibrary.h>
+
+#include <QApplication>
+#include <QListView>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+class PickerRecorder : public TULOComposeImagePickerDelegate
+{
+public:
+    QList<QList<TULOAttachmentPtr>> finished;
+    QStringList rejected;
+    int cancels = 0;
+    void TULOComposeImagePickerDidFinishWithAttachments(TULOComposeImagePickerController *,
+        const QList<TULOAttachmentPtr> &attachments) override
+    {
+        finished << attachments;
+    }
+    void TULOComposeImagePickerDidCancel(TULOComposeImagePickerController *) override { ++cancels; }
+    void TULOComposeImagePickerDidRejectFiles(TULOComposeImagePickerController *, const QStringList &messages) override
+    {
+        rejected << messages;
+    }
+};
+
+} // namespace
+
+class TestComposeImagePickerController : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_libraryPath;
+    QStringList m_photos;
+    std::unique_ptr<TULOPhotoLibrary> m_library;
+    std::unique_ptr<TULOThumbnailCache> m_cache;
+
+    std::unique_ptr<TULOComposeImagePickerController> loadedPicker(TULOPhotoLibrary *library = nullptr)
+    {
+        auto picker = std::make_unique<TULOComposeImagePickerController>(TULOImagePickerControllerSourceTypePhotoLibrary,
+            library ? library : m_library.get(), *m_cache);
+        QSignalSpy loaded(picker.get(), &TULOComposeImagePickerController::assetsDidLoad);
+        picker->view(); // loading the view reads the library
+        if (!loaded.wait(5000))
+            qWarning("the picker did not load");
+        return picker;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_libraryPath = m_dir.filePath(QStringLiteral("Pictures"));
+        m_photos = TULOTestWritePhotoLibrary(m_libraryPath);
+        QVERIFY(!m_photos.isEmpty());
+        m_library = std::make_unique<TULOPhotoLibrary>(m_libraryPath);
+        m_cache = std::make_unique<TULOThumbnailCache>(m_dir.filePath(QStringLiteral("thumbnails")));
+    }
+
+    void albumsAreTheLibraryFolders_data()
+    {
+        QTest::addColumn<QString>("album");
+        QTest::addColumn<int>("count");
+        QTest::addRow("all") << QString() << 7;
+        QTest::addRow("top-folder") << QStringLiteral("") << 3;
+        QTest::addRow("holiday") << QStringLiteral("Holiday") << 2;
+        QTest::addRow("studio") << QStringLiteral("Studio") << 2;
+        QTest::addRow("unknown") << QStringLiteral("Nowhere") << 0;
+    }
+    void albumsAreTheLibraryFolders()
+    {
+        QFETCH(QString, album);
+        QFETCH(int, count);
+        auto picker = loadedPicker();
+        QCOMPARE(picker->albums(), (QStringList{QString(), QStringLiteral("Holiday"), QStringLiteral("Studio")}));
+        picker->setAlbum(album);
+        QCOMPARE(picker->visibleAssetCount(), count);
+        QCOMPARE(picker->collectionView()->model()->rowCount(), count);
+    }
+
+    void selectionIsReportedInOrderWithinTheLimit_data()
+    {
+        QTest::addColumn<qint64>("maximum");
+        QTest::addColumn<QList<int>>("rows");
+        QTest::addColumn<QList<int>>("expected");
+        QTest::addRow("in-checking-order") << qint64(0) << QList<int>{4, 0, 6} << QList<int>{4, 0, 6};
+        QTest::addRow("beyond-the-limit") << qint64(2) << QList<int>{1, 3, 5} << QList<int>{1, 3};
+    }
+    void selectionIsReportedInOrderWithinTheLimit()
+    {
+        QFETCH(qint64, maximum);
+        QFETCH(QList<int>, rows);
+        QFETCH(QList<int>, expected);
+        auto picker = loadedPicker();
+        picker->setMaximumNumberOfAttachments(maximum);
+        PickerRecorder recorder;
+        picker->setDelegate(&recorder);
+        for (const int row : rows)
+            picker->setVisibleRowSelected(row, true);
+        QCOMPARE(picker->collectionView()->selectionModel()->selectedIndexes().size(), expected.size());
+        QVERIFY(picker->performDefaultAction());
+        QCOMPARE(recorder.finished.size(), 1);
+        const QList<TULOAttachmentPtr> attachments = recorder.finished.first();
+        QCOMPARE(attachments.size(), expected.size());
+        for (int i = 0; i < expected.size(); ++i)
+            QCOMPARE(attachments.at(i)->assetURL(), m_library->assetURLForFilePath(m_photos.at(expected.at(i))));
+        // Finished once: a second Return does not report again.
+        picker->performDefaultAction();
+        QCOMPARE(recorder.finished.size(), 1);
+    }
+
+    // Chosen files are checked as drops are: non-media and songs are named, the rest attached.
+    void chosenFilesAreChecked()
+    {
+        const QString elsewhere = m_dir.filePath(QStringLiteral("Downloads/poster.jpg"));
+        QVERIFY(TULOTestWritePhoto(elsewhere, QSize(200, 300), 300, QDateTime::currentDateTime()));
+        QFile text(m_dir.filePath(QStringLiteral("Downloads/readme.txt")));
+        QVERIFY(text.open(QIODevice::WriteOnly) && text.write("hello") > 0);
+        text.close();
+        auto picker = loadedPicker();
+        PickerRecorder recorder;
+        picker->setDelegate(&recorder);
+        picker->finishWithFiles({text.fileName(), elsewhere, m_photos.first()});
+        QCOMPARE(recorder.rejected.size(), 1);
+        QVERIFY(recorder.rejected.first().contains(QStringLiteral("readme.txt")));
+        QCOMPARE(recorder.finished.size(), 1);
+        QCOMPARE(recorder.finished.first().size(), 2);
+        QVERIFY(!recorder.finished.first().first()->data().isEmpty()); // from elsewhere: the bytes
+        QCOMPARE(recorder.finished.first().last()->assetURL().scheme(), QStringLiteral("assets-library"));
+    }
+
+    void missingLibraryFolderShowsWhy()
+    {
+        TULOPhotoLibrary missing(m_dir.filePath(QStringLiteral("gone")));
+        auto picker = loadedPicker(&missing);
+        QCOMPARE(picker->visibleAssetCount(), 0);
+        QCOMPARE(picker->libraryError().code(), qint64(TULOPhotoLibraryErrorUnavailable));
+        PickerRecorder recorder;
+        picker->setDelegate(&recorder);
+        QVERIFY(!picker->performDefaultAction()); // nothing to attach
+        QVERIFY(picker->performCancelAction());
+        QCOMPARE(recorder.cancels, 1);
+    }
+
+    void cameraOnlyWhereOneExists()
+    {
+        // This machine has no camera, unless the simulated one is set up.
+        TULODeviceCapabilities::setSimulatedCameraImageFile(QString());
+        QCOMPARE(TULOComposeImagePickerController::isSourceTypeAvailable(TULOImagePickerControllerSourceTypeCamera),
+            TULODeviceCapabilities::hasCamera());
+        QVERIFY(!TULOComposeImagePickerController::isSourceTypeAvailable(7));
+        TULOCameraCapture camera;
+        if (!TULODeviceCapabilities::hasCamera()) {
+            TULOError error;
+            QVERIFY(!camera.start(&error));
+            QCOMPARE(error.code(), qint64(TULOCameraCaptureErrorNoCamera));
+        }
+
+        const QString shot = m_dir.filePath(QStringLiteral("shot.png"));
+        QVERIFY(TULOTestWritePhoto(shot, QSize(320, 240), 120, QDateTime::currentDateTime()));
+        TULODeviceCapabilities::setSimulatedCameraImageFile(shot);
+        QVERIFY(TULOComposeImagePickerController::isSourceTypeAvailable(TULOImagePickerControllerSourceTypeCamera));
+        TULOComposeImagePickerController picker(TULOImagePickerControllerSourceTypeCamera);
+        PickerRecorder recorder;
+        picker.setDelegate(&recorder);
+        picker.view();
+        QVERIFY(picker.camera()->isActive());
+        QVERIFY(picker.performDefaultAction()); // Return takes the photo
+        QTRY_COMPARE(recorder.finished.size(), 1);
+        const TULOAttachmentPtr photo = recorder.finished.first().first();
+        QCOMPARE(photo->attachmentType(), TULOAttachmentTypeImage);
+        QCOMPARE(QImage::fromData(photo->data()).size(), QSize(320, 240));
+        TULODeviceCapabilities::setSimulatedCameraImageFile(QString());
+    }
+
+    void screenshots_data()
+    {
+        QTest::addColumn<bool>("dark");
+        QTest::addColumn<qreal>("scale");
+        for (const bool dark : {false, true}) {
+            for (const qreal scale : {1.0, 2.0})
+                QTest::addRow("%s-%dx", dark ? "dark" : "light", int(scale)) << dark << scale;
+        }
+    }
+    void screenshots()
+    {
+        QFETCH(bool, dark);
+        QFETCH(qreal, scale);
+        const QPalette light = QApplication::palette();
+        if (dark)
+            QApplication::setPalette(TULOTestDarkPalette());
+        auto picker = loadedPicker();
+        TULOPhotoAssetModel *model = picker->model();
+        for (int row = 0; row < model->rowCount(); ++row)
+            model->data(model->index(row), TULOPhotoAssetModel::ThumbnailRole);
+        QTRY_COMPARE(model->thumbnailCount(), model->rowCount());
+        picker->setVisibleRowSelected(1, true);
+        picker->setVisibleRowSelected(3, true);
+        const QImage image = TULOSaveScreenshot(picker.get(), picker->preferredContentSize(), QStringLiteral("imagepicker"),
+            QString::fromLatin1(QTest::currentDataTag()), scale);
+        QApplication::setPalette(light);
+        QVERIFY(!image.isNull());
+    }
+};
+
+QTEST_MAIN(TestComposeImagePickerController)
+#include "tst_composeimagepickercontroller.moc"
