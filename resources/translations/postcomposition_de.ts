@@ -575,6 +575,10 @@
         <source>Cover Image</source>
         <translation>Titelbild</translation>
     </message>
+    <message id="VIDEO_WORKFLOW_COVER_IMAGE_UNAVAILABLE">
+        <source>This video cannot be shown, so no cover frame can be chosen. Its other details can still be edited.</source>
+        <translation>Dieses Video kann nicht angezeigt werden, daher kann kein Titelbild gewählt werden. Die übrigen Angaben lassen sich weiter bearbeiten.</translation>
+    </message>
     <message id="VIDEO_WORKFLOW_DETAIL_SCRUB_EXPLANATION">
         <source>Slide your finger down while scrubbing to adjust the speed.</source>
         <translation>Zum Anpassen der Geschwindigkeit beim Spulen nach unten ziehen.</translation>

@@ -575,6 +575,10 @@
         <source>Cover Image</source>
         <translation>Cover Image</translation>
     </message>
+    <message id="VIDEO_WORKFLOW_COVER_IMAGE_UNAVAILABLE">
+        <source>This video cannot be shown, so no cover frame can be chosen. Its other details can still be edited.</source>
+        <translation>This video cannot be shown, so no cover frame can be chosen. Its other details can still be edited.</translation>
+    </message>
     <message id="VIDEO_WORKFLOW_DETAIL_SCRUB_EXPLANATION">
         <source>Slide your finger down while scrubbing to adjust the speed.</source>
         <translation>Slide your finger down while scrubbing to adjust the speed.</translation>

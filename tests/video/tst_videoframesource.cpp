@@ -1,6 +1,6 @@
 #include <Quillon/platform/video/videoframesource.h>
 
-#include "videosupport.h"
+#include "support/videosupport.h"
 
 #include <QFile>
 #include <QTemporaryDir>

@@ -3,6 +3,7 @@
 #include <QTransform>
 
 #include <cmath>
+#include <functional>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -73,6 +74,11 @@ struct TULOVideoFrameSource::Private
     bool positionValid = false;
     bool endOfStream = false;
     bool flushing = false;
+    // Frames of packets before this time are not needed for the answer: non-reference ones
+    // are not decoded at all (AV_NOPTS_VALUE: decode everything).
+    int64_t skipBefore = AV_NOPTS_VALUE;
+    std::function<bool()> cancelCheck;
+    bool cancelled = false;
 
     int rotation = 0;
     QSize displaySize;
@@ -138,8 +144,11 @@ struct TULOVideoFrameSource::Private
                 avcodec_send_packet(codec, nullptr);
                 continue;
             }
-            if (packet->stream_index == stream->index)
+            if (packet->stream_index == stream->index) {
+                const bool early = skipBefore != AV_NOPTS_VALUE && packet->pts != AV_NOPTS_VALUE && packet->pts < skipBefore;
+                codec->skip_frame = early ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
                 avcodec_send_packet(codec, packet);
+            }
             av_packet_unref(packet);
         }
     }
@@ -162,6 +171,24 @@ struct TULOVideoFrameSource::Private
     // Leaves in `kept` the last frame at or before `target` (or the first frame when the
     // stream starts after it). With `keyFrameOnly`, the first frame after the seek.
     bool decodeTo(int64_t target, bool keyFrameOnly)
+    {
+        cancelled = false;
+        if (keyFrameOnly)
+            return decodeRun(target, true);
+        // Skipping is safe while frames keep coming closer than the margin; after a gap in a
+        // variable-rate stream the answer may have been skipped, so decode that run in full.
+        const int64_t margin = int64_t(0.25 / timeBase());
+        skipBefore = target - margin;
+        const bool ok = decodeRun(target, false);
+        skipBefore = AV_NOPTS_VALUE;
+        if (ok && !cancelled && kept->buf[0] && framePts(kept) < target - margin && framePts(kept) >= startPts) {
+            seekTo(target);
+            return decodeRun(target, false);
+        }
+        return ok;
+    }
+
+    bool decodeRun(int64_t target, bool keyFrameOnly)
     {
         if (!keyFrameOnly && canContinueTo(target)) {
             if (pending->buf[0] && framePts(pending) > target)
@@ -192,6 +219,11 @@ struct TULOVideoFrameSource::Private
                 return true;
         }
         for (;;) {
+            if (cancelCheck && cancelCheck()) {
+                // The decoder stays where it is: a later time in this run continues from here.
+                cancelled = true;
+                return false;
+            }
             if (pending->buf[0]) {
                 av_frame_unref(decoded);
                 av_frame_move_ref(decoded, pending);
@@ -328,6 +360,26 @@ double TULOVideoFrameSource::frameRate() const
     return d ? d->frameRate : 0.0;
 }
 
+void TULOVideoFrameSource::setCancellationCheck(std::function<bool()> check)
+{
+    if (d)
+        d->cancelCheck = std::move(check);
+}
+
+bool TULOVideoFrameSource::isNearDecodePosition(double seconds) const
+{
+    return d && d->canContinueTo(d->ptsForSeconds(seconds));
+}
+
+double TULOVideoFrameSource::keyFrameTime(double seconds) const
+{
+    if (!d)
+        return -1.0;
+    const int entry = av_index_search_timestamp(d->stream, d->ptsForSeconds(seconds), AVSEEK_FLAG_BACKWARD);
+    const AVIndexEntry *key = entry >= 0 ? avformat_index_get_entry(d->stream, entry) : nullptr;
+    return key ? (key->timestamp - d->startPts) * d->timeBase() : -1.0;
+}
+
 double TULOVideoFrameSource::lastFrameTime() const
 {
     if (!d || !d->positionValid || !d->kept->buf[0])
@@ -352,7 +404,12 @@ QImage TULOVideoFrameSource::decodedFrame(double seconds, bool keyFrameOnly, con
         TULOSetError(error, videoError(TULOVideoErrorNotOpen, QStringLiteral("The video is not open."), m_filePath));
         return {};
     }
-    if (!d->decodeTo(d->ptsForSeconds(seconds), keyFrameOnly) || !d->kept->buf[0]) {
+    const bool decoded = d->decodeTo(d->ptsForSeconds(seconds), keyFrameOnly);
+    if (d->cancelled) {
+        TULOSetError(error, videoError(TULOVideoErrorCancelled, QStringLiteral("The frame request was cancelled."), m_filePath));
+        return {};
+    }
+    if (!decoded || !d->kept->buf[0]) {
         TULOSetError(error, videoError(TULOVideoErrorNoFrame,
                                        QStringLiteral("No frame of the video could be decoded."), m_filePath));
         return {};

@@ -7,6 +7,7 @@
 #include <QSize>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 // Errors of the video frame source, in TULOVideoErrorDomain.
@@ -16,6 +17,7 @@ enum TULOVideoErrorCode {
     TULOVideoErrorNoVideoStream = 2,  // a file with audio only, or no decoder for its codec
     TULOVideoErrorNotOpen = 3,        // a frame was asked for before a successful open()
     TULOVideoErrorNoFrame = 4,        // the stream ends (or breaks) before any frame decodes
+    TULOVideoErrorCancelled = 5,      // the cancellation check answered true
 };
 
 // Frames of a video file, decoded with FFmpeg. Exact frames: a request seeks backward to the
@@ -49,6 +51,16 @@ public:
     // The first frame that is not almost uniformly dark or light, looking through the first
     // seconds; the very first frame when all of them are.
     QImage firstGoodFrame(const QSize &maxSize = {}, TULOError *error = nullptr);
+
+    // Asked between decoded frames (after open()); true abandons the request with
+    // TULOVideoErrorCancelled. The decoder keeps its place for a later request.
+    void setCancellationCheck(std::function<bool()> check);
+    // Whether the frame at `seconds` follows on from the last request without a seek.
+    bool isNearDecodePosition(double seconds) const;
+
+    // The time of the key frame keyFrameAtTime() would return, from the file's index; -1 when
+    // the file has no index.
+    double keyFrameTime(double seconds) const;
 
     // The presentation time (seconds) of the frame the last request returned.
     double lastFrameTime() const;
