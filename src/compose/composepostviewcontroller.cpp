@@ -3,9 +3,14 @@
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/serviceidentifier.h>
 #include <Quillon/compose/attachmentpreviewview.h>
+#include <Quillon/compose/attributionselectionviewcontroller.h>
+#include <Quillon/compose/authorselectionalertcontroller.h>
 #include <Quillon/compose/authorview.h>
 #include <Quillon/compose/composelabelvaluebutton.h>
+#include <Quillon/compose/lockupview.h>
 #include <Quillon/core/attachmentdownloadoperation.h>
+#include <Quillon/core/storeitemartworkrequest.h>
+#include <Quillon/media/attachmentdrophandler.h>
 #include <Quillon/platform/dispatch.h>
 #include <Quillon/platform/library/medialibrary.h>
 #include <Quillon/platform/localization.h>
@@ -16,6 +21,7 @@
 #include <Quillon/platform/ui/alertaction.h>
 #include <Quillon/platform/ui/alertcontroller.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/transitioncoordinator.h>
 #include <Quillon/settings/socialservicesetupviewcontroller.h>
 
 #include <QAbstractButton>
@@ -85,6 +91,12 @@ TULOComposePostViewController::~TULOComposePostViewController()
     TULONotificationCenter::defaultCenter()->removeObservers(this);
     if (m_composeView)
         m_composeView->setDelegate(nullptr);
+    if (m_audioPickerController)
+        m_audioPickerController->setAudioPickerDelegate(nullptr);
+    if (m_imagePickerController)
+        m_imagePickerController->setDelegate(nullptr);
+    if (m_tagCompletionViewController)
+        m_tagCompletionViewController->setDelegate(nullptr);
     for (QObject *sender : {static_cast<QObject *>(m_attributionButton.data()),
                             static_cast<QObject *>(m_externalServicesButton.data())})
         if (sender)
@@ -104,6 +116,13 @@ QString TULOComposePostViewController::localizedString(const QString &key) const
 {
     return TULOLocalization::defaultLocalization()->localizedStringForKey(
         key, QLatin1String(TULOStringsTablePostComposition), contextValue());
+}
+
+TULOResourceLoader *TULOComposePostViewController::resourceLoader()
+{
+    if (!m_resourceLoader)
+        m_resourceLoader = std::make_unique<TULOResourceLoader>(contextValue());
+    return m_resourceLoader.get();
 }
 
 QList<TULOSoundBiteViewController *> TULOComposePostViewController::soundBiteViewControllers() const
@@ -211,6 +230,16 @@ void TULOComposePostViewController::updatePostButton()
         delegate->composePostViewControllerContentDidChange(this, complete);
 }
 
+qint64 TULOComposePostViewController::attachmentCount() const
+{
+    // A recorder slot holds a place until its take is done.
+    qint64 count = m_attachments.size();
+    for (const auto &controller : m_soundBiteViewControllers)
+        if (controller && !controller->attachment())
+            ++count;
+    return count;
+}
+
 void TULOComposePostViewController::reloadAttachmentUI()
 {
     if (m_composeView) {
@@ -218,12 +247,8 @@ void TULOComposePostViewController::reloadAttachmentUI()
             m_composeView->setAttachmentViews({});
             m_composeView->setShowsAttachmentButton(false);
         } else {
-            qint64 count = m_attachments.size();
-            for (const auto &controller : std::as_const(m_soundBiteViewControllers))
-                if (controller && !controller->attachment())
-                    ++count;
             m_composeView->setAttachmentViews(attachmentViews());
-            m_composeView->setShowsAttachmentButton(count < m_configuration.maximumNumberOfAttachments());
+            m_composeView->setShowsAttachmentButton(attachmentCount() < m_configuration.maximumNumberOfAttachments());
         }
     }
     updatePostButton();
@@ -323,14 +348,77 @@ void TULOComposePostViewController::removeDownloadedMediaItem(const TULOAttachme
         TULOMediaLibrary::defaultMediaLibrary()->removeItems({attachment->mediaItem()});
 }
 
-void TULOComposePostViewController::handleAttachmentMenuResult(qint64 result,
-                                                               const QList<TULOAttachmentPtr> &selectedAttachments)
+TULOAttachmentAlertController *TULOComposePostViewController::makeAttachmentMenu()
 {
+    return new TULOAttachmentAlertController(m_configuration, contextValue());
+}
+
+TULOAudioPickerController *TULOComposePostViewController::makeAudioPicker()
+{
+    return new TULOAudioPickerController(contextValue());
+}
+
+TULOComposeImagePickerController *TULOComposePostViewController::makeImagePicker(int sourceType)
+{
+    if (!TULOComposeImagePickerController::isSourceTypeAvailable(sourceType))
+        return nullptr;
+    return new TULOComposeImagePickerController(sourceType);
+}
+
+void TULOComposePostViewController::handleAttachmentMenuResult(qint64 result,
+                                                               const QList<TULOAttachmentPtr> &selectedAttachments,
+                                                               TULOTransitionCoordinator *coordinator)
+{
+    QPointer<TULOComposePostViewController> self(this);
+    // Pickers come up once the menu has gone, or at once when it has gone already.
+    const auto presentAlongside = [self, coordinator](QPointer<TULOViewController> controller) {
+        const auto present = [self, controller] {
+            if (self && controller && !controller->presentingViewController())
+                self->presentViewController(controller, true);
+        };
+        if (!coordinator || !coordinator->animateAlongsideTransition({}, present))
+            present();
+    };
     switch (result) {
     case AttachmentMenuResultShelf:
         if (!selectedAttachments.isEmpty())
             ingestAttachment(selectedAttachments.first(), true);
         break;
+    case AttachmentMenuResultAudio: {
+        TULOAudioPickerController *picker = makeAudioPicker();
+        if (picker->hasSourceItems()) {
+            m_audioPickerController = picker;
+            picker->setAudioPickerDelegate(this);
+            picker->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+            presentAlongside(picker);
+        } else {
+            delete picker;
+            presentAlongside(TULOAudioPickerController::emptyAudioPickerAlertControllerWithClientContext(contextValue()));
+        }
+        break;
+    }
+    case AttachmentMenuResultCamera:
+    case AttachmentMenuResultPhotoLibrary: {
+        TULOComposeImagePickerController *picker = makeImagePicker(
+            result == AttachmentMenuResultCamera ? TULOImagePickerControllerSourceTypeCamera
+                                                 : TULOImagePickerControllerSourceTypePhotoLibrary);
+        if (!picker)
+            break;
+        if (m_imagePickerController)
+            m_imagePickerController->setDelegate(nullptr);
+        m_imagePickerController = picker;
+        picker->setDelegate(this);
+        picker->setClientContext(contextValue());
+        // Only the first choice joins the post, so the picker stops at one.
+        picker->setMaximumNumberOfAttachments(1);
+        QWidget *anchor = m_composeView ? m_composeView->attachmentButton() : nullptr;
+        picker->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+        picker->setPopoverSourceView(anchor);
+        if (anchor)
+            picker->setPopoverSourceRect(anchor->rect());
+        presentAlongside(picker);
+        break;
+    }
     case AttachmentMenuResultSoundBite: {
         auto *recorder = new TULOSoundBiteViewController;
         recorder->setClientContext(contextValue());
@@ -344,6 +432,92 @@ void TULOComposePostViewController::handleAttachmentMenuResult(qint64 result,
     default:
         break;
     }
+}
+
+void TULOComposePostViewController::attachmentAlertControllerDidFinishWithResult(TULOAttachmentAlertController *controller,
+                                                                                 qint64 result)
+{
+    handleAttachmentMenuResult(result, controller->selectedAttachments(), controller->transitionCoordinator());
+    controller->setTULODelegate(nullptr);
+}
+
+void TULOComposePostViewController::audioPickerDidFinishWithAttachment(TULOAudioPickerController *picker,
+                                                                       const TULOAttachmentPtr &attachment)
+{
+    if (picker && picker == m_audioPickerController) {
+        picker->setAudioPickerDelegate(nullptr);
+        QPointer<TULOComposePostViewController> self(this);
+        picker->dismissViewController(true, [self, attachment] {
+            if (!self)
+                return;
+            self->ingestAttachment(attachment, true);
+            self->m_audioPickerController = nullptr;
+        });
+    }
+    updatePostButton();
+}
+
+void TULOComposePostViewController::audioPickerDidCancel(TULOAudioPickerController *picker)
+{
+    if (!picker || picker != m_audioPickerController)
+        return;
+    picker->setAudioPickerDelegate(nullptr);
+    picker->dismissViewController(true);
+    m_audioPickerController = nullptr;
+}
+
+void TULOComposePostViewController::TULOComposeImagePickerDidFinishWithAttachments(TULOComposeImagePickerController *picker,
+                                                                                   const QList<TULOAttachmentPtr> &attachments)
+{
+    if (!picker || picker != m_imagePickerController)
+        return;
+    if (!attachments.isEmpty())
+        ingestAttachment(attachments.first(), true);
+    picker->setDelegate(nullptr);
+    // The picker ends but does not take itself down.
+    if (picker->presentingViewController())
+        picker->dismissViewController(true);
+    m_imagePickerController = nullptr;
+}
+
+void TULOComposePostViewController::TULOComposeImagePickerDidCancel(TULOComposeImagePickerController *picker)
+{
+    if (!picker || picker != m_imagePickerController)
+        return;
+    picker->setDelegate(nullptr);
+    // The picker ends but does not take itself down.
+    if (picker->presentingViewController())
+        picker->dismissViewController(true);
+    m_imagePickerController = nullptr;
+}
+
+TULOViewController *
+TULOComposePostViewController::parentViewControllerForTULOComposeImagePicker(TULOComposeImagePickerController *picker)
+{
+    Q_UNUSED(picker)
+    return this;
+}
+
+void TULOComposePostViewController::TULOComposeImagePickerDidRejectFiles(TULOComposeImagePickerController *picker,
+                                                                         const QStringList &messages)
+{
+    Q_UNUSED(picker)
+    showRejectedFiles(messages);
+}
+
+void TULOComposePostViewController::showRejectedFiles(const QStringList &messages)
+{
+    if (messages.isEmpty())
+        return;
+    auto *alert = new TULOAlertController(localizedString(QStringLiteral("ATTACHMENT_NOT_ADDED_TITLE")),
+                                          messages.join(QLatin1Char('\n')), TULOAlertControllerStyleAlert);
+    alert->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("ATTACHMENT_NOT_ADDED_OK_BUTTON")),
+                                                      TULOAlertActionStyleCancel));
+    // Over a picker that is still up, the alert goes on top of it.
+    TULOViewController *presenter = this;
+    while (presenter->presentedViewController())
+        presenter = presenter->presentedViewController();
+    presenter->presentViewController(alert, true);
 }
 
 // Compose view and recorder delegates
@@ -401,6 +575,23 @@ void TULOComposePostViewController::composePostViewDidRemoveAttachmentViewAtInde
     }
     reloadAttachmentUI();
     updatePostButton();
+}
+
+std::optional<TULOTag> TULOComposePostViewController::composePostViewTagForString(TULOComposePostView *view,
+                                                                                  const QString &string)
+{
+    Q_UNUSED(view)
+    if (!m_tagCompletionViewController)
+        return std::nullopt;
+    return m_tagCompletionViewController->existingTagForString(string);
+}
+
+void TULOComposePostViewController::tagListDidSelectTag(TULOTagListViewController *tagList, const TULOTag &tag)
+{
+    Q_UNUSED(tagList)
+    if (m_composeView)
+        m_composeView->insertTag(tag);
+    dismissTagCompletionViewController();
 }
 
 void TULOComposePostViewController::viewControllerDidCompleteRecording(TULOSoundBiteViewController *controller)
@@ -470,24 +661,20 @@ QList<QWidget *> TULOComposePostViewController::scrollableHeaderViews()
     const std::optional<TULOStoreItem> item = m_configuration.item();
     if (!item)
         return {};
-    auto *lockup = new QWidget;
+    auto *lockup = new TULOLockupView;
     lockup->setAttribute(Qt::WA_TransparentForMouseEvents);
-    auto *column = new QVBoxLayout(lockup);
-    column->setContentsMargins(0, 0, 0, 0);
-    auto *title = new QLabel(item->displayName());
-    QFont bold = title->font();
-    bold.setBold(true);
-    title->setFont(bold);
-    column->addWidget(title);
+    lockup->setTitle(item->displayName());
     QString subtitle;
     if (!item->artistName().isEmpty() && !item->collectionName().isEmpty())
         subtitle = TULOStringWithFormat(localizedString(QStringLiteral("CONTENT_ITEM_SUBTITLE_%@_%@")),
                                         {item->artistName(), item->collectionName()});
     else
         subtitle = item->artistName().isEmpty() ? item->collectionName() : item->artistName();
-    if (!subtitle.isEmpty())
-        column->addWidget(new QLabel(subtitle));
-    lockup->setAccessibleName(subtitle.isEmpty() ? item->displayName() : item->displayName() + QStringLiteral(", ") + subtitle);
+    lockup->setSubtitle(subtitle);
+    auto request = std::make_shared<TULOStoreItemArtworkRequest>(
+        *item, QSizeF(TULOLockupView::ArtworkSide, TULOLockupView::ArtworkSide));
+    lockup->adoptArtworkRequest(request);
+    resourceLoader()->loadResourceWithRequest(request, TULOResourceLoadReasonVisible);
     return {lockup};
 }
 
@@ -558,33 +745,75 @@ void TULOComposePostViewController::socialAccountStoreDidChange()
 
 void TULOComposePostViewController::attachmentButtonAction(QWidget *sender)
 {
-    Q_UNUSED(sender)
-    m_composeView->resignFirstResponder();
+    if (m_composeView)
+        m_composeView->resignFirstResponder();
+    TULOAttachmentAlertController *menu = makeAttachmentMenu();
+    menu->setTULODelegate(this);
+    menu->setPopoverPermittedArrowDirections(TULOPopoverArrowDirectionDown);
+    if (sender) {
+        menu->setPopoverSourceView(sender);
+        menu->setPopoverSourceRect(sender->rect());
+    }
+    presentViewController(menu, true);
 }
 
 void TULOComposePostViewController::pickAuthorAction(QWidget *sender)
 {
-    auto *menu = new TULOAlertController(localizedString(QStringLiteral("AUTHOR_SELECTION_TITLE")), QString(),
-                                         TULOAlertControllerStyleActionSheet);
+    auto *menu = new TULOAuthorSelectionAlertController(localizedString(QStringLiteral("AUTHOR_SELECTION_TITLE")), QString(),
+                                                        TULOAlertControllerStyleActionSheet);
+    menu->setResourceLoader(resourceLoader());
     QPointer<TULOComposePostViewController> self(this);
     for (const TULOPostAuthor &author : m_configuration.authorsForSharing()) {
-        menu->addAction(TULOAlertAction::actionWithTitle(author.name(), TULOAlertActionStyleDefault,
-                                                         [self, author](TULOAlertAction *) {
-                                                             if (self)
-                                                                 self->setSelectedAuthor(author);
-                                                         }));
+        menu->addActionWithAuthor(author, [self, author] {
+            if (self)
+                self->setSelectedAuthor(author);
+        });
     }
     menu->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("AUTHOR_CANCEL_BUTTON")),
                                                      TULOAlertActionStyleCancel));
     menu->setModalPresentationStyle(TULOModalPresentationStylePopover);
     menu->setPopoverPermittedArrowDirections(TULOPopoverArrowDirectionUp);
-    menu->setPopoverSourceView(sender);
-    menu->setPopoverSourceRect(sender->rect());
+    if (sender) {
+        menu->setPopoverSourceView(sender);
+        menu->setPopoverSourceRect(sender->rect());
+    }
     presentViewController(menu, true);
 }
 
 void TULOComposePostViewController::attributionButtonAction()
 {
+    if (!m_selectedAuthor || !navigationController())
+        return;
+    QList<TULOPostAuthor> authors{*m_selectedAuthor};
+    if (m_selectedAuthor->hasPermission(TULOAuthorPermissionShareWithAttribution)) {
+        if (const std::optional<TULOPostAuthor> active = m_configuration.authorForActiveAccount())
+            authors.append(*active);
+    }
+    auto *list = new TULOAttributionSelectionViewController;
+    list->setDestinationAuthor(*m_selectedAuthor);
+    list->setOperationQueue(operationQueue());
+    list->setAuthors(authors);
+    uint index = TULOAttributionSelectionViewController::NotFound;
+    if (m_attributionAuthor) {
+        for (int i = 0; i < authors.size(); ++i) {
+            if (authors.at(i) == *m_attributionAuthor) {
+                index = uint(i);
+                break;
+            }
+        }
+    }
+    list->setSelectedAuthorIndex(index);
+    list->setClientContext(clientContext());
+    list->setTitle(localizedString(QStringLiteral("ATTRIBUTION_POST_AS")));
+    QPointer<TULOComposePostViewController> self(this);
+    list->setSelectionBlock([self](const TULOPostAuthor &author) {
+        if (!self)
+            return;
+        self->setAttributionAuthor(author);
+        if (TULONavigationController *navigation = self->navigationController())
+            navigation->popToViewController(self, true);
+    });
+    navigationController()->pushViewController(list, true);
 }
 
 void TULOComposePostViewController::externalServicesButtonAction()
@@ -600,6 +829,35 @@ void TULOComposePostViewController::externalServicesButtonAction()
 
 void TULOComposePostViewController::reloadTagCompletionViewController()
 {
+    if (!m_composeView)
+        return;
+    const QString tagString = m_composeView->tagForSelectedRange();
+    if (tagString.isEmpty()) {
+        dismissTagCompletionViewController();
+        return;
+    }
+    if (!m_tagCompletionViewController) {
+        // Parented here, so the list is kept for reuse while hidden.
+        auto *list = new TULOTagListViewController(m_configuration, this);
+        list->setClientContext(clientContext());
+        list->setDelegate(this);
+        list->setOperationQueue(operationQueue());
+        m_tagCompletionViewController = list;
+    }
+    m_tagCompletionViewController->reloadWithTagString(tagString);
+    m_composeView->showTextCompletionViewController(m_tagCompletionViewController, true);
+}
+
+void TULOComposePostViewController::dismissTagCompletionViewController()
+{
+    if (!m_composeView || !m_tagCompletionViewController
+        || m_composeView->textCompletionViewController() != m_tagCompletionViewController)
+        return;
+    QPointer<TULOTagListViewController> list = m_tagCompletionViewController;
+    m_composeView->hideTextCompletionViewControllerAnimated(true, [list] {
+        if (list && list->parentViewController())
+            list->removeFromParentViewController();
+    });
 }
 
 // Life cycle
@@ -616,6 +874,17 @@ void TULOComposePostViewController::loadView()
     composeView->setFooterViews(footerViews());
     composeView->setHeaderViews(headerViews());
     composeView->setScrollableHeaderViews(scrollableHeaderViews());
+    if (!m_configuration.item()) {
+        // Files dropped on the editor or pasted into it join the post as picked ones do.
+        auto *dropHandler = new TULOAttachmentDropHandler(m_configuration.maximumNumberOfAttachments(), contextValue(), this);
+        dropHandler->setAttachmentCountProvider([this] { return attachmentCount(); });
+        connect(dropHandler, &TULOAttachmentDropHandler::attachmentsReceived, this,
+                [this](const QList<TULOAttachmentPtr> &attachments) { addAttachments(attachments, true); });
+        connect(dropHandler, &TULOAttachmentDropHandler::attachmentsRejected, this,
+                [this](const QStringList &messages) { showRejectedFiles(messages); });
+        dropHandler->installOnWidget(composeView);
+        m_dropHandler = dropHandler;
+    }
     setView(composeView);
     reloadAttachmentUI();
 }

@@ -4,9 +4,14 @@
 #include <Quillon/compose/authorview.h>
 #include <Quillon/compose/composelabelvaluebutton.h>
 #include <Quillon/compose/composepostview.h>
+#include <Quillon/compose/taglistviewcontroller.h>
 #include <Quillon/core/attachment.h>
 #include <Quillon/core/configuration.h>
 #include <Quillon/core/preparepostdescriptionoperation.h>
+#include <Quillon/media/attachmentalertcontroller.h>
+#include <Quillon/media/attachmentdrophandler.h>
+#include <Quillon/media/audiopickercontroller.h>
+#include <Quillon/media/composeimagepickercontroller.h>
 #include <Quillon/media/soundbiteviewcontroller.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/records/postauthor.h>
@@ -22,6 +27,7 @@
 
 class TULOAccountStore;
 class TULOAttachmentDownloadOperation;
+class TULOTransitionCoordinator;
 class TULOComposePostViewController;
 class TULOResourceLoader;
 
@@ -46,7 +52,11 @@ public:
 // a post description on request.
 class QUILLON_EXPORT TULOComposePostViewController : public TULOStoreViewController,
                                                      public TULOComposePostViewDelegate,
-                                                     public TULOSoundBiteViewControllerDelegate
+                                                     public TULOSoundBiteViewControllerDelegate,
+                                                     public TULOAttachmentAlertDelegate,
+                                                     public TULOAudioPickerDelegate,
+                                                     public TULOComposeImagePickerDelegate,
+                                                     public TULOTagListViewControllerDelegate
 {
     Q_OBJECT
 
@@ -54,13 +64,13 @@ public:
     // The post description or nil, and an error that may accompany either; on the GUI thread.
     using PostDescriptionBlock = TULOPreparePostDescriptionOperation::OutputBlock;
 
-    // Attachment menu results.
-    enum AttachmentMenuResult {
-        AttachmentMenuResultShelf = 1,
-        AttachmentMenuResultAudio = 2,
-        AttachmentMenuResultCamera = 3,
-        AttachmentMenuResultPhotoLibrary = 4,
-        AttachmentMenuResultSoundBite = 5,
+    // Attachment menu results, as the menu reports them.
+    enum AttachmentMenuResult : qint64 {
+        AttachmentMenuResultShelf = TULOAttachmentAlertResultSelectedPhotos,
+        AttachmentMenuResultAudio = TULOAttachmentAlertResultUploadAudio,
+        AttachmentMenuResultCamera = TULOAttachmentAlertResultCamera,
+        AttachmentMenuResultPhotoLibrary = TULOAttachmentAlertResultPhotoLibrary,
+        AttachmentMenuResultSoundBite = TULOAttachmentAlertResultRecordAudio,
     };
 
     explicit TULOComposePostViewController(const TULOConfiguration &configuration, QObject *parent = nullptr);
@@ -104,8 +114,22 @@ public:
                                                    int index) override;
     void composePostViewDidRemoveAttachmentViewAtIndex(TULOComposePostView *view, QWidget *attachmentView,
                                                        int index) override;
+    std::optional<TULOTag> composePostViewTagForString(TULOComposePostView *view, const QString &string) override;
     // TULOSoundBiteViewControllerDelegate
     void viewControllerDidCompleteRecording(TULOSoundBiteViewController *controller) override;
+    // TULOAttachmentAlertDelegate
+    void attachmentAlertControllerDidFinishWithResult(TULOAttachmentAlertController *controller, qint64 result) override;
+    // TULOAudioPickerDelegate
+    void audioPickerDidFinishWithAttachment(TULOAudioPickerController *picker, const TULOAttachmentPtr &attachment) override;
+    void audioPickerDidCancel(TULOAudioPickerController *picker) override;
+    // TULOComposeImagePickerDelegate
+    void TULOComposeImagePickerDidFinishWithAttachments(TULOComposeImagePickerController *picker,
+                                                        const QList<TULOAttachmentPtr> &attachments) override;
+    void TULOComposeImagePickerDidCancel(TULOComposeImagePickerController *picker) override;
+    TULOViewController *parentViewControllerForTULOComposeImagePicker(TULOComposeImagePickerController *picker) override;
+    void TULOComposeImagePickerDidRejectFiles(TULOComposeImagePickerController *picker, const QStringList &messages) override;
+    // TULOTagListViewControllerDelegate
+    void tagListDidSelectTag(TULOTagListViewController *tagList, const TULOTag &tag) override;
 
 protected:
     void loadView() override;
@@ -125,7 +149,20 @@ protected:
     virtual void editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool animated);
     // The properties editor's result for `edited`.
     void didEditAttachment(const TULOAttachmentPtr &edited);
-    void handleAttachmentMenuResult(qint64 result, const QList<TULOAttachmentPtr> &selectedAttachments);
+    // `coordinator` is the menu's dismissal, if it still runs: pickers are presented once it ends.
+    void handleAttachmentMenuResult(qint64 result, const QList<TULOAttachmentPtr> &selectedAttachments,
+                                    TULOTransitionCoordinator *coordinator = nullptr);
+    // The pickers and the menu the results open; virtual so that tests can give them their libraries.
+    virtual TULOAudioPickerController *makeAudioPicker();
+    virtual TULOComposeImagePickerController *makeImagePicker(int sourceType);
+    virtual TULOAttachmentAlertController *makeAttachmentMenu();
+    TULOAudioPickerController *audioPickerController() const { return m_audioPickerController; }
+    TULOComposeImagePickerController *imagePickerController() const { return m_imagePickerController; }
+    TULOTagListViewController *tagCompletionViewController() const { return m_tagCompletionViewController; }
+    TULOAttachmentDropHandler *dropHandler() const { return m_dropHandler; }
+    void attachmentButtonAction(QWidget *sender);
+    void pickAuthorAction(QWidget *sender);
+    void attributionButtonAction();
     // Removes a song downloaded for this post from the media library; virtual for the tests.
     virtual void removeDownloadedMediaItem(const TULOAttachmentPtr &attachment);
     TULOComposeLabelValueButton *attributionButton() const { return m_attributionButton; }
@@ -136,6 +173,7 @@ private:
     TULOClientContext contextValue() const;
     QString localizedString(const QString &key) const;
     void addAttachmentsToList(const QList<TULOAttachmentPtr> &attachments);
+    qint64 attachmentCount() const;
     void reloadAttachmentUI();
     QList<QWidget *> attachmentViews();
     void updatePostButton();
@@ -144,25 +182,30 @@ private:
     QList<QWidget *> footerViews();
     void reloadExternalServicesButton();
     void socialAccountStoreDidChange();
-    void attachmentButtonAction(QWidget *sender);
-    void pickAuthorAction(QWidget *sender);
-    void attributionButtonAction();
     void externalServicesButtonAction();
     void reloadTagCompletionViewController();
+    void dismissTagCompletionViewController();
+    void showRejectedFiles(const QStringList &messages);
+    TULOResourceLoader *resourceLoader();
 
     std::shared_ptr<TULOAccountStore> m_accountStore;
     QList<TULOAttachmentPtr> m_attachments;
     std::optional<TULOPostAuthor> m_attributionAuthor;
     QPointer<TULOComposeLabelValueButton> m_attributionButton;
+    QPointer<TULOAudioPickerController> m_audioPickerController;
     QPointer<TULOAuthorView> m_authorSelectionView;
     QPointer<TULOComposePostView> m_composeView;
     TULOConfiguration m_configuration;
     bool m_didAppear = false;
     TULOAttachmentPtr m_editingAttachment;
     QPointer<TULOComposeLabelValueButton> m_externalServicesButton;
+    QPointer<TULOComposeImagePickerController> m_imagePickerController;
     std::unique_ptr<TULOResourceLoader> m_resourceLoader;
     std::optional<TULOPostAuthor> m_selectedAuthor;
     QList<QPointer<TULOSoundBiteViewController>> m_soundBiteViewControllers;
+    // Owned here; shown as a child of the compose view's completion area while a tag is typed.
+    QPointer<TULOTagListViewController> m_tagCompletionViewController;
+    QPointer<TULOAttachmentDropHandler> m_dropHandler;
     bool m_attachmentWasDownloadedAndNeedsRemoval = false;
     TULOWeakDelegate<TULOComposePostViewControllerDelegate> m_delegate;
     std::shared_ptr<TULOAttachmentDownloadOperation> m_attachmentDownloadOperation;
