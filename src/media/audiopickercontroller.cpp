@@ -208,7 +208,7 @@ public:
         painter->save();
         const QString duration = index.data(TULOAudioPickerModel::DurationRole).toString();
         const QFontMetrics metrics(option.font);
-        const int durationWidth = metrics.horizontalAdvance(duration) + 4;
+        const int durationWidth = qMin(metrics.horizontalAdvance(duration) + 4, row.width() / 4);
         const QRect text(art.right() + 10, row.top() + 6, row.right() - art.right() - 16 - durationWidth, row.height() - 12);
         QFont titleFont = option.font;
         titleFont.setWeight(QFont::DemiBold);
@@ -347,7 +347,8 @@ bool TULOAudioPickerController::performCancelAction()
 
 bool TULOAudioPickerController::performDefaultAction()
 {
-    return m_listView && chooseItemAtRow(m_listView->currentIndex().row());
+    // The current row, or the first one before the list has been shown.
+    return chooseItemAtRow(m_listView ? m_listView->currentIndex().row() : 0);
 }
 
 QListView *TULOAudioPickerController::listView()

@@ -3,6 +3,7 @@
 
 #include <Quillon/media/audiopickercontroller.h>
 #include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/localization.h>
 #include <Quillon/platform/ui/alertcontroller.h>
 
 #include <QApplication>
@@ -102,7 +103,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("search");
         QTest::addColumn<QStringList>("expected");
         QTest::addRow("empty-shows-all") << "" << QStringList{"Halo", "Harbour", "Morning Light", "Night Drive"};
-        QTest::addRow("title-prefix") << "ni" << QStringList{"Night Drive"};
+        QTest::addRow("title-word") << "morning" << QStringList{"Morning Light"};
+        QTest::addRow("part-of-a-word") << "ni" << QStringList{"Morning Light", "Night Drive"};
         QTest::addRow("artist-any-case") << "LAMPS" << QStringList{"Night Drive"};
         QTest::addRow("artist-without-accent") << "beyonce" << QStringList{"Halo"};
         QTest::addRow("album") << "fierce" << QStringList{"Halo"};
@@ -182,7 +184,8 @@ private Q_SLOTS:
         QVERIFY(!picker.hasSourceItems());
         std::unique_ptr<TULOAlertController> alert(
             TULOAudioPickerController::emptyAudioPickerAlertControllerWithClientContext(TULOClientContext()));
-        QCOMPARE(alert->title(), QStringLiteral("No Songs"));
+        QCOMPARE(alert->title(), TULOLocalization::defaultLocalization()->localizedStringForKey(
+            QStringLiteral("AUDIO_PICKER_EMPTY_TITLE"), QString::fromLatin1(TULOStringsTablePostComposition), TULOClientContext()));
         QCOMPARE(alert->actions().size(), 1);
     }
 
