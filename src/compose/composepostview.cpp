@@ -1,5 +1,7 @@
 #include <Quillon/compose/composepostview.h>
 
+#include <Quillon/compose/tokentexttypingrules_p.h>
+
 #include <Quillon/compose/attachmentpreviewview.h>
 #include <Quillon/compose/tagtokentextattachment.h>
 #include <Quillon/compose/tokentextview.h>
@@ -81,15 +83,6 @@ protected:
         }
     }
 };
-
-bool isLineEndOrPunctuation(const QString &text)
-{
-    if (text.size() != 1)
-        return false;
-    const QChar c = text.at(0);
-    return c == QLatin1Char('\n') || c == QLatin1Char('\r') || c == QChar::LineSeparator || c == QChar::ParagraphSeparator
-        || c.isPunct();
-}
 
 } // namespace
 
@@ -405,21 +398,11 @@ std::optional<bool> TULOComposePostView::textViewShouldChangeTextInRangeReplacem
                                                                                       TULOTextRange range,
                                                                                       const QString &replacementText)
 {
-    if (range.length == 1 && replacementText.isEmpty())
-        return !textView->selectTokenAtIndex(range.location);
-    if (isLineEndOrPunctuation(replacementText) && m_delegate.get()) {
-        TULOTextRange used{TULONotFound, 0};
-        const QString pending = textView->pendingTagForRange(range, &used);
-        if (!pending.isEmpty() && !used.isNotFound()) {
-            if (const std::optional<TULOTag> tag = m_delegate.get()->composePostViewTagForString(this, pending)) {
-                textView->setSelectedRange(used);
-                // Tells this view of the change itself, as a typed change would.
-                textView->insertTokenWithAttachment(std::make_shared<TULOTagTokenTextAttachment>(*tag));
-                return false;
-            }
-        }
-    }
-    return true;
+    return TULOTokenTextViewAllowsTypedChange(textView, range, replacementText, [this](const QString &pending) -> std::optional<TULOTag> {
+        if (TULOComposePostViewDelegate *delegate = m_delegate.get())
+            return delegate->composePostViewTagForString(this, pending);
+        return std::nullopt;
+    });
 }
 
 void TULOComposePostView::textViewDidChange(TULOTokenTextView *)

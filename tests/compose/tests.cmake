@@ -9,3 +9,5 @@ quillon_add_test(NAME attachmentpreviewview SOURCES tst_attachmentpreviewview.cp
 quillon_add_test(NAME taglistviewcontroller SOURCES tst_taglistviewcontroller.cpp LABELS compose)
 quillon_add_test(NAME authorselection SOURCES tst_authorselection.cpp LABELS compose)
 quillon_add_test(NAME composescreens SOURCES tst_composescreens.cpp LABELS compose)
+quillon_add_test(NAME attachmentproperties SOURCES tst_attachmentproperties.cpp LABELS compose video)
+quillon_add_test(NAME tokentextviewtableassistant SOURCES tst_tokentextviewtableassistant.cpp LABELS compose)

@@ -1,5 +1,4 @@
-#include "../store/storetestsupport.h"
-#include "tokentexttestsupport.h"
+#include "tagtestsupport.h"
 
 #include <Quillon/compose/composepostview.h>
 #include <Quillon/compose/taglisttableviewcell.h>
@@ -67,16 +66,7 @@ class TestTagListViewController : public QObject
 
     TULOConfiguration configuration() const
     {
-        TULOConfiguration configuration;
-        QUrl base = m_store.baseUrl();
-        base.setPath(QStringLiteral("/search/tags"));
-        base.setQuery(QStringLiteral("types=artist"));
-        configuration.setTagLookupBaseURL(base);
-        QVariantList suggested;
-        for (const QString &name : {QStringLiteral("Dana Demo"), QStringLiteral("Mira Sol")})
-            suggested.append(QVariant::fromValue(TULOTestTag(name, name)));
-        configuration.setSuggestedTags(suggested);
-        return configuration;
+        return TULOSandboxTagConfiguration(m_store, {QStringLiteral("Dana Demo"), QStringLiteral("Mira Sol")});
     }
 
     // Waits for the lookup of the current string to answer.
