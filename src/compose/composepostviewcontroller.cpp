@@ -97,6 +97,8 @@ TULOComposePostViewController::~TULOComposePostViewController()
         m_imagePickerController->setDelegate(nullptr);
     if (m_tagCompletionViewController)
         m_tagCompletionViewController->setDelegate(nullptr);
+    if (m_propertiesEditor)
+        m_propertiesEditor->setDelegate(nullptr);
     for (QObject *sender : {static_cast<QObject *>(m_attributionButton.data()),
                             static_cast<QObject *>(m_externalServicesButton.data())})
         if (sender)
@@ -318,9 +320,31 @@ void TULOComposePostViewController::ingestAttachment(const TULOAttachmentPtr &at
 
 void TULOComposePostViewController::editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool animated)
 {
-    Q_UNUSED(animated)
-    // Until the properties editor is wired in, the attachment joins the post as it is.
-    didEditAttachment(attachment);
+    // Without a navigation stack there is no screen to edit on; the attachment joins as it is.
+    if (!navigationController()) {
+        didEditAttachment(attachment);
+        return;
+    }
+    auto *editor = new TULOAttachmentPropertiesViewController(attachment, m_configuration);
+    editor->setAuthor(m_selectedAuthor);
+    editor->setClientContext(clientContext());
+    editor->setDelegate(this);
+    editor->setOperationQueue(operationQueue());
+    m_propertiesEditor = editor;
+    navigationController()->pushViewController(editor, animated);
+}
+
+void TULOComposePostViewController::attachmentPropertiesControllerDidEditAttachment(
+    TULOAttachmentPropertiesViewController *controller, const TULOAttachmentPtr &attachment)
+{
+    controller->setDelegate(nullptr);
+    TULONavigationController *navigation = navigationController();
+    if (navigation && controller->navigationController() == navigation)
+        navigation->popToViewController(this, true);
+    else
+        dismissViewController(true);
+    if (attachment)
+        didEditAttachment(attachment);
 }
 
 void TULOComposePostViewController::didEditAttachment(const TULOAttachmentPtr &edited)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Quillon/accounts/socialservice.h>
+#include <Quillon/compose/attachmentpropertiesviewcontroller.h>
 #include <Quillon/compose/authorview.h>
 #include <Quillon/compose/composelabelvaluebutton.h>
 #include <Quillon/compose/composepostview.h>
@@ -56,7 +57,8 @@ class QUILLON_EXPORT TULOComposePostViewController : public TULOStoreViewControl
                                                      public TULOAttachmentAlertDelegate,
                                                      public TULOAudioPickerDelegate,
                                                      public TULOComposeImagePickerDelegate,
-                                                     public TULOTagListViewControllerDelegate
+                                                     public TULOTagListViewControllerDelegate,
+                                                     public TULOAttachmentPropertiesDelegate
 {
     Q_OBJECT
 
@@ -128,6 +130,9 @@ public:
     void TULOComposeImagePickerDidCancel(TULOComposeImagePickerController *picker) override;
     TULOViewController *parentViewControllerForTULOComposeImagePicker(TULOComposeImagePickerController *picker) override;
     void TULOComposeImagePickerDidRejectFiles(TULOComposeImagePickerController *picker, const QStringList &messages) override;
+    // TULOAttachmentPropertiesDelegate
+    void attachmentPropertiesControllerDidEditAttachment(TULOAttachmentPropertiesViewController *controller,
+                                                         const TULOAttachmentPtr &attachment) override;
     // TULOTagListViewControllerDelegate
     void tagListDidSelectTag(TULOTagListViewController *tagList, const TULOTag &tag) override;
 
@@ -147,7 +152,8 @@ protected:
     bool canShowEditorForAttachment(const TULOAttachmentPtr &attachment) const;
     void ingestAttachment(const TULOAttachmentPtr &attachment, bool animated);
     virtual void editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool animated);
-    // The properties editor's result for `edited`.
+    // Takes the properties editor's result `edited` into the post: in place of the attachment
+    // being edited, or as a new one.
     void didEditAttachment(const TULOAttachmentPtr &edited);
     // `coordinator` is the menu's dismissal, if it still runs: pickers are presented once it ends.
     void handleAttachmentMenuResult(qint64 result, const QList<TULOAttachmentPtr> &selectedAttachments,
@@ -200,6 +206,8 @@ private:
     TULOAttachmentPtr m_editingAttachment;
     QPointer<TULOComposeLabelValueButton> m_externalServicesButton;
     QPointer<TULOComposeImagePickerController> m_imagePickerController;
+    // The editor holds its delegate as a plain pointer, so this one is let go of on teardown.
+    QPointer<TULOAttachmentPropertiesViewController> m_propertiesEditor;
     std::unique_ptr<TULOResourceLoader> m_resourceLoader;
     std::optional<TULOPostAuthor> m_selectedAuthor;
     QList<QPointer<TULOSoundBiteViewController>> m_soundBiteViewControllers;

@@ -4,8 +4,10 @@
 #include "../library/mediafixtures.h"
 #include "../media/photofixtures.h"
 #include "../support/screenshotsupport.h"
+#include "../support/videosupport.h"
 
 #include <Quillon/compose/attachmentpreviewview.h>
+#include <Quillon/compose/attachmentpropertiesviewcontroller.h>
 #include <Quillon/compose/attributionselectionviewcontroller.h>
 #include <Quillon/compose/authorselectionalertcontroller.h>
 #include <Quillon/compose/authorview.h>
@@ -49,6 +51,7 @@ public:
     const TULOThumbnailCache *thumbnails = nullptr;
     TULOMediaLibrary *mediaLibrary = nullptr;
     QList<TULOAttachmentPtr> edited;
+    bool opensEditor = false;
 
 protected:
     TULOAttachmentAlertController *makeAttachmentMenu() override
@@ -61,7 +64,12 @@ protected:
     {
         return new TULOComposeImagePickerController(sourceType, photoLibrary, *thumbnails);
     }
-    void editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool) override { edited.append(attachment); }
+    void editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool animated) override
+    {
+        edited.append(attachment);
+        if (opensEditor)
+            TULOComposePostViewController::editPropertiesForAttachment(attachment, animated);
+    }
 };
 
 enum Step { Shelf, ShelfVideo, Library, Camera, Audio, Record };
@@ -442,6 +450,75 @@ private Q_SLOTS:
         QCOMPARE(known.has_value(), knownAfterwards);
         if (known)
             QCOMPARE(known->name(), tag);
+    }
+
+    // The editor works on a copy; Done hands it back, and the copy takes the original's place
+    // (or joins the post, for an attachment the host handed in).
+    void editorCopyReplacesTheAttachment_data()
+    {
+        QTest::addColumn<QString>("type");
+        QTest::newRow("video") << "video/mp4";
+        QTest::newRow("song") << "audio/flac";
+    }
+    void editorCopyReplacesTheAttachment()
+    {
+        QFETCH(QString, type);
+        QString file;
+        if (type.startsWith(QLatin1String("video"))) {
+            file = m_dir.filePath(QStringLiteral("clip.mp4"));
+            QString message;
+            if (!QFileInfo::exists(file))
+                QVERIFY2(TULOMakeTestVideo(file, 1.0, 12, QStringLiteral("160x120"), {QStringLiteral("-c:v"), QStringLiteral("libx264")}, &message),
+                         qPrintable(message));
+        } else {
+            file = m_dir.filePath(QStringLiteral("Music/night.flac"));
+        }
+        const TULOAttachmentPtr photo = TULOTestImageAttachment();
+        const auto original = std::make_shared<TULOAttachment>(QUrl::fromLocalFile(file), type);
+        original->setTitle(QStringLiteral("Draft"));
+        original->setArtists({TULOPostArtist(QStringLiteral("7"), QStringLiteral("Ada"))}); // Done needs one
+        std::unique_ptr<WiredComposer> composer =
+            makeComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}));
+        composer->opensEditor = true;
+        m_fixture.show(composer.release());
+        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+
+        const auto done = [&](const QString &title) {
+            auto *properties = qobject_cast<TULOAttachmentPropertiesViewController *>(m_fixture.navigation->topViewController());
+            if (!properties)
+                return false;
+            for (TULOAttachmentPropertiesTableViewSection *section : properties->sections())
+                if (section->titleField())
+                    section->titleField()->setText(title);
+            // Back on the editor once the pop has ended.
+            return properties->doneButton()->trigger()
+                && QTest::qWaitFor([&] { return m_fixture.navigation->topViewController() == editor
+                                            && !editor->transitionCoordinator(); }, 5000);
+        };
+
+        // Handed in by the host: the editor opens first, the photo joins at once.
+        editor->addAttachments({photo, original}, false);
+        QCOMPARE(editor->attachments(), QList<TULOAttachmentPtr>{photo});
+        QVERIFY(done(QStringLiteral("First")));
+        QCOMPARE(editor->attachments().size(), 2);
+        const TULOAttachmentPtr first = editor->attachments().at(1);
+        QVERIFY(first != original);
+        QCOMPARE(first->title(), QStringLiteral("First"));
+        QCOMPARE(original->title(), QStringLiteral("Draft"));
+
+        // Tapping its preview edits it again; the new copy stands in its place.
+        QWidget *preview = editor->composeView()->attachmentViews().at(1);
+        QTRY_VERIFY(preview->isVisible());
+        QTest::mouseClick(preview, Qt::LeftButton, {}, preview->rect().center());
+        QTRY_VERIFY(qobject_cast<TULOAttachmentPropertiesViewController *>(m_fixture.navigation->topViewController()));
+        QVERIFY(done(QStringLiteral("Second")));
+        QCOMPARE(editor->attachments().size(), 2);
+        QCOMPARE(editor->attachments().at(0), photo);
+        QVERIFY(editor->attachments().at(1) != first);
+        QCOMPARE(editor->attachments().at(1)->title(), QStringLiteral("Second"));
+        auto *shown = qobject_cast<TULOAttachmentPreviewView *>(editor->composeView()->attachmentViews().at(1));
+        QVERIFY(shown);
+        QCOMPARE(shown->attachment(), editor->attachments().at(1));
     }
 
     void droppedFilesJoinThePost()
