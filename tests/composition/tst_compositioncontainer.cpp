@@ -469,13 +469,19 @@ private Q_SLOTS:
         Container container{std::optional(configuration)};
         container.addAttachments({TULOTestImageAttachment(Qt::darkCyan)});
         container.view();
-        container.composePostViewController()->composeView()->textView()->setPlainText(
-            QStringLiteral("New single out on Friday. Thanks to everyone who came to the show!"));
+        TULOComposePostView *compose = container.composePostViewController()->composeView();
+        QTest::keyClicks(compose->textView(), QStringLiteral("New single out on Friday with "));
+        TULOTag tag;
+        tag.setEntityType(QStringLiteral("artist"));
+        tag.setIdentifier(QStringLiteral("17"));
+        tag.setName(QStringLiteral("Mira Sol"));
+        compose->insertTag(tag);
+        QTest::keyClicks(compose->textView(), QStringLiteral("and friends. Thanks to everyone who came to the show!"));
         const QString name = QStringLiteral("composer-%1x-%2").arg(ratio).arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
-        const QImage image = TULOSaveScreenshot(&container, QSize(540, 620), QStringLiteral("compositioncontainer"), name, ratio);
+        const QImage image = TULOSaveScreenshot(&container, QSize(540, 760), QStringLiteral("compositioncontainer"), name, ratio);
         QApplication::setPalette(m_lightPalette);
         QVERIFY(!image.isNull());
-        QCOMPARE(image.size(), QSize(540, 620) * ratio);
+        QCOMPARE(image.size(), QSize(540, 760) * ratio);
     }
 };
 
