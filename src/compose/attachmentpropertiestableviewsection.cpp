@@ -37,7 +37,7 @@ public:
         m_tokenView->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
         m_tokenView->viewport()->setAutoFillBackground(false);
         // One line high, so the layout centres the tokens on the label's line.
-        m_tokenView->setFixedHeight(qMax(m_tokenView->fontMetrics().height(), 22)
+        m_tokenView->setFixedHeight(m_tokenView->fontMetrics().height()
                                     + 2 * int(m_tokenView->document()->documentMargin()));
         trailingLayout()->addWidget(m_label);
         trailingLayout()->addWidget(m_tokenView, 1);

@@ -1,3 +1,4 @@
+#include "support/screenshotsupport.h"
 #include "tagtestsupport.h"
 
 #include <Quillon/compose/attachmentpropertiesviewcontroller.h>
@@ -6,6 +7,7 @@
 #include <Quillon/platform/ui/navigationcontroller.h>
 #include <Quillon/platform/ui/tableviewcell.h>
 
+#include <QApplication>
 #include <QLineEdit>
 #include <QtTest>
 
@@ -112,6 +114,50 @@ private Q_SLOTS:
         for (const TULOPostArtist &artist : edited.first()->artists())
             names.append(artist.name());
         QCOMPARE(names, artists);
+    }
+
+    void screenshots_data()
+    {
+        QTest::addColumn<bool>("dark");
+        QTest::addColumn<qreal>("scale");
+        for (const bool dark : {false, true})
+            for (const qreal scale : {1.0, 2.0})
+                QTest::addRow("artists-%s-%dx", dark ? "dark" : "light", int(scale)) << dark << scale;
+    }
+    void screenshots()
+    {
+        QFETCH(bool, dark);
+        QFETCH(qreal, scale);
+        const QPalette light = QApplication::palette();
+        if (dark) {
+            QPalette palette(QColor(0x33, 0x33, 0x33), QColor(0x1e, 0x1e, 0x1e));
+            palette.setColor(QPalette::WindowText, QColor(0xe8, 0xe8, 0xe8));
+            palette.setColor(QPalette::Text, QColor(0xe8, 0xe8, 0xe8));
+            palette.setColor(QPalette::Base, QColor(0x2a, 0x2a, 0x2a));
+            palette.setColor(QPalette::Highlight, QColor(0x3d, 0x8b, 0xf0));
+            QApplication::setPalette(palette);
+        }
+        auto item = std::make_shared<TULOAttachment>(QUrl::fromLocalFile(QStringLiteral("/tmp/song.mpeg")), QStringLiteral("audio/mpeg"));
+        item->setTitle(QStringLiteral("Evening Tide"));
+        auto *controller = new TULOAttachmentPropertiesViewController(item, configuration());
+        TULONavigationController navigation(controller);
+        QWidget *window = navigation.view();
+        window->resize(420, 520);
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window));
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        TULOTokenTextView *artistsView = controller->tokenTextViewAssistant()->textViews().first();
+        artistsView->setFocus();
+        QTest::keyClicks(artistsView, QStringLiteral("@mira"));
+        TULOTagListViewController *list = controller->tokenTextViewAssistant()->tagList();
+        QTRY_VERIFY_WITH_TIMEOUT(list->tagString() == QStringLiteral("mira") && !list->isLookingUp(), TULOStoreTestWait);
+        QCOMPARE(list->activeTagSuggestions().size(), 2);
+        const QImage image = TULOSaveScreenshot(&navigation, QSize(420, 520), QStringLiteral("tokentextviewtableassistant"),
+                                                QString::fromLatin1(QTest::currentDataTag()), scale);
+        QApplication::setPalette(light);
+        QVERIFY(!image.isNull());
+        QVERIFY(controller->tokenTextViewAssistant()->isTagListShown());
     }
 };
 
