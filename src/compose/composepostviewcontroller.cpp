@@ -8,6 +8,7 @@
 #include <Quillon/compose/authorview.h>
 #include <Quillon/compose/composelabelvaluebutton.h>
 #include <Quillon/compose/lockupview.h>
+#include <Quillon/compose/tokentextview.h>
 #include <Quillon/core/attachmentdownloadoperation.h>
 #include <Quillon/core/storeitemartworkrequest.h>
 #include <Quillon/media/attachmentdrophandler.h>
@@ -906,7 +907,9 @@ void TULOComposePostViewController::loadView()
                 [this](const QList<TULOAttachmentPtr> &attachments) { addAttachments(attachments, true); });
         connect(dropHandler, &TULOAttachmentDropHandler::attachmentsRejected, this,
                 [this](const QStringList &messages) { showRejectedFiles(messages); });
+        // The text view takes drops and pastes itself, so it gets the handler too.
         dropHandler->installOnWidget(composeView);
+        dropHandler->installOnWidget(composeView->textView());
         m_dropHandler = dropHandler;
     }
     setView(composeView);

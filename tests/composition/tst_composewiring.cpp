@@ -28,6 +28,7 @@
 #include <Quillon/platform/ui/tableview.h>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QMimeData>
 #include <QPushButton>
 #include <QTest>
@@ -521,33 +522,54 @@ private Q_SLOTS:
         QCOMPARE(shown->attachment(), editor->attachments().at(1));
     }
 
-    void droppedFilesJoinThePost()
+    // Files dropped on the editor or its text, or pasted into the text, join the post up to the
+    // limit; the rest is named in an alert, and the text stays as it was.
+    void dropsAndPastesJoinThePost_data()
     {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("dropped on the text") << "drop-text";
+        QTest::newRow("dropped beside the text") << "drop-editor";
+        QTest::newRow("pasted into the text") << "paste";
+    }
+    void dropsAndPastesJoinThePost()
+    {
+        QFETCH(QString, how);
         std::unique_ptr<WiredComposer> composer =
             makeComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}, 2));
         m_fixture.show(composer.release());
         auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
-        editor->composeView()->textView()->setPlainText(QStringLiteral("Keep me"));
-        QVERIFY(editor->dropHandler());
-        QMimeData files;
-        files.setUrls({QUrl::fromLocalFile(m_photos.at(0)), QUrl::fromLocalFile(m_photos.at(1)),
-                       QUrl::fromLocalFile(m_photos.at(3))});
-        QVERIFY(editor->dropHandler()->canHandleMimeData(&files));
-        const TULOAttachmentDropHandler::Result result = editor->dropHandler()->attachmentsFromMimeData(&files);
-        Q_EMIT editor->dropHandler()->attachmentsReceived(result.attachments);
+        TULOTokenTextView *text = editor->composeView()->textView();
+        text->setFocus();
+        QTest::keyClicks(text, QStringLiteral("Keep me"));
+        auto *files = new QMimeData;
+        files->setUrls({QUrl::fromLocalFile(m_photos.at(0)), QUrl::fromLocalFile(m_photos.at(1)),
+                        QUrl::fromLocalFile(m_photos.at(3))});
+        if (how == QLatin1String("paste")) {
+            QGuiApplication::clipboard()->setMimeData(files);
+            QTest::keyClick(text, Qt::Key_V, Qt::ControlModifier);
+        } else {
+            QWidget *target = how == QLatin1String("drop-text") ? text->viewport() : editor->composeView()->viewport();
+            const QPoint at = target->rect().center();
+            QDragEnterEvent enter(at, Qt::CopyAction, files, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(target, &enter);
+            QVERIFY(enter.isAccepted());
+            QDropEvent drop(QPointF(at), Qt::CopyAction, files, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(target, &drop);
+            QVERIFY(drop.isAccepted());
+            delete files;
+        }
         // Two fit; the third is over the limit and is named as not added.
         QCOMPARE(editor->attachments().size(), 2);
         QCOMPARE(editor->attachments().at(0)->assetURL(), m_photoLibrary->assetURLForFilePath(m_photos.at(0)));
         QCOMPARE(editor->attachments().at(1)->assetURL(), m_photoLibrary->assetURLForFilePath(m_photos.at(1)));
-        QVERIFY(!result.messages.isEmpty());
         QCOMPARE(editor->composeView()->text(), QStringLiteral("Keep me"));
         QVERIFY(!editor->composeView()->showsAttachmentButton());
-        // The editor's count is the handler's: nothing more fits now.
-        QVERIFY(editor->dropHandler()->attachmentsFromMimeData(&files).attachments.isEmpty());
-        Q_EMIT editor->dropHandler()->attachmentsRejected(result.messages);
         auto *alert = qobject_cast<TULOAlertController *>(editor->presentedViewController());
         QVERIFY(alert);
-        QCOMPARE(alert->message(), result.messages.join(QLatin1Char('\n')));
+        QCOMPARE(alert->title(), TULOSettingsTestText(QStringLiteral("ATTACHMENT_NOT_ADDED_TITLE")));
+        QVERIFY(!alert->message().isEmpty());
+        alert->dismissViewController(false);
+        QGuiApplication::clipboard()->clear();
     }
 
     void contentItemRowWithArtwork()
