@@ -108,12 +108,15 @@ class TestComposeWiring : public QObject
     std::unique_ptr<TULOMediaLibrary> m_emptyMusic;
     QPalette m_lightPalette;
 
-    std::unique_ptr<WiredComposer> makeComposer(const TULOConfiguration &configuration, bool emptyMusic = false)
+    // An editor over the test's libraries, shown at the bottom of a navigation stack.
+    WiredComposer *showComposer(const TULOConfiguration &configuration, bool emptyMusic = false, bool opensEditor = false)
     {
-        auto composer = std::make_unique<WiredComposer>(configuration);
+        auto *composer = new WiredComposer(configuration);
         composer->photoLibrary = m_photoLibrary.get();
         composer->thumbnails = m_thumbnails.get();
         composer->mediaLibrary = emptyMusic ? m_emptyMusic.get() : m_music.get();
+        composer->opensEditor = opensEditor;
+        m_fixture.show(composer);
         return composer;
     }
 
@@ -272,9 +275,7 @@ private Q_SLOTS:
         QFETCH(int, edited);
         TULOConfiguration configuration = TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}, 6);
         configuration.setAllowsCamera(true);
-        std::unique_ptr<WiredComposer> composer = makeComposer(configuration);
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor = showComposer(configuration);
 
         QStringList expected;
         for (const int step : steps) {
@@ -305,10 +306,8 @@ private Q_SLOTS:
 
     void emptyMusicFolderShowsAnAlertInstead()
     {
-        std::unique_ptr<WiredComposer> composer =
-            makeComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}), true);
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor =
+            showComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}), true);
         TULOAttachmentAlertController *menu = openMenu(*editor);
         QVERIFY(menu);
         for (TULOAlertAction *action : menu->actions())
@@ -337,9 +336,7 @@ private Q_SLOTS:
         QFETCH(QString, author);
         const QList<TULOPostAuthor> authors{TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann")),
                                             TULOTestAuthor(QStringLiteral("a2"), QStringLiteral("The Band"))};
-        std::unique_ptr<WiredComposer> composer = makeComposer(TULOTestConfiguration(authors));
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor = showComposer(TULOTestConfiguration(authors));
         QTest::mouseClick(editor->authorSelectionView()->authorNameButton(), Qt::LeftButton);
         auto *menu = qobject_cast<TULOAuthorSelectionAlertController *>(editor->presentedViewController());
         QVERIFY(menu);
@@ -376,9 +373,7 @@ private Q_SLOTS:
         const TULOPostAuthor band = TULOTestAuthor(QStringLiteral("band"), QStringLiteral("The Band"), mayAttribute);
         TULOConfiguration configuration = TULOTestConfiguration({band});
         configuration.setAuthorForActiveAccount(TULOTestAuthor(QStringLiteral("ann"), QStringLiteral("Ann")));
-        std::unique_ptr<WiredComposer> composer = makeComposer(configuration);
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor = showComposer(configuration);
         QTest::mouseClick(editor->attributionButton(), Qt::LeftButton);
         auto *list = qobject_cast<TULOAttributionSelectionViewController *>(m_fixture.navigation->topViewController());
         QVERIFY(list);
@@ -420,9 +415,7 @@ private Q_SLOTS:
         lookup.setPath(QStringLiteral("/search/tags"));
         lookup.setQuery(QStringLiteral("types=artist"));
         configuration.setTagLookupBaseURL(lookup);
-        std::unique_ptr<WiredComposer> composer = makeComposer(configuration);
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor = showComposer(configuration);
         TULOTokenTextView *text = editor->composeView()->textView();
         text->setFocus();
         QTest::keyClicks(text, QStringLiteral("Hi ") + typed);
@@ -478,11 +471,8 @@ private Q_SLOTS:
         const auto original = std::make_shared<TULOAttachment>(QUrl::fromLocalFile(file), type);
         original->setTitle(QStringLiteral("Draft"));
         original->setArtists({TULOPostArtist(QStringLiteral("7"), QStringLiteral("Ada"))}); // Done needs one
-        std::unique_ptr<WiredComposer> composer =
-            makeComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}));
-        composer->opensEditor = true;
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor =
+            showComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}), false, true);
 
         const auto done = [&](const QString &title) {
             auto *properties = qobject_cast<TULOAttachmentPropertiesViewController *>(m_fixture.navigation->topViewController());
@@ -534,10 +524,8 @@ private Q_SLOTS:
     void dropsAndPastesJoinThePost()
     {
         QFETCH(QString, how);
-        std::unique_ptr<WiredComposer> composer =
-            makeComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}, 2));
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor =
+            showComposer(TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))}, 2));
         TULOTokenTextView *text = editor->composeView()->textView();
         text->setFocus();
         QTest::keyClicks(text, QStringLiteral("Keep me"));
@@ -576,9 +564,7 @@ private Q_SLOTS:
     {
         TULOConfiguration configuration = TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))});
         configuration.setItem(songWithArtwork(m_fixture.sandbox));
-        std::unique_ptr<WiredComposer> composer = makeComposer(configuration);
-        m_fixture.show(composer.release());
-        auto *editor = static_cast<WiredComposer *>(m_fixture.navigation->topViewController());
+        WiredComposer *editor = showComposer(configuration);
         QCOMPARE(editor->composeView()->scrollableHeaderViews().size(), 1);
         auto *lockup = qobject_cast<TULOLockupView *>(editor->composeView()->scrollableHeaderViews().first());
         QVERIFY(lockup);
