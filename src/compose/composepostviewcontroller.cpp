@@ -919,15 +919,21 @@ void TULOComposePostViewController::loadView()
 void TULOComposePostViewController::viewWillAppear(bool animated)
 {
     TULOStoreViewController::viewWillAppear(animated);
-    for (QAbstractButton *row : {static_cast<QAbstractButton *>(m_attributionButton.data()),
-                                 static_cast<QAbstractButton *>(m_externalServicesButton.data())})
+    deselectRows(animated);
+}
+
+void TULOComposePostViewController::deselectRows(bool animated)
+{
+    // A row stays highlighted while the screen it opened is shown.
+    for (TULOComposeLabelValueButton *row : {m_attributionButton.data(), m_externalServicesButton.data()})
         if (row)
-            row->setDown(false);
+            row->deselectAnimated(animated);
 }
 
 void TULOComposePostViewController::viewDidAppear(bool animated)
 {
     TULOStoreViewController::viewDidAppear(animated);
+    deselectRows(false);
     m_editingAttachment.reset();
     if (!m_didAppear) {
         m_didAppear = true;

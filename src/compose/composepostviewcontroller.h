@@ -191,6 +191,7 @@ private:
     void externalServicesButtonAction();
     void reloadTagCompletionViewController();
     void dismissTagCompletionViewController();
+    void deselectRows(bool animated);
     void showRejectedFiles(const QStringList &messages);
     TULOResourceLoader *resourceLoader();
 

@@ -383,9 +383,12 @@ private Q_SLOTS:
         QCOMPARE(identifiers, rows);
         QCOMPARE(list->selectedAuthorIndex(), uint(selectedRow));
         QCOMPARE(list->title(), TULOSettingsTestText(QStringLiteral("ATTRIBUTION_POST_AS")));
+        // The row stays highlighted while its list is shown.
+        QVERIFY(editor->attributionButton()->isSelected());
 
         list->tableViewDidSelectRowAtIndexPath(list->tableView(), TULOIndexPath(0, chosenRow));
         QTRY_COMPARE(m_fixture.navigation->topViewController(), editor);
+        QTRY_VERIFY(!editor->attributionButton()->isSelected());
         QCOMPARE(editor->attributionAuthor()->identifier(), rows.at(chosenRow));
         const QString value = chosenRow == 0
             ? QStringLiteral("The Band")
