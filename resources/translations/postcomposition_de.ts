@@ -207,6 +207,14 @@
         <source>There are no songs or voice memos in your music folder yet.</source>
         <translation>In deinem Musikordner gibt es noch keine Songs oder Sprachmemos.</translation>
     </message>
+    <message id="ATTACHMENT_NOT_ADDED_OK_BUTTON">
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message id="ATTACHMENT_NOT_ADDED_TITLE">
+        <source>Not Added</source>
+        <translation>Nicht hinzugefügt</translation>
+    </message>
     <message id="AUDIO_PICKER_EMPTY_OK_BUTTON">
         <source>OK</source>
         <translation>OK</translation>

@@ -207,6 +207,14 @@
         <source>There are no songs or voice memos in your music folder yet.</source>
         <translation>There are no songs or voice memos in your music folder yet.</translation>
     </message>
+    <message id="ATTACHMENT_NOT_ADDED_OK_BUTTON">
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+    <message id="ATTACHMENT_NOT_ADDED_TITLE">
+        <source>Not Added</source>
+        <translation>Not Added</translation>
+    </message>
     <message id="AUDIO_PICKER_EMPTY_OK_BUTTON">
         <source>OK</source>
         <translation>OK</translation>

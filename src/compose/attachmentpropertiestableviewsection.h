@@ -7,11 +7,11 @@
 #include <Quillon/quillon_export.h>
 
 #include <QImage>
+#include <QLineEdit>
 #include <QList>
 #include <QObject>
 #include <QPointer>
 
-#include <QLineEdit>
 class TULOAttachmentPropertiesTableViewSection;
 class TULOTableView;
 class TULOTableViewCell;

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QEvent>
 #include <QPainter>
 
 #include <cmath>
@@ -66,9 +67,18 @@ void TULOTagTokenView::selectedDidChange()
     updateTextColor();
 }
 
+void TULOTagTokenView::changeEvent(QEvent *event)
+{
+    TULOTokenTextAttachmentView::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        updateTextColor();
+}
+
 void TULOTagTokenView::updateTextColor()
 {
+    // The text's own colour (black in a light theme), so that the name stays readable on the
+    // tinted token in a dark theme too.
     QPalette palette = m_label->palette();
-    palette.setColor(QPalette::WindowText, isSelected() ? palette.color(QPalette::HighlightedText) : QColor(Qt::black));
+    palette.setColor(QPalette::WindowText, this->palette().color(isSelected() ? QPalette::HighlightedText : QPalette::Text));
     m_label->setPalette(palette);
 }

@@ -25,6 +25,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void selectedDidChange() override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void updateTextColor();

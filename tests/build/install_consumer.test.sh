@@ -45,8 +45,15 @@ grep -q 'int main' "$work/host.cpp" || { echo "no host program in docs/embedding
 c++ $extra_flags -std=c++20 -fPIC "$work/host.cpp" -o "$work/host" $(pkg-config --cflags --libs quillon) \
     || { echo "the host program of docs/embedding.md does not build"; exit 1; }
 photo="$src/resources/samples/sunset.jpg"
-LD_LIBRARY_PATH="$libdir" "$work/host" "$photo" | grep -q "public.jpeg, $(stat -c %s "$photo") bytes" \
-    || { echo "the host program of docs/embedding.md did not describe the photo"; exit 1; }
+# Run offscreen against a store that is not there: it attaches the photo, presents the composer,
+# and the composer's configuration load fails back to the host, which exits with 2.
+status=0
+QT_QPA_PLATFORM=offscreen XDG_CONFIG_HOME="$work/config" XDG_DATA_HOME="$work/data" \
+    LD_LIBRARY_PATH="$libdir" timeout 60 "$work/host" "$photo" "http://127.0.0.1:9/bag" > "$work/host.out" 2>&1 || status=$?
+grep -q "attaching public.jpeg, $(stat -c %s "$photo") bytes" "$work/host.out" \
+    || { echo "the host program of docs/embedding.md did not attach the photo"; cat "$work/host.out"; exit 1; }
+[ "$status" = 2 ] && grep -q '^could not open the composer: ' "$work/host.out" \
+    || { echo "the host program of docs/embedding.md did not hear the failed load (status $status)"; cat "$work/host.out"; exit 1; }
 
 # Every installed header compiles on its own from the installed tree (no private or build-tree
 # header behind it, nothing it needs left to its includer).

@@ -155,7 +155,7 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QFETCH(qreal, ratio);
         QFETCH(bool, dark);
-        QApplication::setPalette(dark ? TULOScreenshotDarkPalette() : m_lightPalette);
+        QApplication::setPalette(dark ? TULOTestDarkPalette() : m_lightPalette);
         TULOViewController *screen = makeScreen(name);
         const QString file = QStringLiteral("%1-%2x-%3").arg(name).arg(ratio).arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
         // The menu is a popup of its own; the other screens sit in the navigation stack.

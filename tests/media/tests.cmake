@@ -13,10 +13,6 @@ quillon_add_test(NAME voicerecorder LABELS media SOURCES
     tst_voicerecorder.cpp
     ../audio/testaudio.cpp)
 quillon_add_test(NAME waveformimageproducer SOURCES tst_waveformimageproducer.cpp LABELS media)
-quillon_add_test(NAME videocoverimageselectionview SOURCES tst_videocoverimageselectionview.cpp LABELS media video)
-quillon_add_test(NAME valuetableviewcontroller SOURCES tst_valuetableviewcontroller.cpp LABELS media)
-quillon_add_test(NAME albumselectionviewcontroller SOURCES tst_albumselectionviewcontroller.cpp LABELS media)
-quillon_add_test(NAME audiocoverimageselectiontableviewcell SOURCES tst_audiocoverimageselectiontableviewcell.cpp LABELS media)
 quillon_add_test(NAME attachmentalertcontroller LABELS media SOURCES
     tst_attachmentalertcontroller.cpp
     photofixtures.cpp)
@@ -30,3 +26,7 @@ quillon_add_test(NAME audiopickercontroller LABELS media SOURCES
 quillon_add_test(NAME composeimagepickercontroller LABELS media SOURCES
     tst_composeimagepickercontroller.cpp
     photofixtures.cpp)
+quillon_add_test(NAME videocoverimageselectionview SOURCES tst_videocoverimageselectionview.cpp LABELS media video)
+quillon_add_test(NAME valuetableviewcontroller SOURCES tst_valuetableviewcontroller.cpp LABELS media)
+quillon_add_test(NAME albumselectionviewcontroller SOURCES tst_albumselectionviewcontroller.cpp LABELS media)
+quillon_add_test(NAME audiocoverimageselectiontableviewcell SOURCES tst_audiocoverimageselectiontableviewcell.cpp LABELS media)

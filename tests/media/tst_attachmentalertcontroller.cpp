@@ -291,7 +291,7 @@ private Q_SLOTS:
         QFETCH(qreal, scale);
         const QPalette light = QApplication::palette();
         if (dark)
-            QApplication::setPalette(TULOScreenshotDarkPalette());
+            QApplication::setPalette(TULOTestDarkPalette());
         const SimulatedDevices devices(true, true, m_cameraImage);
         std::unique_ptr<TULOAttachmentAlertController> menu(menuWithShelf(configuration(true, true)));
         TULOPhotoAssetModel *model = menu->photoPickerViewController()->model();

@@ -204,7 +204,7 @@ private Q_SLOTS:
         QFETCH(qreal, scale);
         const QPalette light = QApplication::palette();
         if (dark)
-            QApplication::setPalette(TULOScreenshotDarkPalette());
+            QApplication::setPalette(TULOTestDarkPalette());
         TULOAudioPickerController picker(TULOClientContext(), m_library.get());
         picker.view();
         // Artwork arrives from the artwork threads.

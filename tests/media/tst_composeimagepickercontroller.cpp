@@ -198,7 +198,7 @@ private Q_SLOTS:
         QFETCH(qreal, scale);
         const QPalette light = QApplication::palette();
         if (dark)
-            QApplication::setPalette(TULOScreenshotDarkPalette());
+            QApplication::setPalette(TULOTestDarkPalette());
         auto picker = loadedPicker();
         TULOPhotoAssetModel *model = picker->model();
         for (int row = 0; row < model->rowCount(); ++row)

@@ -90,7 +90,7 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QFETCH(qreal, ratio);
         QFETCH(bool, dark);
-        QApplication::setPalette(dark ? TULOScreenshotDarkPalette() : m_lightPalette);
+        QApplication::setPalette(dark ? TULOTestDarkPalette() : m_lightPalette);
         TULOViewController *screen = makeScreen(name);
         TULONavigationController navigation(screen);
         const QSize size(420, 560);

@@ -14,7 +14,7 @@ QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, con
     return image;
 }
 
-QPalette TULOScreenshotDarkPalette()
+QPalette TULOTestDarkPalette()
 {
     QPalette palette;
     const QColor window(0x1e, 0x1e, 0x1e), base(0x2b, 0x2b, 0x2b), text(0xec, 0xec, 0xec);

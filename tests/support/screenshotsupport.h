@@ -12,5 +12,5 @@ class TULOViewController;
 QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, const QString &testName,
                           const QString &fileName, qreal devicePixelRatio = 1.0);
 
-// A dark palette like a desktop's dark mode, for screenshots of the dark appearance.
-QPalette TULOScreenshotDarkPalette();
+// A dark palette like the desktop's dark themes, for the dark renderings.
+QPalette TULOTestDarkPalette();

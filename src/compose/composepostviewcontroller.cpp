@@ -1,0 +1,946 @@
+#include <Quillon/compose/composepostviewcontroller.h>
+
+#include <Quillon/accounts/accountstore.h>
+#include <Quillon/accounts/serviceidentifier.h>
+#include <Quillon/compose/attachmentpreviewview.h>
+#include <Quillon/compose/attributionselectionviewcontroller.h>
+#include <Quillon/compose/authorselectionalertcontroller.h>
+#include <Quillon/compose/authorview.h>
+#include <Quillon/compose/composelabelvaluebutton.h>
+#include <Quillon/compose/lockupview.h>
+#include <Quillon/compose/tokentextview.h>
+#include <Quillon/core/attachmentdownloadoperation.h>
+#include <Quillon/core/storeitemartworkrequest.h>
+#include <Quillon/media/attachmentdrophandler.h>
+#include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/library/medialibrary.h>
+#include <Quillon/platform/localization.h>
+#include <Quillon/platform/notificationcenter.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/preferences.h>
+#include <Quillon/platform/store/resourceloader.h>
+#include <Quillon/platform/ui/alertaction.h>
+#include <Quillon/platform/ui/alertcontroller.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/transitioncoordinator.h>
+#include <Quillon/settings/socialservicesetupviewcontroller.h>
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+const char *const TULOPreferredAuthorIDKey = "PreferredAuthorID";
+
+namespace {
+
+// The preparation may hold the store last and let it go on its worker thread; the store
+// belongs to the GUI thread and ends there.
+std::shared_ptr<TULOAccountStore> newAccountStore(const TULOPostAuthor &author)
+{
+    return std::shared_ptr<TULOAccountStore>(new TULOAccountStore(author), [](TULOAccountStore *store) { store->deleteLater(); });
+}
+
+QList<TULOSocialService> socialServices(const std::optional<QVariantList> &values)
+{
+    QList<TULOSocialService> services;
+    for (const QVariant &value : values.value_or(QVariantList()))
+        if (value.canConvert<TULOSocialService>())
+            services.append(value.value<TULOSocialService>());
+    return services;
+}
+
+} // namespace
+
+TULOComposePostViewController::TULOComposePostViewController(const TULOConfiguration &configuration, QObject *parent)
+    : TULOStoreViewController(parent)
+    , m_configuration(configuration)
+{
+    const QList<TULOPostAuthor> authors = m_configuration.authorsForSharing();
+    if (authors.size() >= 2) {
+        const QVariant preferred =
+            TULOPreferences::frameworkPreferences().objectForKey(QLatin1String(TULOPreferredAuthorIDKey));
+        if (preferred.typeId() == QMetaType::QString) {
+            for (const TULOPostAuthor &author : authors) {
+                if (author.identifier() == preferred.toString()) {
+                    m_selectedAuthor = author;
+                    break;
+                }
+            }
+        }
+    }
+    if (!m_selectedAuthor && !authors.isEmpty())
+        m_selectedAuthor = authors.first();
+    if (m_selectedAuthor) {
+        m_accountStore = newAccountStore(*m_selectedAuthor);
+        m_attributionAuthor = defaultAttributionAuthorForDestinationAuthor(*m_selectedAuthor);
+    }
+    // Any account store may change the linked accounts this author shares to.
+    m_accountStoreObserver = TULONotificationCenter::defaultCenter()->addObserver(
+        this, QLatin1String(TULOAccountStoreDidChangeNotification), nullptr,
+        [self = QPointer(this)](const TULONotification &) {
+            TULODispatchMain([self] {
+                if (self)
+                    self->socialAccountStoreDidChange();
+            });
+        });
+}
+
+TULOComposePostViewController::~TULOComposePostViewController()
+{
+    TULONotificationCenter::defaultCenter()->removeObservers(this);
+    if (m_composeView)
+        m_composeView->setDelegate(nullptr);
+    if (m_audioPickerController)
+        m_audioPickerController->setAudioPickerDelegate(nullptr);
+    if (m_imagePickerController)
+        m_imagePickerController->setDelegate(nullptr);
+    if (m_tagCompletionViewController)
+        m_tagCompletionViewController->setDelegate(nullptr);
+    if (m_propertiesEditor)
+        m_propertiesEditor->setDelegate(nullptr);
+    for (QObject *sender : {static_cast<QObject *>(m_attributionButton.data()),
+                            static_cast<QObject *>(m_externalServicesButton.data())})
+        if (sender)
+            sender->disconnect(this);
+    if (m_authorSelectionView)
+        m_authorSelectionView->authorNameButton()->disconnect(this);
+    if (m_composeView)
+        m_composeView->attachmentButton()->disconnect(this);
+}
+
+TULOClientContext TULOComposePostViewController::contextValue() const
+{
+    return clientContext() ? *clientContext() : TULOClientContext::defaultContext();
+}
+
+QString TULOComposePostViewController::localizedString(const QString &key) const
+{
+    return TULOLocalization::defaultLocalization()->localizedStringForKey(
+        key, QLatin1String(TULOStringsTablePostComposition), contextValue());
+}
+
+TULOResourceLoader *TULOComposePostViewController::resourceLoader()
+{
+    if (!m_resourceLoader)
+        m_resourceLoader = std::make_unique<TULOResourceLoader>(contextValue());
+    return m_resourceLoader.get();
+}
+
+QList<TULOSoundBiteViewController *> TULOComposePostViewController::soundBiteViewControllers() const
+{
+    QList<TULOSoundBiteViewController *> controllers;
+    for (const auto &controller : m_soundBiteViewControllers)
+        if (controller)
+            controllers.append(controller);
+    return controllers;
+}
+
+TULOComposePostView *TULOComposePostViewController::composeView()
+{
+    view();
+    return m_composeView;
+}
+
+bool TULOComposePostViewController::isContentComplete() const
+{
+    return m_contentComplete;
+}
+
+// Authors and attribution
+
+std::optional<TULOPostAuthor>
+TULOComposePostViewController::defaultAttributionAuthorForDestinationAuthor(const TULOPostAuthor &author) const
+{
+    const std::optional<TULOPostAuthor> active = m_configuration.authorForActiveAccount();
+    if (!active || *active == author)
+        return std::nullopt;
+    if (author.hasPermission(TULOAuthorPermissionShareWithAttribution))
+        return active;
+    // Without that permission the destination is its own attribution: the post is not attributed.
+    return author;
+}
+
+void TULOComposePostViewController::setSelectedAuthor(const TULOPostAuthor &author)
+{
+    m_accountStore = newAccountStore(author);
+    m_attributionAuthor = defaultAttributionAuthorForDestinationAuthor(author);
+    m_selectedAuthor = author;
+    TULOPreferences preferences = TULOPreferences::frameworkPreferences();
+    preferences.setString(QLatin1String(TULOPreferredAuthorIDKey), author.identifier());
+    preferences.synchronize();
+    if (m_authorSelectionView)
+        m_authorSelectionView->setAuthorName(author.name());
+    if (m_composeView) {
+        m_composeView->setAllowedCharacterCount(allowedCharacterCount());
+        m_composeView->setFooterViews(footerViews());
+    }
+}
+
+void TULOComposePostViewController::setAttributionAuthor(const std::optional<TULOPostAuthor> &author)
+{
+    m_attributionAuthor = author;
+    if (m_composeView)
+        m_composeView->setFooterViews(footerViews());
+}
+
+QList<TULOSocialService> TULOComposePostViewController::enabledExternalServices() const
+{
+    QList<TULOSocialService> enabled;
+    if (!m_accountStore)
+        return enabled;
+    for (const TULOSocialService &service : socialServices(m_configuration.allowedExternalServices()))
+        if (m_accountStore->isAccountEnabledForServiceIdentifier(service.identifier()))
+            enabled.append(service);
+    return enabled;
+}
+
+qint64 TULOComposePostViewController::allowedCharacterCount() const
+{
+    qint64 count = 0;
+    for (const TULOSocialService &service : enabledExternalServices()) {
+        const qint64 limit = service.maximumNumberOfCharacters();
+        if (limit <= 0)
+            continue;
+        count = count == 0 ? limit : std::min(count, limit);
+    }
+    return count;
+}
+
+// Content
+
+bool TULOComposePostViewController::hasSoundBite() const
+{
+    return !m_soundBiteViewControllers.isEmpty() && m_soundBiteViewControllers.first()
+        && m_soundBiteViewControllers.first()->attachment();
+}
+
+TULOAttachmentPtr TULOComposePostViewController::getSoundBite() const
+{
+    return hasSoundBite() ? m_soundBiteViewControllers.first()->attachment() : nullptr;
+}
+
+void TULOComposePostViewController::updatePostButton()
+{
+    bool complete = hasSoundBite();
+    if (!complete && m_composeView)
+        complete = !m_composeView->text().isEmpty();
+    if (!complete)
+        complete = !m_attachments.isEmpty();
+    m_contentComplete = complete;
+    if (auto *delegate = m_delegate.get())
+        delegate->composePostViewControllerContentDidChange(this, complete);
+}
+
+qint64 TULOComposePostViewController::attachmentCount() const
+{
+    // A recorder slot holds a place until its take is done.
+    qint64 count = m_attachments.size();
+    for (const auto &controller : m_soundBiteViewControllers)
+        if (controller && !controller->attachment())
+            ++count;
+    return count;
+}
+
+void TULOComposePostViewController::reloadAttachmentUI()
+{
+    if (m_composeView) {
+        if (m_configuration.item()) {
+            m_composeView->setAttachmentViews({});
+            m_composeView->setShowsAttachmentButton(false);
+        } else {
+            m_composeView->setAttachmentViews(attachmentViews());
+            m_composeView->setShowsAttachmentButton(attachmentCount() < m_configuration.maximumNumberOfAttachments());
+        }
+    }
+    updatePostButton();
+}
+
+QList<QWidget *> TULOComposePostViewController::attachmentViews()
+{
+    // Previews are made once per attachment and kept while it stays in the list.
+    QList<QWidget *> views;
+    const QList<QWidget *> current = m_composeView ? m_composeView->attachmentViews() : QList<QWidget *>();
+    for (const TULOAttachmentPtr &attachment : std::as_const(m_attachments)) {
+        TULOAttachmentPreviewView *preview = nullptr;
+        for (QWidget *view : current) {
+            auto *existing = qobject_cast<TULOAttachmentPreviewView *>(view);
+            if (existing && existing->attachment() == attachment)
+                preview = existing;
+        }
+        if (!preview)
+            preview = TULOAttachmentPreviewView::withAttachment(attachment, contextValue());
+        if (preview)
+            views.append(preview);
+    }
+    for (const auto &controller : std::as_const(m_soundBiteViewControllers))
+        if (controller)
+            views.append(controller->view());
+    return views;
+}
+
+void TULOComposePostViewController::addAttachmentsToList(const QList<TULOAttachmentPtr> &attachments)
+{
+    m_attachments.append(attachments);
+    reloadAttachmentUI();
+    updatePostButton();
+}
+
+void TULOComposePostViewController::addAttachments(const QList<TULOAttachmentPtr> &attachments, bool animated)
+{
+    bool editorOpened = false;
+    for (const TULOAttachmentPtr &attachment : attachments) {
+        if (!attachment)
+            continue;
+        if (!editorOpened && canShowEditorForAttachment(attachment)) {
+            editorOpened = true;
+            editPropertiesForAttachment(attachment, animated);
+            continue;
+        }
+        m_attachments.append(attachment);
+    }
+    reloadAttachmentUI();
+}
+
+bool TULOComposePostViewController::canShowEditorForAttachment(const TULOAttachmentPtr &attachment) const
+{
+    const TULOAttachmentType type = attachment ? attachment->attachmentType() : TULOAttachmentTypeUnknown;
+    return type == TULOAttachmentTypeAudio || type == TULOAttachmentTypeVideo;
+}
+
+void TULOComposePostViewController::ingestAttachment(const TULOAttachmentPtr &attachment, bool animated)
+{
+    if (!attachment)
+        return;
+    if (canShowEditorForAttachment(attachment))
+        editPropertiesForAttachment(attachment, animated);
+    else
+        addAttachmentsToList({attachment});
+}
+
+void TULOComposePostViewController::editPropertiesForAttachment(const TULOAttachmentPtr &attachment, bool animated)
+{
+    // Without a navigation stack there is no screen to edit on; the attachment joins as it is.
+    if (!navigationController()) {
+        didEditAttachment(attachment);
+        return;
+    }
+    auto *editor = new TULOAttachmentPropertiesViewController(attachment, m_configuration);
+    editor->setAuthor(m_selectedAuthor);
+    editor->setClientContext(clientContext());
+    editor->setDelegate(this);
+    editor->setOperationQueue(operationQueue());
+    m_propertiesEditor = editor;
+    navigationController()->pushViewController(editor, animated);
+}
+
+void TULOComposePostViewController::attachmentPropertiesControllerDidEditAttachment(
+    TULOAttachmentPropertiesViewController *controller, const TULOAttachmentPtr &attachment)
+{
+    controller->setDelegate(nullptr);
+    TULONavigationController *navigation = navigationController();
+    if (navigation && controller->navigationController() == navigation)
+        navigation->popToViewController(this, true);
+    else
+        dismissViewController(true);
+    if (attachment)
+        didEditAttachment(attachment);
+}
+
+void TULOComposePostViewController::didEditAttachment(const TULOAttachmentPtr &edited)
+{
+    if (m_editingAttachment) {
+        const TULOAttachmentPtr editing = std::exchange(m_editingAttachment, nullptr);
+        const qsizetype index = m_attachments.indexOf(editing);
+        if (index >= 0) {
+            m_attachments[index] = edited;
+            reloadAttachmentUI();
+            return;
+        }
+    }
+    if (edited->isDownloadable()) {
+        m_attachmentDownloadOperation = std::make_shared<TULOAttachmentDownloadOperation>(edited);
+        operationQueue()->addOperation(m_attachmentDownloadOperation);
+        m_attachmentWasDownloadedAndNeedsRemoval = true;
+    }
+    addAttachmentsToList({edited});
+}
+
+void TULOComposePostViewController::removeDownloadedMediaItem(const TULOAttachmentPtr &attachment)
+{
+    if (attachment->mediaItem())
+        TULOMediaLibrary::defaultMediaLibrary()->removeItems({attachment->mediaItem()});
+}
+
+TULOAttachmentAlertController *TULOComposePostViewController::makeAttachmentMenu()
+{
+    return new TULOAttachmentAlertController(m_configuration, contextValue());
+}
+
+TULOAudioPickerController *TULOComposePostViewController::makeAudioPicker()
+{
+    return new TULOAudioPickerController(contextValue());
+}
+
+TULOComposeImagePickerController *TULOComposePostViewController::makeImagePicker(int sourceType)
+{
+    if (!TULOComposeImagePickerController::isSourceTypeAvailable(sourceType))
+        return nullptr;
+    return new TULOComposeImagePickerController(sourceType);
+}
+
+void TULOComposePostViewController::handleAttachmentMenuResult(qint64 result,
+                                                               const QList<TULOAttachmentPtr> &selectedAttachments,
+                                                               TULOTransitionCoordinator *coordinator)
+{
+    QPointer<TULOComposePostViewController> self(this);
+    // Pickers come up once the menu has gone, or at once when it has gone already.
+    const auto presentAlongside = [self, coordinator](QPointer<TULOViewController> controller) {
+        const auto present = [self, controller] {
+            if (self && controller && !controller->presentingViewController())
+                self->presentViewController(controller, true);
+        };
+        if (!coordinator || !coordinator->animateAlongsideTransition({}, present))
+            present();
+    };
+    switch (result) {
+    case AttachmentMenuResultShelf:
+        if (!selectedAttachments.isEmpty())
+            ingestAttachment(selectedAttachments.first(), true);
+        break;
+    case AttachmentMenuResultAudio: {
+        TULOAudioPickerController *picker = makeAudioPicker();
+        if (picker->hasSourceItems()) {
+            m_audioPickerController = picker;
+            picker->setAudioPickerDelegate(this);
+            picker->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+            presentAlongside(picker);
+        } else {
+            delete picker;
+            presentAlongside(TULOAudioPickerController::emptyAudioPickerAlertControllerWithClientContext(contextValue()));
+        }
+        break;
+    }
+    case AttachmentMenuResultCamera:
+    case AttachmentMenuResultPhotoLibrary: {
+        TULOComposeImagePickerController *picker = makeImagePicker(
+            result == AttachmentMenuResultCamera ? TULOImagePickerControllerSourceTypeCamera
+                                                 : TULOImagePickerControllerSourceTypePhotoLibrary);
+        if (!picker)
+            break;
+        if (m_imagePickerController)
+            m_imagePickerController->setDelegate(nullptr);
+        m_imagePickerController = picker;
+        picker->setDelegate(this);
+        picker->setClientContext(contextValue());
+        // Only the first choice joins the post, so the picker stops at one.
+        picker->setMaximumNumberOfAttachments(1);
+        QWidget *anchor = m_composeView ? m_composeView->attachmentButton() : nullptr;
+        picker->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+        picker->setPopoverSourceView(anchor);
+        if (anchor)
+            picker->setPopoverSourceRect(anchor->rect());
+        presentAlongside(picker);
+        break;
+    }
+    case AttachmentMenuResultSoundBite: {
+        auto *recorder = new TULOSoundBiteViewController;
+        recorder->setClientContext(contextValue());
+        recorder->setConfiguration(m_configuration);
+        recorder->setDelegate(this);
+        addChildViewController(recorder);
+        m_soundBiteViewControllers.append(recorder);
+        reloadAttachmentUI();
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+void TULOComposePostViewController::attachmentAlertControllerDidFinishWithResult(TULOAttachmentAlertController *controller,
+                                                                                 qint64 result)
+{
+    handleAttachmentMenuResult(result, controller->selectedAttachments(), controller->transitionCoordinator());
+    controller->setTULODelegate(nullptr);
+}
+
+void TULOComposePostViewController::audioPickerDidFinishWithAttachment(TULOAudioPickerController *picker,
+                                                                       const TULOAttachmentPtr &attachment)
+{
+    if (picker && picker == m_audioPickerController) {
+        picker->setAudioPickerDelegate(nullptr);
+        QPointer<TULOComposePostViewController> self(this);
+        picker->dismissViewController(true, [self, attachment] {
+            if (!self)
+                return;
+            self->ingestAttachment(attachment, true);
+            self->m_audioPickerController = nullptr;
+        });
+    }
+    updatePostButton();
+}
+
+void TULOComposePostViewController::audioPickerDidCancel(TULOAudioPickerController *picker)
+{
+    if (!picker || picker != m_audioPickerController)
+        return;
+    picker->setAudioPickerDelegate(nullptr);
+    picker->dismissViewController(true);
+    m_audioPickerController = nullptr;
+}
+
+void TULOComposePostViewController::TULOComposeImagePickerDidFinishWithAttachments(TULOComposeImagePickerController *picker,
+                                                                                   const QList<TULOAttachmentPtr> &attachments)
+{
+    if (!picker || picker != m_imagePickerController)
+        return;
+    if (!attachments.isEmpty())
+        ingestAttachment(attachments.first(), true);
+    picker->setDelegate(nullptr);
+    // The picker ends but does not take itself down.
+    if (picker->presentingViewController())
+        picker->dismissViewController(true);
+    m_imagePickerController = nullptr;
+}
+
+void TULOComposePostViewController::TULOComposeImagePickerDidCancel(TULOComposeImagePickerController *picker)
+{
+    if (!picker || picker != m_imagePickerController)
+        return;
+    picker->setDelegate(nullptr);
+    // The picker ends but does not take itself down.
+    if (picker->presentingViewController())
+        picker->dismissViewController(true);
+    m_imagePickerController = nullptr;
+}
+
+TULOViewController *
+TULOComposePostViewController::parentViewControllerForTULOComposeImagePicker(TULOComposeImagePickerController *picker)
+{
+    Q_UNUSED(picker)
+    return this;
+}
+
+void TULOComposePostViewController::TULOComposeImagePickerDidRejectFiles(TULOComposeImagePickerController *picker,
+                                                                         const QStringList &messages)
+{
+    Q_UNUSED(picker)
+    showRejectedFiles(messages);
+}
+
+void TULOComposePostViewController::showRejectedFiles(const QStringList &messages)
+{
+    if (messages.isEmpty())
+        return;
+    auto *alert = new TULOAlertController(localizedString(QStringLiteral("ATTACHMENT_NOT_ADDED_TITLE")),
+                                          messages.join(QLatin1Char('\n')), TULOAlertControllerStyleAlert);
+    alert->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("ATTACHMENT_NOT_ADDED_OK_BUTTON")),
+                                                      TULOAlertActionStyleCancel));
+    // Over a picker that is still up, the alert goes on top of it.
+    TULOViewController *presenter = this;
+    while (presenter->presentedViewController())
+        presenter = presenter->presentedViewController();
+    presenter->presentViewController(alert, true);
+}
+
+// Compose view and recorder delegates
+
+void TULOComposePostViewController::composePostViewTextDidChange(TULOComposePostView *view)
+{
+    Q_UNUSED(view)
+    updatePostButton();
+    reloadTagCompletionViewController();
+}
+
+void TULOComposePostViewController::composePostViewTextSelectionDidChange(TULOComposePostView *view)
+{
+    Q_UNUSED(view)
+    reloadTagCompletionViewController();
+}
+
+void TULOComposePostViewController::composePostViewDidSelectAttachmentAtIndex(TULOComposePostView *view,
+                                                                             const TULOAttachmentPtr &attachment,
+                                                                             int index)
+{
+    Q_UNUSED(view) Q_UNUSED(index)
+    if (!canShowEditorForAttachment(attachment))
+        return;
+    m_editingAttachment = attachment;
+    editPropertiesForAttachment(attachment, true);
+}
+
+void TULOComposePostViewController::composePostViewDidRemoveAttachmentViewAtIndex(TULOComposePostView *view,
+                                                                                 QWidget *attachmentView,
+                                                                                 int index)
+{
+    Q_UNUSED(view) Q_UNUSED(index)
+    for (qsizetype i = 0; i < m_soundBiteViewControllers.size(); ++i) {
+        TULOSoundBiteViewController *controller = m_soundBiteViewControllers.at(i);
+        if (controller && controller->viewIfLoaded() == attachmentView) {
+            controller->removeFromParentViewController();
+            controller->stopPlayback();
+            m_soundBiteViewControllers.removeAt(i);
+            controller->deleteLater();
+            break;
+        }
+    }
+    if (auto *preview = qobject_cast<TULOAttachmentPreviewView *>(attachmentView)) {
+        const TULOAttachmentPtr attachment = preview->attachment();
+        m_attachments.removeAll(attachment);
+        if (attachment->isDownloadable() && m_attachmentDownloadOperation) {
+            m_attachmentDownloadOperation->cancel();
+            m_attachmentDownloadOperation.reset();
+        }
+        // The flag stays set: an earlier download of this post may still need removing.
+        if (m_attachmentWasDownloadedAndNeedsRemoval)
+            removeDownloadedMediaItem(attachment);
+        preview->deleteLater();
+    }
+    reloadAttachmentUI();
+    updatePostButton();
+}
+
+std::optional<TULOTag> TULOComposePostViewController::composePostViewTagForString(TULOComposePostView *view,
+                                                                                  const QString &string)
+{
+    Q_UNUSED(view)
+    if (!m_tagCompletionViewController)
+        return std::nullopt;
+    return m_tagCompletionViewController->existingTagForString(string);
+}
+
+void TULOComposePostViewController::tagListDidSelectTag(TULOTagListViewController *tagList, const TULOTag &tag)
+{
+    Q_UNUSED(tagList)
+    if (m_composeView)
+        m_composeView->insertTag(tag);
+    dismissTagCompletionViewController();
+}
+
+void TULOComposePostViewController::viewControllerDidCompleteRecording(TULOSoundBiteViewController *controller)
+{
+    Q_UNUSED(controller)
+    // A finished take no longer counts as an open slot.
+    reloadAttachmentUI();
+}
+
+// Post description
+
+void TULOComposePostViewController::getPostDescriptionUsingBlock(PostDescriptionBlock block)
+{
+    auto operation = std::make_shared<TULOPreparePostDescriptionOperation>();
+    if (hasSoundBite()) {
+        if (TULOAttachmentPtr soundBite = getSoundBite())
+            operation->setAttachments({soundBite});
+    } else {
+        operation->setAttachments(m_attachments);
+    }
+    operation->setAccountStore(m_accountStore);
+    operation->setAttributed(m_attributionAuthor && m_attributionAuthor != m_selectedAuthor);
+    if (m_selectedAuthor)
+        operation->setAuthor(*m_selectedAuthor);
+    operation->setClientContext(contextValue());
+    operation->setContentItem(m_configuration.item());
+    operation->setEnabledExternalServices(enabledExternalServices());
+    if (m_accountStore)
+        operation->setFacebookDestination(m_accountStore->preferredFacebookAutopostingDestination());
+    operation->setText(m_composeView ? m_composeView->text() : QString());
+    if (m_attachmentDownloadOperation)
+        operation->addDependency(m_attachmentDownloadOperation);
+    operation->setAttachmentWasDownloadedAndNeedsRemoval(m_attachmentWasDownloadedAndNeedsRemoval);
+    // The queue travels with the result, so a host that drops the editor right after Post
+    // neither cancels the preparation nor waits for it on the GUI thread.
+    std::shared_ptr<TULOOperationQueue> queue = operationQueue();
+    operation->setOutputBlock([block = std::move(block), queue](const std::optional<TULOPostDescription> &description,
+                                                                const TULOError &error) mutable {
+        TULODispatchMain([block, description, error, queue]() mutable {
+            if (block)
+                block(description, error);
+            // The last holder releases the queue later, off this operation's own output.
+            QTimer::singleShot(0, [queue = std::move(queue)] {});
+        });
+    });
+    queue->addOperation(operation);
+}
+
+// Rows
+
+QList<QWidget *> TULOComposePostViewController::headerViews()
+{
+    if (m_configuration.potentalAuthors().value_or(QList<TULOPostAuthor>()).size() <= 1)
+        return {};
+    if (!m_authorSelectionView) {
+        m_authorSelectionView = new TULOAuthorView;
+        connect(m_authorSelectionView->authorNameButton(), &QPushButton::clicked, this,
+                [this] { pickAuthorAction(m_authorSelectionView->authorNameButton()); });
+        m_authorSelectionView->setLabelText(localizedString(QStringLiteral("POST_AS_LABEL")));
+    }
+    m_authorSelectionView->setAuthorName(m_selectedAuthor ? m_selectedAuthor->name() : QString());
+    return {m_authorSelectionView};
+}
+
+QList<QWidget *> TULOComposePostViewController::scrollableHeaderViews()
+{
+    const std::optional<TULOStoreItem> item = m_configuration.item();
+    if (!item)
+        return {};
+    auto *lockup = new TULOLockupView;
+    lockup->setAttribute(Qt::WA_TransparentForMouseEvents);
+    lockup->setTitle(item->displayName());
+    QString subtitle;
+    if (!item->artistName().isEmpty() && !item->collectionName().isEmpty())
+        subtitle = TULOStringWithFormat(localizedString(QStringLiteral("CONTENT_ITEM_SUBTITLE_%@_%@")),
+                                        {item->artistName(), item->collectionName()});
+    else
+        subtitle = item->artistName().isEmpty() ? item->collectionName() : item->artistName();
+    lockup->setSubtitle(subtitle);
+    auto request = std::make_shared<TULOStoreItemArtworkRequest>(
+        *item, QSizeF(TULOLockupView::ArtworkSide, TULOLockupView::ArtworkSide));
+    lockup->adoptArtworkRequest(request);
+    resourceLoader()->loadResourceWithRequest(request, TULOResourceLoadReasonVisible);
+    return {lockup};
+}
+
+QList<QWidget *> TULOComposePostViewController::footerViews()
+{
+    QList<QWidget *> rows;
+    if (m_attributionAuthor) {
+        if (!m_attributionButton) {
+            m_attributionButton = new TULOComposeLabelValueButton;
+            connect(m_attributionButton, &QAbstractButton::clicked, this, [this] { attributionButtonAction(); });
+            m_attributionButton->setCharge(-1.0);
+            m_attributionButton->setLabelText(localizedString(QStringLiteral("ATTRIBUTION_LABEL")));
+        }
+        if (m_attributionAuthor == m_selectedAuthor)
+            m_attributionButton->setValueText(m_attributionAuthor->name());
+        else
+            m_attributionButton->setValueText(
+                TULOStringWithFormat(localizedString(QStringLiteral("ATTRIBUTION_PERSON_%@_FROM_GROUP_%@")),
+                                     {m_attributionAuthor->name(), m_selectedAuthor ? m_selectedAuthor->name() : QString()}));
+        rows.append(m_attributionButton);
+    }
+    if (!m_configuration.allowedExternalServices().value_or(QVariantList()).isEmpty()) {
+        if (!m_externalServicesButton) {
+            m_externalServicesButton = new TULOComposeLabelValueButton;
+            connect(m_externalServicesButton, &QAbstractButton::clicked, this, [this] { externalServicesButtonAction(); });
+            m_externalServicesButton->setCharge(-1.0);
+        }
+        reloadExternalServicesButton();
+        rows.append(m_externalServicesButton);
+    }
+    return rows;
+}
+
+void TULOComposePostViewController::reloadExternalServicesButton()
+{
+    if (!m_externalServicesButton)
+        return;
+    const QList<TULOSocialService> enabled = enabledExternalServices();
+    const QString facebook = QLatin1String(TULOServiceIdentifierFacebook);
+    if (!enabled.isEmpty()) {
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("ALSO_SHARING_TO")));
+        if (enabled.size() == 2)
+            m_externalServicesButton->setValueText(localizedString(QStringLiteral("EXTERNAL_SERVICE_TWITTER_AND_FACEBOOK")));
+        else if (enabled.first().identifier() == facebook)
+            m_externalServicesButton->setValueText(localizedString(QStringLiteral("EXTERNAL_SERVICE_FACEBOOK")));
+        else
+            m_externalServicesButton->setValueText(localizedString(QStringLiteral("EXTERNAL_SERVICE_TWITTER")));
+        return;
+    }
+    const QList<TULOSocialService> allowed = socialServices(m_configuration.allowedExternalServices());
+    m_externalServicesButton->setValueText(QString());
+    if (allowed.size() == 2)
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP")));
+    else if (!allowed.isEmpty() && allowed.first().identifier() == facebook)
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP_FACEBOOK_ONLY")));
+    else
+        m_externalServicesButton->setLabelText(localizedString(QStringLiteral("EXTERNAL_SERVICE_NEEDS_SETUP_TWITTER_ONLY")));
+}
+
+void TULOComposePostViewController::socialAccountStoreDidChange()
+{
+    if (m_composeView)
+        m_composeView->setAllowedCharacterCount(allowedCharacterCount());
+    reloadExternalServicesButton();
+}
+
+// Actions
+
+void TULOComposePostViewController::attachmentButtonAction(QWidget *sender)
+{
+    if (m_composeView)
+        m_composeView->resignFirstResponder();
+    TULOAttachmentAlertController *menu = makeAttachmentMenu();
+    menu->setTULODelegate(this);
+    menu->setPopoverPermittedArrowDirections(TULOPopoverArrowDirectionDown);
+    if (sender) {
+        menu->setPopoverSourceView(sender);
+        menu->setPopoverSourceRect(sender->rect());
+    }
+    presentViewController(menu, true);
+}
+
+void TULOComposePostViewController::pickAuthorAction(QWidget *sender)
+{
+    auto *menu = new TULOAuthorSelectionAlertController(localizedString(QStringLiteral("AUTHOR_SELECTION_TITLE")), QString(),
+                                                        TULOAlertControllerStyleActionSheet);
+    menu->setResourceLoader(resourceLoader());
+    QPointer<TULOComposePostViewController> self(this);
+    for (const TULOPostAuthor &author : m_configuration.authorsForSharing()) {
+        menu->addActionWithAuthor(author, [self, author] {
+            if (self)
+                self->setSelectedAuthor(author);
+        });
+    }
+    menu->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("AUTHOR_CANCEL_BUTTON")),
+                                                     TULOAlertActionStyleCancel));
+    menu->setModalPresentationStyle(TULOModalPresentationStylePopover);
+    menu->setPopoverPermittedArrowDirections(TULOPopoverArrowDirectionUp);
+    if (sender) {
+        menu->setPopoverSourceView(sender);
+        menu->setPopoverSourceRect(sender->rect());
+    }
+    presentViewController(menu, true);
+}
+
+void TULOComposePostViewController::attributionButtonAction()
+{
+    if (!m_selectedAuthor || !navigationController())
+        return;
+    QList<TULOPostAuthor> authors{*m_selectedAuthor};
+    if (m_selectedAuthor->hasPermission(TULOAuthorPermissionShareWithAttribution)) {
+        if (const std::optional<TULOPostAuthor> active = m_configuration.authorForActiveAccount())
+            authors.append(*active);
+    }
+    auto *list = new TULOAttributionSelectionViewController;
+    list->setDestinationAuthor(*m_selectedAuthor);
+    list->setOperationQueue(operationQueue());
+    list->setAuthors(authors);
+    uint index = TULOAttributionSelectionViewController::NotFound;
+    if (m_attributionAuthor) {
+        for (int i = 0; i < authors.size(); ++i) {
+            if (authors.at(i) == *m_attributionAuthor) {
+                index = uint(i);
+                break;
+            }
+        }
+    }
+    list->setSelectedAuthorIndex(index);
+    list->setClientContext(clientContext());
+    list->setTitle(localizedString(QStringLiteral("ATTRIBUTION_POST_AS")));
+    QPointer<TULOComposePostViewController> self(this);
+    list->setSelectionBlock([self](const TULOPostAuthor &author) {
+        if (!self)
+            return;
+        self->setAttributionAuthor(author);
+        if (TULONavigationController *navigation = self->navigationController())
+            navigation->popToViewController(self, true);
+    });
+    navigationController()->pushViewController(list, true);
+}
+
+void TULOComposePostViewController::externalServicesButtonAction()
+{
+    if (!m_accountStore || !navigationController())
+        return;
+    auto *settings = new TULOSocialServiceSetupViewController(m_configuration, m_accountStore.get());
+    settings->setOperationQueue(operationQueue());
+    settings->setClientContext(clientContext());
+    settings->setTitle(localizedString(QStringLiteral("EXTERNAL_SERVICE_SETTINGS_TITLE")));
+    navigationController()->pushViewController(settings, true);
+}
+
+void TULOComposePostViewController::reloadTagCompletionViewController()
+{
+    if (!m_composeView)
+        return;
+    const QString tagString = m_composeView->tagForSelectedRange();
+    if (tagString.isEmpty()) {
+        dismissTagCompletionViewController();
+        return;
+    }
+    if (!m_tagCompletionViewController) {
+        // Parented here, so the list is kept for reuse while hidden.
+        auto *list = new TULOTagListViewController(m_configuration, this);
+        list->setClientContext(clientContext());
+        list->setDelegate(this);
+        list->setOperationQueue(operationQueue());
+        m_tagCompletionViewController = list;
+    }
+    m_tagCompletionViewController->reloadWithTagString(tagString);
+    m_composeView->showTextCompletionViewController(m_tagCompletionViewController, true);
+}
+
+void TULOComposePostViewController::dismissTagCompletionViewController()
+{
+    if (!m_composeView || !m_tagCompletionViewController
+        || m_composeView->textCompletionViewController() != m_tagCompletionViewController)
+        return;
+    QPointer<TULOTagListViewController> list = m_tagCompletionViewController;
+    m_composeView->hideTextCompletionViewControllerAnimated(true, [list] {
+        if (list && list->parentViewController())
+            list->removeFromParentViewController();
+    });
+}
+
+// Life cycle
+
+void TULOComposePostViewController::loadView()
+{
+    auto *composeView = new TULOComposePostView;
+    m_composeView = composeView;
+    connect(composeView->attachmentButton(), &QAbstractButton::clicked, this,
+            [this] { attachmentButtonAction(m_composeView->attachmentButton()); });
+    composeView->setAllowedCharacterCount(allowedCharacterCount());
+    composeView->setAutoFillBackground(true);
+    composeView->setDelegate(this);
+    composeView->setFooterViews(footerViews());
+    composeView->setHeaderViews(headerViews());
+    composeView->setScrollableHeaderViews(scrollableHeaderViews());
+    if (!m_configuration.item()) {
+        // Files dropped on the editor or pasted into it join the post as picked ones do.
+        auto *dropHandler = new TULOAttachmentDropHandler(m_configuration.maximumNumberOfAttachments(), contextValue(), this);
+        dropHandler->setAttachmentCountProvider([this] { return attachmentCount(); });
+        connect(dropHandler, &TULOAttachmentDropHandler::attachmentsReceived, this,
+                [this](const QList<TULOAttachmentPtr> &attachments) { addAttachments(attachments, true); });
+        connect(dropHandler, &TULOAttachmentDropHandler::attachmentsRejected, this,
+                [this](const QStringList &messages) { showRejectedFiles(messages); });
+        // The text view takes drops and pastes itself, so it gets the handler too.
+        dropHandler->installOnWidget(composeView);
+        dropHandler->installOnWidget(composeView->textView());
+        m_dropHandler = dropHandler;
+    }
+    setView(composeView);
+    reloadAttachmentUI();
+}
+
+void TULOComposePostViewController::viewWillAppear(bool animated)
+{
+    TULOStoreViewController::viewWillAppear(animated);
+    deselectRows(animated);
+}
+
+void TULOComposePostViewController::deselectRows(bool animated)
+{
+    // A row stays highlighted while the screen it opened is shown.
+    for (TULOComposeLabelValueButton *row : {m_attributionButton.data(), m_externalServicesButton.data()})
+        if (row)
+            row->deselectAnimated(animated);
+}
+
+void TULOComposePostViewController::viewDidAppear(bool animated)
+{
+    TULOStoreViewController::viewDidAppear(animated);
+    deselectRows(false);
+    m_editingAttachment.reset();
+    if (!m_didAppear) {
+        m_didAppear = true;
+        // Once the screen is drawn, the keyboard goes to the text.
+        QTimer::singleShot(0, this, [this] {
+            if (m_composeView)
+                m_composeView->becomeFirstResponder();
+        });
+    }
+}

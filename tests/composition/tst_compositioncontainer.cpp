@@ -1,0 +1,489 @@
+#include "compositiontestsupport.h"
+
+#include "../upload/uploadtestsupport.h"
+#include "support/screenshotsupport.h"
+#include "support/testsupport.h"
+
+#include <Quillon/composition/compositioncontainerviewcontroller.h>
+#include <Quillon/core/loadconfigurationoperation.h>
+#include <Quillon/compose/authorview.h>
+#include <Quillon/compose/tokentextview.h>
+#include <Quillon/core/tag.h>
+#include <Quillon/platform/records/postartist.h>
+#include <Quillon/platform/ui/alertaction.h>
+#include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/ui/barbuttonitem.h>
+#include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/navigationitem.h>
+#include <Quillon/platform/ui/window.h>
+
+#include <QApplication>
+#include <QJsonArray>
+#include <QPushButton>
+#include <QTest>
+
+namespace {
+
+// A configuration load that answers what the test says, when the test lets it.
+class ScriptedLoad : public TULOLoadConfigurationOperation
+{
+public:
+    std::optional<TULOConfiguration> configuration;
+    TULOError error;
+    std::shared_ptr<TULOSemaphore> gate;
+
+protected:
+    void main() override
+    {
+        if (gate)
+            gate->wait();
+        if (ConfigurationBlock block = configurationBlock())
+            block(configuration, clientContext(), error);
+    }
+};
+
+class Container : public TULOCompositionContainerViewController
+{
+public:
+    using TULOCompositionContainerViewController::TULOCompositionContainerViewController;
+    using TULOCompositionContainerViewController::finishLoadWithConfiguration;
+
+    std::optional<TULOConfiguration> loaded;
+    TULOError loadError;
+    std::shared_ptr<TULOSemaphore> gate;
+    int loadsStarted = 0;
+
+protected:
+    std::shared_ptr<TULOLoadConfigurationOperation> newLoadConfigurationOperation() override
+    {
+        ++loadsStarted;
+        auto load = std::make_shared<ScriptedLoad>();
+        load->configuration = loaded;
+        load->error = loadError;
+        load->gate = gate;
+        return load;
+    }
+};
+
+struct HostDelegate : QObject, TULOComposePostDelegate, TULOModalDocumentController
+{
+    QList<qint64> results;
+    QList<TULOError> loadErrors;
+    std::optional<bool> allowRecording;
+    int unloads = 0;
+    bool answersFinish = true;
+
+    void composePostViewControllerDidFinishWithResult(TULOCompositionContainerViewController *controller,
+                                                      TULOComposePostResult result) override
+    {
+        if (!answersFinish)
+            return TULOComposePostDelegate::composePostViewControllerDidFinishWithResult(controller, result);
+        results.append(result);
+    }
+    std::optional<bool> composePostViewControllerShouldAllowRecordingAttachments(TULOCompositionContainerViewController *) override
+    {
+        return allowRecording;
+    }
+    void composePostViewControllerConfigurationDidFailLoadWithError(TULOCompositionContainerViewController *,
+                                                                    const TULOError &error) override
+    {
+        loadErrors.append(error);
+    }
+    void unloadDocumentForViewController(TULOViewController *) override { ++unloads; }
+};
+
+TULOConfiguration oneAuthor()
+{
+    return TULOTestConfiguration({TULOTestAuthor(QStringLiteral("a1"), QStringLiteral("Ann"))});
+}
+
+TULOStoreItem itemNamed(const QString &name)
+{
+    TULOStoreItem item;
+    item.setDisplayName(name);
+    return item;
+}
+
+} // namespace
+
+// The container a host presents: loading, handing over, the bar's buttons, the host's
+// delegate, and a whole post against the sandbox store.
+class TestCompositionContainer : public QObject
+{
+    Q_OBJECT
+
+    TULOSettingsTestFixture m_fixture;
+    QPalette m_lightPalette;
+
+    // Shows `container` as a form sheet over a host window.
+    std::unique_ptr<TULOWindow> present(TULOViewController *container)
+    {
+        auto window = std::make_unique<TULOWindow>();
+        auto *host = new TULOViewController(window.get());
+        window->setRootViewController(host);
+        window->resize(900, 700);
+        window->show();
+        host->presentViewController(container, false);
+        return window;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_fixture.start());
+        m_lightPalette = QApplication::palette();
+        // The configuration load signs in again when it must; the user answers as the demo artist.
+        TULOAuthenticationContext::setDefaultPromptHandler([](const QString &, const TULOError &) {
+            return std::optional<TULOAuthenticationPromptReply>(
+                {TULOSandboxStore::demoAccountName(), TULOSandboxStore::demoPassword(), false});
+        });
+    }
+    void cleanupTestCase()
+    {
+        TULOAuthenticationContext::setDefaultPromptHandler(nullptr);
+        m_fixture.stop();
+    }
+
+    void pendingAttachmentsReachTheEditorOnceInOrder_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::newRow("three images") << 3;
+        QTest::newRow("empty list") << 0;
+    }
+    void pendingAttachmentsReachTheEditorOnceInOrder()
+    {
+        QFETCH(int, count);
+        Container container(itemNamed(QStringLiteral("Song")));
+        container.loaded = oneAuthor();
+        QList<TULOAttachmentPtr> attachments;
+        for (int i = 0; i < count; ++i)
+            attachments << TULOTestImageAttachment(i % 2 ? Qt::blue : Qt::green);
+        container.addAttachments(attachments.mid(0, count / 2));
+        container.addAttachments(attachments.mid(count / 2));
+        QCOMPARE(container.pendingAttachments(), std::optional(attachments));
+        QVERIFY(!container.composePostViewController());
+
+        container.view();
+        container.beginAppearanceTransition(true, false);
+        QTRY_VERIFY(container.composePostViewController());
+        container.endAppearanceTransition();
+        QCOMPARE(container.childNavigationController()->viewControllers(),
+                 QList<TULOViewController *>{container.composePostViewController()});
+        QCOMPARE(container.composePostViewController()->attachments(), attachments);
+        // Handed over: an empty list stays as it was, a full one is gone.
+        QCOMPARE(container.pendingAttachments(), count ? std::nullopt : std::optional(QList<TULOAttachmentPtr>()));
+        // Attachments after the editor exists go straight to it.
+        const TULOAttachmentPtr late = TULOTestImageAttachment();
+        container.addAttachments({late});
+        QCOMPARE(container.composePostViewController()->attachments().constLast(), late);
+    }
+
+    void itemAndRecordingPermissions_data()
+    {
+        QTest::addColumn<bool>("configurationHasItem");
+        QTest::addColumn<std::optional<bool>>("answer");
+        QTest::addColumn<QString>("expectedItem");
+        QTest::addColumn<bool>("itemLeftInContainer");
+        QTest::addColumn<bool>("microphone");
+        QTest::addColumn<bool>("camera");
+        QTest::newRow("container's item moves in, NO turns both off")
+            << false << std::optional<bool>(false) << "Handed in" << false << false << false;
+        QTest::newRow("configuration's item wins, YES turns both on")
+            << true << std::optional<bool>(true) << "Loaded" << true << true << true;
+        QTest::newRow("no answer keeps the configuration's") << false << std::optional<bool>() << "Handed in" << false << true << false;
+    }
+    void itemAndRecordingPermissions()
+    {
+        QFETCH(bool, configurationHasItem);
+        QFETCH(std::optional<bool>, answer);
+        QFETCH(QString, expectedItem);
+        QFETCH(bool, itemLeftInContainer);
+        QFETCH(bool, microphone);
+        QFETCH(bool, camera);
+        HostDelegate host;
+        host.allowRecording = answer;
+        Container container(itemNamed(QStringLiteral("Handed in")));
+        container.setDelegate(&host);
+        TULOConfiguration loaded = oneAuthor();
+        loaded.setAllowsMicrophone(true);
+        loaded.setAllowsCamera(false);
+        if (configurationHasItem)
+            loaded.setItem(itemNamed(QStringLiteral("Loaded")));
+        container.finishLoadWithConfiguration(loaded, TULOClientContext::defaultContext(), TULOError());
+        QCOMPARE(container.configuration()->item()->displayName(), expectedItem);
+        QCOMPARE(container.item().has_value(), itemLeftInContainer);
+        QCOMPARE(container.configuration()->allowsMicrophone(), microphone);
+        QCOMPARE(container.configuration()->allowsCamera(), camera);
+        QCOMPARE(container.composePostViewController()->configuration().allowsMicrophone(), microphone);
+    }
+
+    // Post starts disabled on the loading screen and again on the editor, whatever was
+    // reported before; only the editor's report enables it.
+    void postIsDisabledAfterEveryReload()
+    {
+        Container container(itemNamed(QStringLiteral("Song")));
+        container.view();
+        TULOBarButtonItem *post = container.shareButtonItem();
+        QVERIFY(!post->isEnabled());
+        container.composePostViewControllerContentDidChange(nullptr, true);
+        QVERIFY(post->isEnabled());
+        container.finishLoadWithConfiguration(oneAuthor(), TULOClientContext::defaultContext(), TULOError());
+        QVERIFY(!post->isEnabled());
+        TULOComposePostViewController *editor = container.composePostViewController();
+        QCOMPARE(editor->navigationItem()->rightBarButtonItem(), post);
+        QCOMPARE(editor->navigationItem()->leftBarButtonItem(), container.cancelButtonItem());
+        // Only what the user types is reported, so the test types.
+        QTest::keyClicks(editor->composeView()->textView(), QStringLiteral("Hello"));
+        QVERIFY(post->isEnabled());
+        QTest::keyClick(editor->composeView()->textView(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(editor->composeView()->textView(), Qt::Key_Backspace);
+        QVERIFY(!post->isEnabled());
+    }
+
+    void releasedWhileLoading()
+    {
+        HostDelegate host;
+        auto gate = std::make_shared<TULOSemaphore>();
+        auto queue = std::make_shared<TULOOperationQueue>();
+        {
+            Container container(itemNamed(QStringLiteral("Song")));
+            container.setOperationQueue(queue);
+            container.setDelegate(&host);
+            container.gate = gate;
+            container.loaded = oneAuthor();
+            container.view();
+            container.beginAppearanceTransition(true, false);
+            container.endAppearanceTransition();
+            // A second appearance while loading starts nothing new.
+            container.beginAppearanceTransition(false, false);
+            container.endAppearanceTransition();
+            container.beginAppearanceTransition(true, false);
+            container.endAppearanceTransition();
+            QCOMPARE(container.loadsStarted, 1);
+            QVERIFY(container.isLoadingConfiguration());
+        }
+        gate->signal();
+        queue->waitUntilAllOperationsAreFinished();
+        QCoreApplication::processEvents();
+        QCOMPARE(host.results, QList<qint64>());
+        QCOMPARE(host.loadErrors.size(), 0);
+    }
+
+    void loadFailure_data()
+    {
+        QTest::addColumn<bool>("withDelegate");
+        QTest::newRow("told to the delegate") << true;
+        QTest::newRow("no delegate: dismisses itself") << false;
+    }
+    void loadFailure()
+    {
+        QFETCH(bool, withDelegate);
+        HostDelegate host;
+        auto *container = new Container(itemNamed(QStringLiteral("Song")));
+        QPointer<Container> guard(container);
+        if (withDelegate)
+            container->setDelegate(&host);
+        container->setModalDocumentController(&host);
+        container->loadError = TULOError(QString::fromLatin1(TULOStoreErrorDomain), 121);
+        auto window = present(container);
+        QTRY_COMPARE(host.unloads, 1);
+        QVERIFY(container == nullptr || !container->isLoadingConfiguration());
+        if (withDelegate) {
+            QCOMPARE(host.loadErrors.size(), 1);
+            QCOMPARE(host.loadErrors.first().code(), qint64(121));
+            QVERIFY(guard);
+            QVERIFY(guard->presentingViewController());
+            // Still on the placeholder; the next appearance loads again.
+            QVERIFY(!guard->composePostViewController());
+        } else {
+            QTRY_VERIFY(!guard || !guard->presentingViewController());
+        }
+    }
+
+    void keyboardCancelsAndPosts_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QList<qint64>>("results");
+        QTest::newRow("Escape cancels") << QString() << int(Qt::Key_Escape) << QList<qint64>{0};
+        QTest::newRow("Ctrl+Return with nothing written") << QString() << int(Qt::Key_Return) << QList<qint64>{};
+        QTest::newRow("Ctrl+Return posts") << QStringLiteral("Hi") << int(Qt::Key_Return) << QList<qint64>{1};
+    }
+    void keyboardCancelsAndPosts()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, key);
+        QFETCH(QList<qint64>, results);
+        HostDelegate host;
+        auto *container = new Container(std::optional(oneAuthor()));
+        container->setDelegate(&host);
+        TULOPostOutbox outbox(m_fixture.home.filePath(QStringLiteral("outbox-keys")));
+        container->setOutbox(&outbox);
+        auto window = present(container);
+        QTRY_VERIFY(container->composePostViewController()->composeView()->isVisible());
+        if (!text.isEmpty())
+            QTest::keyClicks(container->composePostViewController()->composeView()->textView(), text);
+        QWidget *focus = container->composePostViewController()->composeView()->textView();
+        QWidget *sheet = container->view()->window();
+        sheet->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(sheet));
+        QTest::keyClick(focus, Qt::Key(key), key == Qt::Key_Return ? Qt::ControlModifier : Qt::NoModifier);
+        QCOMPARE(host.results, results);
+    }
+
+    // A whole composition through the store: the configuration loaded from the sandbox, text
+    // with a tag token, a photo handed in before the editor existed, the group as author with
+    // the user credited, Twitter switched on; the post is read back from the store's list.
+    void fullCompositionIsPostedAndReadBack()
+    {
+        HostDelegate host;
+        auto *container = new TULOCompositionContainerViewController;
+        container->setDelegate(&host);
+        TULOPostOutbox outbox(m_fixture.home.filePath(QStringLiteral("outbox-e2e")));
+        container->setOutbox(&outbox);
+        const std::shared_ptr<TULOUploadStatus> status = container->uploadStatus();
+        QFile photo(TULOSourcePath(QStringLiteral("resources/samples/sunset.jpg")));
+        QVERIFY(photo.open(QIODevice::ReadOnly));
+        container->addAttachments({std::make_shared<TULOAttachment>(photo.readAll(), QStringLiteral("image/jpeg"))});
+        auto window = present(container);
+        QTRY_VERIFY_WITH_TIMEOUT(container->composePostViewController() || !host.loadErrors.isEmpty(), 30000);
+        QVERIFY2(host.loadErrors.isEmpty(), qPrintable(host.loadErrors.value(0).domain() + QLatin1Char(' ')
+                                                       + QString::number(host.loadErrors.value(0).code())));
+        TULOComposePostViewController *editor = container->composePostViewController();
+        QCOMPARE(editor->attachments().size(), 1);
+
+        const std::optional<TULOPostAuthor> active = container->configuration()->authorForActiveAccount();
+        std::optional<TULOPostAuthor> group;
+        for (const TULOPostAuthor &author : container->configuration()->authorsForSharing())
+            if (!group && !(active && author == *active) && author.hasPermission(TULOAuthorPermissionShareWithAttribution))
+                group = author;
+        QVERIFY(group);
+        // Twitter linked as the setup screen does it: signed in at the service, then kept.
+        auto store = m_fixture.makeStore(*group);
+        TULOCallbackResult<std::optional<TULOAccount>> signIn;
+        store->verifyUserName(TULOSandboxSocial::twitterUserName(), TULOSandboxSocial::twitterPassword(), TULOTestTwitter,
+                              [&signIn](const std::optional<TULOAccount> &account, const TULOError &error) {
+                                  signIn.deliver(account, error);
+                              });
+        QTRY_COMPARE_WITH_TIMEOUT(signIn.calls(), 1, TULOStoreTestWait);
+        QVERIFY(signIn.value().has_value());
+        TULOAccount twitterAccount = *signIn.value();
+        twitterAccount.setPassword(TULOSandboxSocial::twitterPassword());
+        QVERIFY(store->saveAccount(twitterAccount));
+        store->setAccountEnabled(true, TULOTestTwitter);
+
+        // The author menu, as the user opens it.
+        auto *authorRow = editor->composeView()->findChild<TULOAuthorView *>();
+        QVERIFY(authorRow);
+        authorRow->authorNameButton()->click();
+        auto *menu = qobject_cast<TULOAlertController *>(editor->presentedViewController());
+        QVERIFY(menu);
+        TULOAlertAction *choice = nullptr;
+        for (TULOAlertAction *action : menu->actions())
+            if (action->title() == group->name())
+                choice = action;
+        QVERIFY(choice);
+        QVERIFY(menu->triggerAction(choice));
+        QTRY_COMPARE(editor->selectedAuthor()->identifier(), group->identifier());
+        QCOMPARE(editor->attributionAuthor()->identifier(), active->identifier());
+
+        TULOTokenTextView *text = editor->composeView()->textView();
+        text->setFocus();
+        QTest::keyClicks(text, QStringLiteral("Out now with "));
+        editor->composeView()->insertTag(TULOTag(TULOPostArtist(QStringLiteral("9001"), QStringLiteral("The Quillons"))));
+        QTest::keyClicks(text, QStringLiteral("on tour"));
+        const QString written = editor->composeView()->text();
+        QVERIFY2(written.contains(QStringLiteral("The Quillons")) && written.contains(QStringLiteral("@{")), qPrintable(written));
+        QVERIFY(container->shareButtonItem()->isEnabled());
+
+        QVERIFY(container->shareButtonItem()->trigger());
+        QCOMPARE(host.results, QList<qint64>{TULOComposePostResultPosted});
+        QTRY_VERIFY_WITH_TIMEOUT(status->state() == TULOUploadStatus::Posted || status->state() == TULOUploadStatus::Failed, 60000);
+        QVERIFY2(status->state() == TULOUploadStatus::Posted, qPrintable(status->error().localizedDescription()));
+
+        const QString postId = status->postURL().fragment().section(QLatin1Char('-'), 1);
+        QJsonObject post;
+        for (const QJsonValue &value : TULOFetchSandboxPosts(m_fixture.sandbox))
+            if (value.toObject().value(QStringLiteral("postId")).toString() == postId)
+                post = value.toObject();
+        QVERIFY2(!post.isEmpty(), qPrintable(status->postURL().toString()));
+        QCOMPARE(post.value(QStringLiteral("text")).toString(), written);
+        QCOMPARE(post.value(QStringLiteral("authorId")).toString(), group->identifier());
+        QCOMPARE(post.value(QStringLiteral("attributed")).toBool(), true);
+        const QJsonArray attachments = post.value(QStringLiteral("attachments")).toArray();
+        QCOMPARE(attachments.size(), 1);
+        QCOMPARE(attachments.first().toObject().value(QStringLiteral("type")).toInt(), int(TULOAttachmentTypeImage));
+        QVERIFY(attachments.first().toObject().value(QStringLiteral("size")).toDouble() > 1000);
+        const QJsonArray destinations = post.value(QStringLiteral("externalDestinations")).toArray();
+        QCOMPARE(destinations.size(), 1);
+        QCOMPARE(destinations.first().toObject().value(QStringLiteral("service")).toString(), TULOTestTwitter);
+    }
+
+    // A post whose file is gone by the time it is prepared: the host hears Posted at once, as
+    // always, and the upload status then fails with the reason; nothing is left to retry.
+    void unpreparablePostFailsTheUploadStatus()
+    {
+        HostDelegate host;
+        auto *container = new Container(std::optional(oneAuthor()));
+        container->setDelegate(&host);
+        TULOPostOutbox outbox(m_fixture.home.filePath(QStringLiteral("outbox-missing")));
+        container->setOutbox(&outbox);
+        const std::shared_ptr<TULOUploadStatus> status = container->uploadStatus();
+        QSignalSpy failed(status.get(), &TULOUploadStatus::failed);
+        const QString missing = m_fixture.home.filePath(QStringLiteral("gone.jpg"));
+        container->addAttachments({std::make_shared<TULOAttachment>(QUrl::fromLocalFile(missing), QStringLiteral("image/jpeg"))});
+        auto window = present(container);
+        QTRY_VERIFY(container->shareButtonItem()->isEnabled());
+        QVERIFY(container->shareButtonItem()->trigger());
+        QCOMPARE(host.results, QList<qint64>{TULOComposePostResultPosted});
+        QCOMPARE(status->state(), TULOUploadStatus::Preparing);
+        QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, 20000);
+        QCOMPARE(status->state(), TULOUploadStatus::Failed);
+        QVERIFY(!status->error().isNull());
+        QVERIFY(!status->error().localizedDescription().isEmpty());
+        QVERIFY(!status->retry());
+        QVERIFY(outbox.entries().isEmpty());
+    }
+
+    void screenshots_data()
+    {
+        QTest::addColumn<qreal>("ratio");
+        QTest::addColumn<bool>("dark");
+        for (const qreal ratio : {1.0, 2.0})
+            for (const bool dark : {false, true})
+                QTest::addRow("%gx %s", ratio, dark ? "dark" : "light") << ratio << dark;
+    }
+    void screenshots()
+    {
+        QFETCH(qreal, ratio);
+        QFETCH(bool, dark);
+        QApplication::setPalette(dark ? TULOTestDarkPalette() : m_lightPalette);
+        const TULOPostAuthor ann = TULOTestAuthor(QStringLiteral("ann"), QStringLiteral("Ann Artist"));
+        const TULOPostAuthor band = TULOTestAuthor(QStringLiteral("band"), QStringLiteral("The Quillons"));
+        TULOConfiguration configuration = TULOConfigurationWithServices({TULOTestTwitter, TULOTestFacebook});
+        configuration.setPotentalAuthors(QList<TULOPostAuthor>{band, ann});
+        configuration.setAuthorForActiveAccount(ann);
+        configuration.setMaximumNumberOfAttachments(4);
+        Container container{std::optional(configuration)};
+        container.addAttachments({TULOTestImageAttachment(Qt::darkCyan)});
+        container.view();
+        TULOComposePostView *compose = container.composePostViewController()->composeView();
+        QTest::keyClicks(compose->textView(), QStringLiteral("New single out on Friday with "));
+        TULOTag tag;
+        tag.setEntityType(QStringLiteral("artist"));
+        tag.setIdentifier(QStringLiteral("17"));
+        tag.setName(QStringLiteral("Mira Sol"));
+        compose->insertTag(tag);
+        QTest::keyClicks(compose->textView(), QStringLiteral("and friends. Thanks to everyone who came to the show!"));
+        const QString name = QStringLiteral("composer-%1x-%2").arg(ratio).arg(dark ? QStringLiteral("dark") : QStringLiteral("light"));
+        const QImage image = TULOSaveScreenshot(&container, QSize(540, 760), QStringLiteral("compositioncontainer"), name, ratio);
+        QApplication::setPalette(m_lightPalette);
+        QVERIFY(!image.isNull());
+        QCOMPARE(image.size(), QSize(540, 760) * ratio);
+    }
+};
+
+QTEST_MAIN(TestCompositionContainer)
+#include "tst_compositioncontainer.moc"
