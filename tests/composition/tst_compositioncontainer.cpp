@@ -12,7 +12,7 @@
 #include <Quillon/platform/records/postartist.h>
 #include <Quillon/platform/ui/alertaction.h>
 #include <Quillon/platform/operationqueue.h>
-#include <Quillon/platform/semaphore.h>
+#include <Quillon/platform/semaphore_p.h>
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/ui/barbuttonitem.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
