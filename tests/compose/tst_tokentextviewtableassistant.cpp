@@ -118,25 +118,15 @@ private Q_SLOTS:
 
     void screenshots_data()
     {
-        QTest::addColumn<bool>("dark");
-        QTest::addColumn<qreal>("scale");
-        for (const bool dark : {false, true})
-            for (const qreal scale : {1.0, 2.0})
-                QTest::addRow("artists-%s-%dx", dark ? "dark" : "light", int(scale)) << dark << scale;
+        TULOAddAppearanceRows("artists-");
     }
     void screenshots()
     {
         QFETCH(bool, dark);
         QFETCH(qreal, scale);
         const QPalette light = QApplication::palette();
-        if (dark) {
-            QPalette palette(QColor(0x33, 0x33, 0x33), QColor(0x1e, 0x1e, 0x1e));
-            palette.setColor(QPalette::WindowText, QColor(0xe8, 0xe8, 0xe8));
-            palette.setColor(QPalette::Text, QColor(0xe8, 0xe8, 0xe8));
-            palette.setColor(QPalette::Base, QColor(0x2a, 0x2a, 0x2a));
-            palette.setColor(QPalette::Highlight, QColor(0x3d, 0x8b, 0xf0));
-            QApplication::setPalette(palette);
-        }
+        if (dark)
+            QApplication::setPalette(TULOTestDarkPalette());
         auto item = std::make_shared<TULOAttachment>(QUrl::fromLocalFile(QStringLiteral("/tmp/song.mpeg")), QStringLiteral("audio/mpeg"));
         item->setTitle(QStringLiteral("Evening Tide"));
         auto *controller = new TULOAttachmentPropertiesViewController(item, configuration());

@@ -191,12 +191,7 @@ private Q_SLOTS:
 
     void screenshots_data()
     {
-        QTest::addColumn<bool>("dark");
-        QTest::addColumn<qreal>("scale");
-        for (const bool dark : {false, true}) {
-            for (const qreal scale : {1.0, 2.0})
-                QTest::addRow("%s-%dx", dark ? "dark" : "light", int(scale)) << dark << scale;
-        }
+        TULOAddAppearanceRows("");
     }
     void screenshots()
     {

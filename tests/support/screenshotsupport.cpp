@@ -4,6 +4,8 @@
 
 #include <Quillon/platform/ui/screenshot.h>
 
+#include <QTest>
+
 QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, const QString &testName,
                           const QString &fileName, qreal devicePixelRatio)
 {
@@ -33,4 +35,14 @@ QPalette TULOTestDarkPalette()
     palette.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6e, 0x6e, 0x73));
     palette.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6e, 0x6e, 0x73));
     return palette;
+}
+
+void TULOAddAppearanceRows(const char *prefix)
+{
+    QTest::addColumn<bool>("dark");
+    QTest::addColumn<qreal>("scale");
+    for (const bool dark : {false, true}) {
+        for (const qreal scale : {1.0, 2.0})
+            QTest::addRow("%s%s-%dx", prefix, dark ? "dark" : "light", int(scale)) << dark << scale;
+    }
 }

@@ -14,3 +14,7 @@ QImage TULOSaveScreenshot(TULOViewController *controller, const QSize &size, con
 
 // A dark palette like the desktop's dark themes, for the dark renderings.
 QPalette TULOTestDarkPalette();
+
+// The rows of a screenshot test, light and dark at 1x and 2x: columns "dark" (bool) and
+// "scale" (qreal), rows named <prefix>light-1x, <prefix>light-2x, <prefix>dark-1x, ...
+void TULOAddAppearanceRows(const char *prefix = "");
