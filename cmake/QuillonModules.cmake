@@ -75,11 +75,6 @@ function(tulo_add_module name)
     # carries QUILLON_EXPORT is visible to a host.
     target_compile_definitions(${target} PRIVATE Quillon_EXPORTS)
     set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-    # Tests and apps link these objects one by one (quillon_internal); their debug information
-    # stays in .dwo files beside the objects instead of being copied into every executable.
-    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-        target_compile_options(${target} PRIVATE $<$<CONFIG:Debug,RelWithDebInfo>:-gsplit-dwarf>)
-    endif()
     target_link_libraries(${target} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE})
     tulo_precompile(${target} WIDGETS)
     set(QUILLON_MODULES ${QUILLON_MODULES} ${target} CACHE INTERNAL "")
