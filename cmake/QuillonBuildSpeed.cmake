@@ -7,7 +7,9 @@ set(CMAKE_LINK_DEPENDS_NO_SHARED ON)
 
 find_program(QUILLON_MOLD mold)
 if(QUILLON_MOLD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 12.1)
-    add_link_options(-fuse-ld=mold)
+    # With split debug information the compiler also writes a public-name index into every object,
+    # more than half of each executable; the linker turns it into one compact gdb index instead.
+    add_link_options(-fuse-ld=mold $<$<CONFIG:Debug,RelWithDebInfo>:-Wl,--gdb-index>)
 endif()
 
 option(QUILLON_PCH "Use precompiled headers" ON)
