@@ -14,7 +14,7 @@ TULOError attachError(qint64 code, const QString &path, const QString &descripti
 {
     QVariantMap info{{QString::fromLatin1(TULOFilePathErrorKey), path},
                      {QString::fromLatin1(TULOLocalizedDescriptionKey), description}};
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code, info);
+    return TULOError(TULOFileErrorDomain, code, info);
 }
 
 } // namespace
@@ -23,20 +23,20 @@ TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *erro
 {
     const QFileInfo info(path);
     if (!info.exists()) {
-        TULOSetError(error, attachError(4, path, QStringLiteral("%1: no such file").arg(path)));
+        TULOSetError(error, attachError(TULOFileErrorNoSuchFile, path, QStringLiteral("%1: no such file").arg(path)));
         return nullptr;
     }
     if (!info.isFile()) {
-        TULOSetError(error, attachError(256, path, QStringLiteral("%1: not a file").arg(path)));
+        TULOSetError(error, attachError(TULOFileErrorReadFailed, path, QStringLiteral("%1: not a file").arg(path)));
         return nullptr;
     }
     QFile file(info.absoluteFilePath());
     if (!file.open(QIODevice::ReadOnly)) {
-        TULOSetError(error, attachError(257, path, QStringLiteral("%1: cannot be read (%2)").arg(path, file.errorString())));
+        TULOSetError(error, attachError(TULOFileErrorReadNoPermission, path, QStringLiteral("%1: cannot be read (%2)").arg(path, file.errorString())));
         return nullptr;
     }
     if (info.size() == 0) {
-        TULOSetError(error, attachError(259, path, QStringLiteral("%1: the file is empty").arg(path)));
+        TULOSetError(error, attachError(TULOFileErrorCorruptFile, path, QStringLiteral("%1: the file is empty").arg(path)));
         return nullptr;
     }
 
@@ -46,14 +46,14 @@ TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *erro
     case 2: {
         const QByteArray data = file.readAll();
         if (data.size() != info.size()) {
-            TULOSetError(error, attachError(256, path, QStringLiteral("%1: could not be read whole").arg(path)));
+            TULOSetError(error, attachError(TULOFileErrorReadFailed, path, QStringLiteral("%1: could not be read whole").arg(path)));
             return nullptr;
         }
         // Not decoded here: preparation checks the image when it removes its metadata. A format
         // whose metadata cannot be removed is refused now, before anything reaches the store.
         TULOError refusal;
         if (TULOMetadataStripper::supportedTypeForData(data, &refusal).isNull()) {
-            TULOSetError(error, attachError(259, path, QStringLiteral("%1: %2").arg(path, refusal.localizedDescription())));
+            TULOSetError(error, attachError(TULOFileErrorCorruptFile, path, QStringLiteral("%1: %2").arg(path, refusal.localizedDescription())));
             return nullptr;
         }
         return std::make_shared<TULOAttachment>(data, type);
@@ -76,7 +76,7 @@ TULOAttachmentPtr TULOPostAttachmentForFile(const QString &path, TULOError *erro
     case 4:
         return std::make_shared<TULOAttachment>(QUrl::fromLocalFile(info.absoluteFilePath()), type);
     default:
-        TULOSetError(error, attachError(259, path,
+        TULOSetError(error, attachError(TULOFileErrorCorruptFile, path,
             QStringLiteral("%1: cannot be attached (%2 is not a photo, video or song)").arg(path, type)));
         return nullptr;
     }

@@ -31,7 +31,7 @@ TULOError recordingError(const QString &description, const TULOError &cause = TU
     QVariantMap info{{QString::fromLatin1(TULOLocalizedDescriptionKey), description}};
     if (cause)
         info.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(cause));
-    return TULOError(QString::fromLatin1(TULOErrorDomain), 1, info);
+    return TULOError(TULOErrorDomain, TULOErrorOperationFailed, info);
 }
 
 } // namespace

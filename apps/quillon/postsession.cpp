@@ -17,7 +17,7 @@ namespace {
 
 TULOError sessionError(const QString &description)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
+    return TULOError::withDescription(TULOErrorDomain, TULOErrorOperationFailed, description);
 }
 
 } // namespace
@@ -112,7 +112,7 @@ std::optional<QList<TULOTag>> TULOPostSession::lookUpTags(const QString &query, 
     const TULOError failure = load->error();
     if (!failure.isNull() || !load->response().isSuccess()) {
         TULOSetError(error, !failure.isNull() ? failure
-                                              : TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100,
+                                              : TULOError::withDescription(TULOStoreErrorDomain, TULOStoreErrorRequestFailed,
                                                                            load->networkError().localizedDescription()));
         return std::nullopt;
     }

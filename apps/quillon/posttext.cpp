@@ -10,7 +10,7 @@ namespace {
 
 TULOError tagError(const QString &description)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
+    return TULOError::withDescription(TULOErrorDomain, TULOErrorOperationFailed, description);
 }
 
 // A name as the store's search compares it: decomposed, without marks, blanks or case, so

@@ -22,7 +22,7 @@ namespace {
 
 TULOError sessionError(const QString &description)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
+    return TULOError::withDescription(TULOErrorDomain, TULOErrorOperationFailed, description);
 }
 
 // Reads one line from the terminal, without echo for passwords; nothing when there is no

@@ -26,7 +26,7 @@ TULOAccountErrorAlertController::TULOAccountErrorAlertController(const QString &
 
 bool TULOAccountErrorAlertController::isNotConnectedError(const TULOError &error)
 {
-    if (error.domain() != QLatin1String(TULONetworkErrorDomain))
+    if (error.domain() != TULONetworkErrorDomain)
         return false;
     switch (error.code()) {
     case QNetworkReply::TemporaryNetworkFailureError:
@@ -41,7 +41,7 @@ bool TULOAccountErrorAlertController::isNotConnectedError(const TULOError &error
 std::pair<QString, QString> TULOAccountErrorAlertController::titleKeyAndMessageForError(const TULOError &error,
                                                                                       const TULOClientContext &clientContext)
 {
-    if (error.domain() == QLatin1String(TULOFacebookErrorDomain)) {
+    if (error.domain() == TULOFacebookErrorDomain) {
         const char *title = error.code() == TULOFacebookNeedsApprovalCode ? "ACCOUNT_SETUP_ERROR_TITLE_NEEDS_APPROVAL"
                                                                           : "ACCOUNT_SETUP_ERROR_TITLE_GENERIC";
         return {QString::fromLatin1(title), error.localizedDescription()};
@@ -49,7 +49,7 @@ std::pair<QString, QString> TULOAccountErrorAlertController::titleKeyAndMessageF
     const char *message = "ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS";
     if (isNotConnectedError(error))
         message = "ACCOUNT_SETUP_ERROR_BODY_NO_INTERNET";
-    else if (error.is(QString::fromLatin1(TULOTwitterErrorDomain), 231))
+    else if (error.is(TULOTwitterErrorDomain, TULOTwitterErrorLoginVerificationRequired))
         message = "ACCOUNT_SETUP_ERROR_BODY_TWITTER_2FA";
     return {QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC"), text(message, clientContext)};
 }

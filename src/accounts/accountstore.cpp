@@ -251,7 +251,7 @@ void TULOAccountStore::requestAccessToAccountForServiceIdentifier(const QString 
     }
     if (!presentingViewController) {
         if (completion)
-            completion(false, TULOError(QString::fromLatin1(TULOErrorDomain), 4));
+            completion(false, TULOError(TULOErrorDomain, TULOErrorFacebookSignInGaveNothing));
         return;
     }
     TULOError unavailable;
@@ -272,7 +272,7 @@ void TULOAccountStore::requestAccessToAccountForServiceIdentifier(const QString 
     signIn->setAuthenticationCompletionBlock([store, completion, dismiss](const TULOError &error, const QString &code) {
         if (code.isEmpty()) {
             if (completion)
-                completion(false, error.isNull() ? TULOError(QString::fromLatin1(TULOErrorDomain), 4) : error);
+                completion(false, error.isNull() ? TULOError(TULOErrorDomain, TULOErrorFacebookSignInGaveNothing) : error);
             dismiss();
             return;
         }
@@ -286,7 +286,7 @@ void TULOAccountStore::requestAccessToAccountForServiceIdentifier(const QString 
             TULODispatchMain([store, completion, dismiss, success, registrationError] {
                 // Code 8 accompanies a success too; callers judge by the boolean alone.
                 const TULOError passed = registrationError.isNull()
-                    ? TULOError(QString::fromLatin1(TULOErrorDomain), 8)
+                    ? TULOError(TULOErrorDomain, TULOErrorFacebookRegistrationUnconfirmed)
                     : registrationError;
                 if (store && success) {
                     // The switch needs the account, which only the store's answer brings.
@@ -311,7 +311,7 @@ void TULOAccountStore::verifyUserName(const QString &userName, const QString &pa
 {
     if (serviceIdentifier != QLatin1String(TULOServiceIdentifierTwitter)) {
         if (completion)
-            completion(std::nullopt, TULOError(QString::fromLatin1(TULOErrorDomain), 7));
+            completion(std::nullopt, TULOError(TULOErrorDomain, TULOErrorVerificationServiceUnsupported));
         return;
     }
     // Hosts and screens hear back on the GUI thread, as everywhere else.
@@ -342,7 +342,7 @@ void TULOAccountStore::renewCredentialsForAccount(
         return;
     if (account->serviceIdentifier() != QLatin1String(TULOServiceIdentifierTwitter)) {
         if (completion)
-            completion(TULOAccountCredentialRenewalFailed, TULOError(QString::fromLatin1(TULOErrorDomain), 7));
+            completion(TULOAccountCredentialRenewalFailed, TULOError(TULOErrorDomain, TULOErrorVerificationServiceUnsupported));
         return;
     }
     authenticateWithService(account->userName(), account->password(),

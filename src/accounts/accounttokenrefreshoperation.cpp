@@ -11,7 +11,7 @@ TULOAccountTokenRefreshOperation::AccountStoreFactory accountStoreFactory;
 
 TULOError noAccountError(const QString &serviceIdentifier)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 3,
+    return TULOError::withDescription(TULOErrorDomain, TULOErrorNoLinkedAccount,
                                       QStringLiteral("No %1 account is linked.").arg(serviceIdentifier));
 }
 

@@ -5,7 +5,6 @@
 
 #include <QUrlQuery>
 
-const char *const TULOFacebookAuthenticationErrorDomain = "com.vantor.Quillon";
 
 TULOFacebookAuthenticationViewController::TULOFacebookAuthenticationViewController(const QString &clientID,
                                                                                    const QStringList &writePermissions,
@@ -25,7 +24,7 @@ TULOFacebookAuthenticationViewController *TULOFacebookAuthenticationViewControll
     if (!make) {
         if (error) {
             *error = TULOError::withDescription(
-                QString::fromLatin1(TULOFacebookAuthenticationErrorDomain), TULOFacebookAuthenticationErrorUnavailable,
+                TULOFacebookAuthenticationErrorDomain, TULOFacebookAuthenticationErrorUnavailable,
                 QStringLiteral("Facebook sign-in is not available: %1 is not installed or does not load.")
                     .arg(TULOOptionalModules::fileName(TULOOptionalModules::WebSignIn)));
         }

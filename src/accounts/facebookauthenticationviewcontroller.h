@@ -10,7 +10,7 @@
 #include <functional>
 
 // Error domain of the sign-in screen's own errors: the component's bundle identifier.
-extern QUILLON_EXPORT const char *const TULOFacebookAuthenticationErrorDomain;
+inline constexpr TULOErrorDomainName TULOFacebookAuthenticationErrorDomain{"com.vantor.Quillon"};
 enum TULOFacebookAuthenticationErrorCode : qint64 {
     TULOFacebookAuthenticationErrorCancelled = 0,
     TULOFacebookAuthenticationErrorNoCode = 1,

@@ -26,7 +26,7 @@ constexpr qint64 TULOSystemAccountStoreCredentialsError = 3;
 
 TULOError credentialsError()
 {
-    return TULOError(QString::fromLatin1(TULOSystemAccountStoreErrorDomain), TULOSystemAccountStoreCredentialsError,
+    return TULOError(TULOSystemAccountStoreErrorDomain, TULOSystemAccountStoreCredentialsError,
                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The Twitter account could not be verified.")}});
 }
 
@@ -150,7 +150,7 @@ TULOTwitterAuthenticationRequest::resultForReply(const QByteArray &body, int htt
                     QVariantMap userInfo;
                     if (TULOLookupIsString(message))
                         userInfo.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), message.toString());
-                    error = TULOError(QString::fromLatin1(TULOTwitterErrorDomain), TULOTwitterNeedsVerificationCode, userInfo);
+                    error = TULOError(TULOTwitterErrorDomain, TULOTwitterNeedsVerificationCode, userInfo);
                 }
             }
         }

@@ -33,7 +33,7 @@ TULOError corruptDraftError(const QString &path, const QString &reason)
     info.insert(QString::fromLatin1(TULOFilePathErrorKey), path);
     info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey),
         QStringLiteral("The draft \"%1\" cannot be read: %2.").arg(path, reason));
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), TULOFileReadCorruptFileError, info);
+    return TULOError(TULOFileErrorDomain, TULOFileReadCorruptFileError, info);
 }
 
 QString hexDigest(const QByteArray &bytes)

@@ -22,7 +22,7 @@ std::optional<QList<TULOTag>> TULOTagDataConsumer::tagsForObject(const QVariant 
 {
     const QVariant list = object.typeId() == QMetaType::QVariantMap ? object.toMap().value(QStringLiteral("data")) : QVariant();
     if (list.typeId() != QMetaType::QVariantList) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain), 100,
+        TULOSetError(error, TULOError::withDescription(TULOStoreErrorDomain, TULOStoreErrorRequestFailed,
                                                        QStringLiteral("The tag lookup reply has no \"data\" list.")));
         return std::nullopt;
     }

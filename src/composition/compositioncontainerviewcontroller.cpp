@@ -265,7 +265,7 @@ void TULOCompositionContainerViewController::shareButtonAction()
                     status->startUpload(request, outbox);
                 } else {
                     status->failPreparing(error.isNull()
-                                              ? TULOError(QLatin1String(TULOUploadStatusErrorDomain), 1,
+                                              ? TULOError(TULOUploadStatusErrorDomain, TULOUploadStatusErrorPreparationFailed,
                                                           {{QLatin1String(TULOLocalizedDescriptionKey),
                                                             TULOUploadStatus::tr("The post could not be prepared.")}})
                                               : error);

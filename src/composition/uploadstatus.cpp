@@ -3,7 +3,6 @@
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postrequest.h>
 
-const char *const TULOUploadStatusErrorDomain = "com.vantor.Quillon.UploadStatus";
 
 TULOUploadStatus::TULOUploadStatus(QObject *parent)
     : QObject(parent)

@@ -8,9 +8,12 @@
 #include <QString>
 #include <QUrl>
 
-// Errors of the upload status itself: code 1, the post could not be prepared (an attachment
+// Errors of the upload status itself: the post could not be prepared (an attachment
 // that gave no file, with no error of its own).
-QUILLON_EXPORT extern const char *const TULOUploadStatusErrorDomain;
+inline constexpr TULOErrorDomainName TULOUploadStatusErrorDomain{"com.vantor.Quillon.UploadStatus"};
+enum TULOUploadStatusErrorCode : qint64 {
+    TULOUploadStatusErrorPreparationFailed = 1,
+};
 
 class TULOPostOutbox;
 class TULOPostRequest;

@@ -100,7 +100,7 @@ std::optional<QList<TULOStoreItem>> TULOLoadAuthorAlbumsOperation::loadAlbumsWit
             author = response.itemForKey(number);
     }
     if (!author) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorItemNotFound));
+        TULOSetError(error, TULOError(TULOStoreErrorDomain, TULOStoreErrorItemNotFound));
         return std::nullopt;
     }
 

@@ -115,7 +115,7 @@ void TULOLoadConfigurationOperation::main()
                 break;
             }
             error = loadError;
-            if (!error.is(QString::fromLatin1(TULOErrorDomain), TULOSignInAgainErrorCode) || isCancelled())
+            if (!error.is(TULOErrorDomain, TULOSignInAgainErrorCode) || isCancelled())
                 break;
             signIn = true;
         }
@@ -186,7 +186,7 @@ std::optional<TULOConfiguration> TULOLoadConfigurationOperation::configurationWi
     if (!authors.isEmpty()) {
         configuration.setPotentalAuthors(authors);
     } else {
-        failure = authorsError.isNull() ? TULOError(QString::fromLatin1(TULOErrorDomain), TULONoAuthorErrorCode) : authorsError;
+        failure = authorsError.isNull() ? TULOError(TULOErrorDomain, TULONoAuthorErrorCode) : authorsError;
     }
 
     const QString accountIdentifier = account.identifierString();

@@ -31,7 +31,7 @@ TULOError fileError(qint64 code, const QString &path, const QString &description
     QVariantMap info;
     info.insert(QString::fromLatin1(TULOFilePathErrorKey), path);
     info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), description);
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code, info);
+    return TULOError(TULOFileErrorDomain, code, info);
 }
 
 // Error codes of the file domain, as the platform numbers them.
@@ -41,7 +41,7 @@ constexpr qint64 TULOFileWriteUnknownError = 512;
 
 TULOError frameworkError(const QString &description)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1, description);
+    return TULOError::withDescription(TULOErrorDomain, TULOErrorOperationFailed, description);
 }
 
 // The refresh takes the author's account store when that store speaks its interface.
@@ -350,7 +350,7 @@ QUrl TULOPreparePostDescriptionOperation::URLByWritingStrippedImageData(
 QUrl TULOPreparePostDescriptionOperation::URLByCopyingAssetAtURL(const QUrl &url, TULOError *error)
 {
     if (url.isEmpty()) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), TULOFileNoSuchFileError));
+        TULOSetError(error, TULOError(TULOFileErrorDomain, TULOFileNoSuchFileError));
         return QUrl();
     }
     if (!TULOPrivateFiles::makeFolder(TULOTemporaryAssetsDirectoryPath(), error))
@@ -405,7 +405,7 @@ TULOPhotoLibrary *TULOPreparePostDescriptionOperation::photoLibrary(TULOError *e
     }
     auto *library = qobject_cast<TULOPhotoLibrary *>(m_photoLibrary.get());
     if (!library) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOPhotoLibraryErrorDomain),
+        TULOSetError(error, TULOError::withDescription(TULOPhotoLibraryErrorDomain,
             TULOPhotoLibraryErrorUnavailable, QStringLiteral("The photo library is not available.")));
     }
     return library;

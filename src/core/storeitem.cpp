@@ -180,7 +180,7 @@ std::optional<TULOStoreItem> TULOStoreItem::decodeWithCoder(QDataStream &stream,
     }
     if (stream.status() != QDataStream::Ok || magic != kArchiveMagic || version != kArchiveVersion) {
         TULOSetError(error, TULOError::withDescription(
-                                QString::fromLatin1(TULOErrorDomain), 1,
+                                TULOErrorDomain, TULOErrorOperationFailed,
                                 version > kArchiveVersion && magic == kArchiveMagic
                                     ? QStringLiteral("The store item was saved by a newer version.")
                                     : QStringLiteral("The data is not a store item.")));

@@ -53,7 +53,7 @@ void TULOVoiceRecorder::postToMain(std::function<void()> work)
 bool TULOVoiceRecorder::startRecordingUsingActivationMode(qint64 activationMode, TULOError *error)
 {
     if (m_voiceController) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+        TULOSetError(error, TULOError::withDescription(TULOOSStatusErrorDomain, TULOOSStatusErrorUnknown,
                                                        QStringLiteral("This recorder is already recording.")));
         return false;
     }

@@ -26,7 +26,7 @@ TULOError currentError;
 
 TULOError fileError(const QString &path, const QString &description)
 {
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), 0,
+    return TULOError(TULOFileErrorDomain, TULOFileErrorUnknown,
                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
                       {QString::fromLatin1(TULOFilePathErrorKey), path}});
 }

@@ -3,13 +3,6 @@
 #include <QCoreApplication>
 #include <QDebug>
 
-const char *const TULOErrorDomain = "TULOErrorDomain";
-const char *const TULOStoreErrorDomain = "TULOStoreErrorDomain";
-const char *const TULOFileErrorDomain = "TULOFileErrorDomain";
-const char *const TULONetworkErrorDomain = "TULONetworkErrorDomain";
-const char *const TULOFacebookErrorDomain = "TULOFacebookErrorDomain";
-const char *const TULOTwitterErrorDomain = "TULOTwitterErrorDomain";
-const char *const TULOSystemAccountStoreErrorDomain = "TULOSystemAccountStoreErrorDomain";
 
 const char *const TULOLocalizedDescriptionKey = "localizedDescription";
 const char *const TULOLocalizedFailureReasonKey = "localizedFailureReason";

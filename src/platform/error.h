@@ -5,18 +5,63 @@
 #include <QMetaType>
 #include <QString>
 #include <QVariantMap>
-#include <Quillon/quillon_export.h>
+
+// An error domain's name. Every domain is a constant of this type, and each domain's codes are
+// an enum named after it (TULOErrorDomain: TULOErrorCode). Errors keep the domain as a QString,
+// so that errors read back from disk or another process compare equal to freshly made ones.
+using TULOErrorDomainName = QLatin1StringView;
 
 // Error domains. The framework's own errors are in TULOErrorDomain; errors of the platform
 // (store, files, network) are passed on unchanged in their own domains.
-extern QUILLON_EXPORT const char *const TULOErrorDomain;
-extern QUILLON_EXPORT const char *const TULOStoreErrorDomain;
-extern QUILLON_EXPORT const char *const TULOFileErrorDomain;
-extern QUILLON_EXPORT const char *const TULONetworkErrorDomain;
+inline constexpr TULOErrorDomainName TULOErrorDomain{"TULOErrorDomain"};
+inline constexpr TULOErrorDomainName TULOStoreErrorDomain{"TULOStoreErrorDomain"};
+inline constexpr TULOErrorDomainName TULOFileErrorDomain{"TULOFileErrorDomain"};
+inline constexpr TULOErrorDomainName TULONetworkErrorDomain{"TULONetworkErrorDomain"};
 // Errors of the social services and of the system account store, passed on as they come.
-extern QUILLON_EXPORT const char *const TULOFacebookErrorDomain;
-extern QUILLON_EXPORT const char *const TULOTwitterErrorDomain;
-extern QUILLON_EXPORT const char *const TULOSystemAccountStoreErrorDomain;
+inline constexpr TULOErrorDomainName TULOFacebookErrorDomain{"TULOFacebookErrorDomain"};
+inline constexpr TULOErrorDomainName TULOTwitterErrorDomain{"TULOTwitterErrorDomain"};
+inline constexpr TULOErrorDomainName TULOSystemAccountStoreErrorDomain{"TULOSystemAccountStoreErrorDomain"};
+
+// Codes of TULOErrorDomain. Their values are part of the API: hosts and stored errors use them.
+enum TULOErrorCode : qint64 {
+    TULOErrorNoAuthor = 0,                     // no identity may post for this account
+    TULOErrorOperationFailed = 1,              // a framework operation failed; see the description
+    TULOErrorSignInRequired = 2,               // the store session is gone: sign in again, then retry
+    TULOErrorNoLinkedAccount = 3,              // no linked account for the service
+    TULOErrorFacebookSignInGaveNothing = 4,    // the sign-in ended with neither a token nor an error
+    TULOErrorVerificationServiceUnsupported = 7, // password verification exists for Twitter only
+    TULOErrorFacebookRegistrationUnconfirmed = 8, // passed even on success: judge by the boolean
+};
+
+// Codes of TULOFileErrorDomain.
+enum TULOFileErrorCode : qint64 {
+    TULOFileErrorUnknown = 0,
+    TULOFileErrorNoSuchFile = 4,
+    TULOFileErrorBusy = 16,             // another process holds the file
+    TULOFileErrorReadFailed = 256,
+    TULOFileErrorReadNoPermission = 257,
+    TULOFileErrorCorruptFile = 259,     // the file exists but cannot be read as what it claims to be
+    TULOFileErrorReadNoSuchFile = 260,
+    TULOFileErrorWriteNoPermission = 513,
+    TULOFileErrorOutOfSpace = 640,
+};
+
+// Codes of TULONetworkErrorDomain: QNetworkReply::NetworkError values, and this one for a failure
+// the network layer could not classify.
+enum TULONetworkErrorCode : qint64 {
+    TULONetworkErrorUnknown = -1,
+};
+
+// Codes of the social services' and the system account store's domains that the framework reads.
+enum TULOFacebookErrorCode : qint64 {
+    TULOFacebookErrorNeedsApproval = 406,
+};
+enum TULOTwitterErrorCode : qint64 {
+    TULOTwitterErrorLoginVerificationRequired = 231,
+};
+enum TULOSystemAccountStoreErrorCode : qint64 {
+    TULOSystemAccountStoreErrorCredentialsInvalid = 3,
+};
 
 // User-info keys.
 extern QUILLON_EXPORT const char *const TULOLocalizedDescriptionKey;

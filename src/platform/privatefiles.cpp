@@ -25,7 +25,7 @@ TULOError fileError(qint64 code, const QString &path, const QString &description
     QVariantMap info;
     info.insert(QString::fromLatin1(TULOFilePathErrorKey), path);
     info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), description);
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code, info);
+    return TULOError(TULOFileErrorDomain, code, info);
 }
 
 // An unbuffered file that keeps the reason of a failed write: QFile reports a write cut short

@@ -57,9 +57,9 @@ QImage TULOServiceIcon(const QString &serviceIdentifier, int points, qreal devic
 bool TULOIsNoAnswerError(const TULOError &error)
 {
     for (TULOError current = error; !current.isNull(); current = current.underlyingError()) {
-        if (current.domain() == QLatin1String(TULONetworkErrorDomain))
+        if (current.domain() == TULONetworkErrorDomain)
             return true;
-        if (current.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorTimedOut))
+        if (current.is(TULOStoreErrorDomain, TULOStoreErrorTimedOut))
             return true;
     }
     return false;

@@ -292,7 +292,7 @@ TULOStoreViewController *TULOFacebookServiceSetupTableViewSection::performAction
             parentViewController, [parent, context](bool granted, const TULOError &error) {
                 // Success comes with an error too (code 8): only the boolean counts. Cancelling
                 // is the user's own choice and needs no alert.
-                if (granted || error.is(QString::fromLatin1(TULOFacebookAuthenticationErrorDomain),
+                if (granted || error.is(TULOFacebookAuthenticationErrorDomain,
                                         TULOFacebookAuthenticationErrorCancelled))
                     return;
                 TULOPresentAfterDismissal(parent, TULOAccountErrorAlertController::alertControllerWithError(error, context));

@@ -27,8 +27,8 @@ private Q_SLOTS:
         QTest::addColumn<TULOError>("error");
         QTest::addColumn<QString>("titleKey");
         QTest::addColumn<QString>("messageKey"); // null: the error's own description
-        const QString facebook = QString::fromLatin1(TULOFacebookErrorDomain);
-        const QString network = QString::fromLatin1(TULONetworkErrorDomain);
+        const QString facebook = TULOFacebookErrorDomain;
+        const QString network = TULONetworkErrorDomain;
         QTest::newRow("facebook needs approval") << TULOError::withDescription(facebook, 406, QStringLiteral("Awaiting review"))
                                                  << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_NEEDS_APPROVAL") << QString();
         QTest::newRow("facebook other code") << TULOError::withDescription(facebook, 190, QStringLiteral("Token expired"))
@@ -40,17 +40,17 @@ private Q_SLOTS:
         QTest::newRow("refused is bad credentials") << TULOError(network, QNetworkReply::ConnectionRefusedError)
                                                     << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC")
                                                     << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS");
-        QTest::newRow("twitter verification") << TULOError(QString::fromLatin1(TULOTwitterErrorDomain), 231)
+        QTest::newRow("twitter verification") << TULOError(TULOTwitterErrorDomain, TULOTwitterErrorLoginVerificationRequired)
                                               << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC") << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_TWITTER_2FA");
-        QTest::newRow("twitter other code") << TULOError(QString::fromLatin1(TULOTwitterErrorDomain), 32)
+        QTest::newRow("twitter other code") << TULOError(TULOTwitterErrorDomain, 32)
                                             << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC") << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS");
-        QTest::newRow("231 of another domain") << TULOError(QString::fromLatin1(TULOStoreErrorDomain), 231)
+        QTest::newRow("231 of another domain") << TULOError(TULOStoreErrorDomain, 231)
                                                << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC") << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS");
-        QTest::newRow("facebook cancel") << TULOError(QString::fromLatin1(TULOFacebookAuthenticationErrorDomain), 0)
+        QTest::newRow("facebook cancel") << TULOError(TULOFacebookAuthenticationErrorDomain, 0)
                                          << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC") << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS");
-        QTest::newRow("server error") << TULOError(QString::fromLatin1(TULOStoreErrorDomain), 100)
+        QTest::newRow("server error") << TULOError(TULOStoreErrorDomain, TULOStoreErrorRequestFailed)
                                       << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC") << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS");
-        QTest::newRow("406 of another domain") << TULOError(QString::fromLatin1(TULOErrorDomain), 406)
+        QTest::newRow("406 of another domain") << TULOError(TULOErrorDomain, 406)
                                                << QStringLiteral("ACCOUNT_SETUP_ERROR_TITLE_GENERIC") << QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_BAD_CREDENTIALS");
     }
     void wording()
@@ -74,7 +74,7 @@ private Q_SLOTS:
     {
         const TULOClientContext german(QVariantMap{{QString::fromLatin1(TULOClientConfigurationLocaleKey), QStringLiteral("de_DE")}});
         std::unique_ptr<TULOAccountErrorAlertController> alert(
-            TULOAccountErrorAlertController::alertControllerWithError(TULOError(QString::fromLatin1(TULOTwitterErrorDomain), 231), german));
+            TULOAccountErrorAlertController::alertControllerWithError(TULOError(TULOTwitterErrorDomain, TULOTwitterErrorLoginVerificationRequired), german));
         QVERIFY(alert->message() != text(QStringLiteral("ACCOUNT_SETUP_ERROR_BODY_TWITTER_2FA")));
         QVERIFY(!alert->message().startsWith(QLatin1String("ACCOUNT_SETUP")));
     }

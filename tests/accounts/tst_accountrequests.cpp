@@ -195,7 +195,7 @@ private Q_SLOTS:
         if (errorCode == 0) {
             QVERIFY2(result->error().isNull(), qPrintable(result->error().localizedDescription()));
         } else {
-            QCOMPARE(result->error().domain(), QString::fromLatin1(TULOStoreErrorDomain));
+            QCOMPARE(result->error().domain(), TULOStoreErrorDomain);
             QCOMPARE(result->error().code(), errorCode);
         }
         const std::optional<TULOAccount> account = result->value().account;
@@ -263,7 +263,7 @@ private Q_SLOTS:
         });
         m_queue.addOperation(operation);
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
-        QCOMPARE(result->error().domain(), QString::fromLatin1(TULOStoreErrorDomain));
+        QCOMPARE(result->error().domain(), TULOStoreErrorDomain);
         QCOMPARE(result->error().code(), qint64(TULOStoreErrorRequestFailed));
         QCOMPARE(result->value().account.has_value(), accountMade);
         QCOMPARE(m_store.requestCount(QStringLiteral("/social/")) - before, bagKey.isNull() ? 1 : 0);
@@ -320,7 +320,7 @@ private Q_SLOTS:
         const auto result = statusOperation(operation, QStringLiteral("facebook"));
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         QCOMPARE(result->value(), success);
-        QCOMPARE(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed), error100);
+        QCOMPARE(result->error().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed), error100);
         if (!error100)
             QVERIFY(result->error().isNull());
     }
@@ -348,7 +348,7 @@ private Q_SLOTS:
         const auto result = statusOperation(operation, QStringLiteral("5501"));
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         QVERIFY(!result->value());
-        QVERIFY(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(result->error().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
         QCOMPARE(m_store.requestCount(QStringLiteral("/social/")), before);
     }
 
@@ -361,7 +361,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         TULODeploymentConfiguration::setCurrent(TULODeploymentConfiguration());
         QVERIFY(!result->value());
-        QVERIFY(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(result->error().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
     }
 
     // Page choice and unlinking against what the store keeps.
@@ -371,7 +371,7 @@ private Q_SLOTS:
         auto refused = statusOperation(StatusOperation::PageUpdate, QStringLiteral("5502"));
         QTRY_COMPARE_WITH_TIMEOUT(refused->calls(), 1, TULOStoreTestWait);
         QVERIFY(!refused->value()); // nothing linked yet
-        QVERIFY(refused->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(refused->error().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
 
         m_store.social()->setAccountInfo(m_artistKey, TULOSandboxStore::demoArtistIdentifier(), facebook,
                                          QJsonObject{{QStringLiteral("handle"), QStringLiteral("Casey")},
@@ -401,7 +401,7 @@ private Q_SLOTS:
         const auto result = statusOperation(StatusOperation::Registration, QStringLiteral("made-up-code"));
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         QVERIFY(!result->value());
-        QVERIFY(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(result->error().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
     }
 
     void unsignedRequestsAreRefused()
@@ -462,7 +462,7 @@ private Q_SLOTS:
         auto [success, error] = registerTokens(account, destination, &thread);
         QCOMPARE(thread, QThread::currentThread());
         QVERIFY(!success); // the stand-in never issued this token
-        QVERIFY(error.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(error.is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
 
         // Without a token only the author goes out, which the store refuses.
         std::tie(success, error) = registerTokens(TULOAccount(QString::fromLatin1(TULOServiceIdentifierTwitter)), destination);
@@ -512,7 +512,7 @@ private Q_SLOTS:
         account.setAuthenticationToken(QStringLiteral("token"));
         const auto [success, error] = registerTokens(account, TULOExternalDestination(service));
         QVERIFY(!success);
-        QVERIFY(error.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorBagValueMissing));
+        QVERIFY(error.is(TULOStoreErrorDomain, TULOStoreErrorBagValueMissing));
     }
 
     void authorQueryKeys_data()

@@ -111,14 +111,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("errorDomain");
         QTest::addColumn<int>("errorCode");
         QTest::addColumn<int>("registrations");
-        QTest::newRow("signed in") << QStringLiteral("login") << true << QString::fromLatin1(TULOErrorDomain) << 8 << 1;
+        QTest::newRow("signed in") << QStringLiteral("login") << true << TULOErrorDomain << 8 << 1;
         QTest::newRow("registration refused by the store")
-            << QStringLiteral("refused") << false << QString::fromLatin1(TULOStoreErrorDomain) << 100 << 1;
+            << QStringLiteral("refused") << false << TULOStoreErrorDomain << 100 << 1;
         QTest::newRow("declined in the dialog") << QStringLiteral("decline") << false
-                                                << QString::fromLatin1(TULOFacebookAuthenticationErrorDomain)
+                                                << TULOFacebookAuthenticationErrorDomain
                                                 << int(TULOFacebookAuthenticationErrorNoCode) << 0;
         QTest::newRow("cancelled") << QStringLiteral("cancel") << false
-                                   << QString::fromLatin1(TULOFacebookAuthenticationErrorDomain)
+                                   << TULOFacebookAuthenticationErrorDomain
                                    << int(TULOFacebookAuthenticationErrorCancelled) << 0;
     }
     void signIn()

@@ -224,7 +224,7 @@ private Q_SLOTS:
         QCOMPARE(success, removed);
         QCOMPARE(!error.isNull(), errorExpected);
         if (errorExpected)
-            QCOMPARE(error.domain(), QString::fromLatin1(TULOStoreErrorDomain));
+            QCOMPARE(error.domain(), TULOStoreErrorDomain);
         QCOMPARE(store->accountForServiceIdentifier(service).has_value(), !removed);
         if (service == twitter && !removed)
             QCOMPARE(store->accountForServiceIdentifier(twitter)->password(), QStringLiteral("pw"));
@@ -238,10 +238,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("errorDomain");
         QTest::addColumn<int>("errorCode");
         QTest::newRow("facebook is not verified by password")
-            << facebook << TULOSandboxSocial::twitterPassword() << false << QString::fromLatin1(TULOErrorDomain) << 7;
+            << facebook << TULOSandboxSocial::twitterPassword() << false << TULOErrorDomain << 7;
         QTest::newRow("twitter, right password") << twitter << TULOSandboxSocial::twitterPassword() << true << QString() << 0;
         QTest::newRow("twitter, empty password")
-            << twitter << QString() << false << QString::fromLatin1(TULOSystemAccountStoreErrorDomain) << 3;
+            << twitter << QString() << false << TULOSystemAccountStoreErrorDomain << 3;
     }
     void verifyUserName()
     {

@@ -130,13 +130,13 @@ private Q_SLOTS:
         const QString twitter = QString::fromLatin1(TULOServiceIdentifierTwitter);
         const QString facebook = QString::fromLatin1(TULOServiceIdentifierFacebook);
         const QString good = TULOSandboxSocial::twitterPassword();
-        const QString ours = QString::fromLatin1(TULOErrorDomain);
-        const QString store = QString::fromLatin1(TULOStoreErrorDomain);
+        const QString ours = TULOErrorDomain;
+        const QString store = TULOStoreErrorDomain;
         QTest::newRow("twitter renewed and registered") << QStringList{twitter} << true << good << false << false << 1 << QString() << qint64(0);
         QTest::newRow("no services") << QStringList() << false << good << false << false << 0 << QString() << qint64(0);
         QTest::newRow("no twitter account") << QStringList{twitter} << false << good << false << false << -1 << ours << qint64(3);
         QTest::newRow("stored password no longer right") << QStringList{twitter} << true << QStringLiteral("changed") << false << false << -1
-                                                         << QString::fromLatin1(TULONetworkErrorDomain)
+                                                         << TULONetworkErrorDomain
                                                          << qint64(QNetworkReply::AuthenticationRequiredError);
         QTest::newRow("store refuses the tokens") << QStringList{twitter} << true << good << false << true << -1 << store
                                                   << qint64(TULOStoreErrorRequestFailed);
@@ -227,7 +227,7 @@ private Q_SLOTS:
         QCOMPARE(calls, made);
         QCOMPARE(destinations.has_value(), factory);
         if (!factory)
-            QVERIFY(error.is(QString::fromLatin1(TULOErrorDomain), 3));
+            QVERIFY(error.is(TULOErrorDomain, TULOErrorNoLinkedAccount));
     }
 };
 

@@ -33,7 +33,7 @@ static QString uniqueAccount(const QString &stem)
 
 static bool isCode(const TULOError &error, TULOCredentialStoreErrorCode code)
 {
-    return error.is(QString::fromLatin1(TULOCredentialStoreErrorDomain), code);
+    return error.is(TULOCredentialStoreErrorDomain, code);
 }
 
 // Runs against the store the process picks. Without TULO_TEST_CREDENTIAL_BACKEND the session

@@ -107,7 +107,7 @@ private Q_SLOTS:
         QCOMPARE(configuration.has_value(), loads);
         QCOMPARE(error.isNull(), loads);
         if (!loads) {
-            QCOMPARE(error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+            QCOMPARE(error.domain(), TULOFileErrorDomain);
             QVERIFY(error.localizedDescription().contains(path));
         }
 
@@ -128,7 +128,7 @@ private Q_SLOTS:
     {
         TULOError error;
         QVERIFY(!TULODeploymentConfiguration::fromFile(m_directory.filePath(QStringLiteral("absent.json")), &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(error.domain(), TULOFileErrorDomain);
         qputenv(TULODeploymentConfigurationEnvironmentVariable, m_directory.filePath(QStringLiteral("absent.json")).toLocal8Bit());
         TULODeploymentConfiguration::reload();
         QCOMPARE(TULODeploymentConfiguration::current().scrambledFacebookAppId(), TULODeploymentConfiguration().scrambledFacebookAppId());

@@ -184,11 +184,11 @@ private Q_SLOTS:
         if (errorCode < 0) {
             QVERIFY(outcome->error.isNull());
         } else {
-            QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+            QCOMPARE(outcome->error.domain(), TULOFacebookAuthenticationErrorDomain);
             QCOMPARE(outcome->error.code(), errorCode);
         }
         // The refused load's failure that follows is not a second ending.
-        controller.webViewDidFailLoadWithError(TULOError(QString::fromLatin1(TULONetworkErrorDomain), -3));
+        controller.webViewDidFailLoadWithError(TULOError(TULONetworkErrorDomain, -3));
         QCOMPARE(outcome->calls, 1);
     }
 
@@ -204,11 +204,11 @@ private Q_SLOTS:
         controller.cancelAuthenticationProcess();
         QCOMPARE(outcome->calls, 1);
         QVERIFY(!controller.isAuthenticating());
-        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+        QCOMPARE(outcome->error.domain(), TULOFacebookAuthenticationErrorDomain);
         QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorCancelled));
         QVERIFY(outcome->code.isNull());
         // A load failure after the end is not a second one.
-        controller.webViewDidFailLoadWithError(TULOError(QString::fromLatin1(TULONetworkErrorDomain), -3));
+        controller.webViewDidFailLoadWithError(TULOError(TULONetworkErrorDomain, -3));
         QCOMPARE(outcome->calls, 1);
     }
 
@@ -224,7 +224,7 @@ private Q_SLOTS:
         cancel->trigger();
         QCOMPARE(outcome->calls, 1);
         QVERIFY(!controller->isAuthenticating());
-        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+        QCOMPARE(outcome->error.domain(), TULOFacebookAuthenticationErrorDomain);
         QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorCancelled));
         QVERIFY(outcome->code.isNull());
         QTest::qWait(200);
@@ -343,7 +343,7 @@ private Q_SLOTS:
         controller->startAuthenticationProcess();
         QVERIFY(runInDialog(controller.get(), fillAndPress(QString(), QString(), "cancel_button")));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
-        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULOFacebookAuthenticationErrorDomain));
+        QCOMPARE(outcome->error.domain(), TULOFacebookAuthenticationErrorDomain);
         QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorNoCode));
         QVERIFY(outcome->code.isNull());
     }
@@ -374,7 +374,7 @@ private Q_SLOTS:
         controller->setLoadTimeout(1500);
         controller->startAuthenticationProcess();
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
-        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULONetworkErrorDomain));
+        QCOMPARE(outcome->error.domain(), TULONetworkErrorDomain);
         QCOMPARE(outcome->error.code(), qint64(QNetworkReply::TimeoutError));
         QVERIFY(outcome->code.isNull());
         QVERIFY(!controller->isAuthenticating());
@@ -392,7 +392,7 @@ private Q_SLOTS:
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
-        QCOMPARE(outcome->error.domain(), QString::fromLatin1(TULONetworkErrorDomain));
+        QCOMPARE(outcome->error.domain(), TULONetworkErrorDomain);
         QVERIFY(outcome->error.code() != 0);
         QVERIFY(!controller->isAuthenticating());
     }

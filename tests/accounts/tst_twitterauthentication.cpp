@@ -74,20 +74,20 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("code");
         QTest::addColumn<QString>("description");
         QTest::addColumn<int>("requests");
-        const QString network = QString::fromLatin1(TULONetworkErrorDomain);
+        const QString network = TULONetworkErrorDomain;
         QTest::newRow("bad password passes the transport error on")
             << TULOSandboxSocial::twitterUserName() << QStringLiteral("wrong") << QString() << network
             << qint64(QNetworkReply::AuthenticationRequiredError) << QString() << 1;
         QTest::newRow("login needs verification")
             << TULOSandboxSocial::twitterVerificationUserName() << TULOSandboxSocial::twitterPassword() << QString()
-            << QString::fromLatin1(TULOTwitterErrorDomain) << qint64(231) << QStringLiteral("User must verify login") << 1;
+            << TULOTwitterErrorDomain << qint64(231) << QStringLiteral("User must verify login") << 1;
         QTest::newRow("signature with another consumer secret")
             << TULOSandboxSocial::twitterUserName() << TULOSandboxSocial::twitterPassword() << QStringLiteral("not the secret")
             << network << qint64(QNetworkReply::AuthenticationRequiredError) << QString() << 1;
         QTest::newRow("empty user name") << QString() << QStringLiteral("secret") << QString()
-                                         << QString::fromLatin1(TULOSystemAccountStoreErrorDomain) << qint64(3) << QString() << 0;
+                                         << TULOSystemAccountStoreErrorDomain << qint64(3) << QString() << 0;
         QTest::newRow("empty password") << TULOSandboxSocial::twitterUserName() << QString() << QString()
-                                        << QString::fromLatin1(TULOSystemAccountStoreErrorDomain) << qint64(3) << QString() << 0;
+                                        << TULOSystemAccountStoreErrorDomain << qint64(3) << QString() << 0;
     }
     void refusals()
     {
@@ -120,7 +120,7 @@ private Q_SLOTS:
         const auto result = authenticate(TULOSandboxSocial::twitterUserName(), TULOSandboxSocial::twitterPassword());
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         QVERIFY(!result->value().account);
-        QCOMPARE(result->value().error.domain(), QString::fromLatin1(TULONetworkErrorDomain));
+        QCOMPARE(result->value().error.domain(), TULONetworkErrorDomain);
         QCOMPARE(result->value().error.code(), qint64(QNetworkReply::ConnectionRefusedError));
     }
 
@@ -149,9 +149,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<qint64>("code");
         QTest::addColumn<QString>("description");
-        const QString transport = QString::fromLatin1(TULONetworkErrorDomain);
-        const QString twitter = QString::fromLatin1(TULOTwitterErrorDomain);
-        const QString system = QString::fromLatin1(TULOSystemAccountStoreErrorDomain);
+        const QString transport = TULONetworkErrorDomain;
+        const QString twitter = TULOTwitterErrorDomain;
+        const QString system = TULOSystemAccountStoreErrorDomain;
         QTest::newRow("all four fields") << QByteArray("oauth_token=t&oauth_token_secret=s&screen_name=abc&user_id=7") << 200 << false
                                          << true << QString() << qint64(0) << QString();
         QTest::newRow("screen name missing") << QByteArray("oauth_token=t&oauth_token_secret=s&user_id=7") << 200 << false << false
@@ -193,7 +193,7 @@ private Q_SLOTS:
         QFETCH(qint64, code);
         QFETCH(QString, description);
         const TULOError transportError = transportFailed
-            ? TULOError::withDescription(QString::fromLatin1(TULONetworkErrorDomain), QNetworkReply::AuthenticationRequiredError,
+            ? TULOError::withDescription(TULONetworkErrorDomain, QNetworkReply::AuthenticationRequiredError,
                                          QStringLiteral("transport"))
             : TULOError();
         const auto [account, error] = TULOTwitterAuthenticationRequest::resultForReply(body, status, transportError, QStringLiteral("pw"));
@@ -209,7 +209,7 @@ private Q_SLOTS:
         QCOMPARE(error.domain(), domain);
         QCOMPARE(error.code(), code);
         if (description.isNull())
-            QVERIFY(!error.userInfo().contains(QString::fromLatin1(TULOLocalizedDescriptionKey)) || domain == QString::fromLatin1(TULOSystemAccountStoreErrorDomain));
+            QVERIFY(!error.userInfo().contains(QString::fromLatin1(TULOLocalizedDescriptionKey)) || domain == TULOSystemAccountStoreErrorDomain);
         else
             QCOMPARE(error.localizedDescription(), description);
     }

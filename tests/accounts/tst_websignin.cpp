@@ -113,7 +113,7 @@ private Q_SLOTS:
             << QStringLiteral("/0") << QStringLiteral("1") << QStringLiteral("-1");
         QTest::newRow("library missing")
             << false << QStringLiteral("0") << QString()
-            << QStringLiteral("%1/%2").arg(QString::fromLatin1(TULOFacebookAuthenticationErrorDomain)).arg(int(TULOFacebookAuthenticationErrorUnavailable))
+            << QStringLiteral("%1/%2").arg(TULOFacebookAuthenticationErrorDomain).arg(int(TULOFacebookAuthenticationErrorUnavailable))
             << QStringLiteral("0") << QStringLiteral("1");
     }
     void signInLoadsOnDemand()

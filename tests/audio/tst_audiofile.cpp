@@ -144,7 +144,7 @@ private Q_SLOTS:
         const QString path = m_dir.filePath(relativePath);
         TULOError error;
         QVERIFY(!TULOAudioFile::create(path, fileType, format, &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOOSStatusErrorDomain));
+        QCOMPARE(error.domain(), TULOOSStatusErrorDomain);
         QVERIFY(error.code() != 0);
         QVERIFY(!error.localizedDescription().isEmpty());
         QVERIFY(!QFile::exists(path));

@@ -183,7 +183,7 @@ private Q_SLOTS:
         auto device = TULOVoiceCapture::createFileFed(path, {});
         TULOError error;
         QVERIFY(!device->prepareRecordWithSettings(settings, &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOOSStatusErrorDomain));
+        QCOMPARE(error.domain(), TULOOSStatusErrorDomain);
         QVERIFY(!device->startRecording()); // not prepared
     }
 
@@ -191,7 +191,7 @@ private Q_SLOTS:
     {
         TULOError error;
         QVERIFY(!TULOVoiceCapture::createMicrophone("no-such-input", {}, &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOOSStatusErrorDomain));
+        QCOMPARE(error.domain(), TULOOSStatusErrorDomain);
         QVERIFY(error.localizedDescription().contains(QStringLiteral("no-such-input")));
     }
 

@@ -350,7 +350,7 @@ private Q_SLOTS:
         file.close();
         TULOError error;
         QVERIFY(!store.load(TULOTestKey, &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(error.domain(), TULOFileErrorDomain);
         QVERIFY2(error.localizedDescription().contains(reason), qPrintable(error.localizedDescription()));
         QVERIFY(error.localizedDescription().contains(path));
         QVERIFY(QFileInfo::exists(path));

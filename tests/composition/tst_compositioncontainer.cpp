@@ -286,7 +286,7 @@ private Q_SLOTS:
         if (withDelegate)
             container->setDelegate(&host);
         container->setModalDocumentController(&host);
-        container->loadError = TULOError(QString::fromLatin1(TULOStoreErrorDomain), 121);
+        container->loadError = TULOError(TULOStoreErrorDomain, TULOStoreErrorTimedOut);
         auto window = present(container);
         QTRY_COMPARE(host.unloads, 1);
         QVERIFY(container == nullptr || !container->isLoadingConfiguration());

@@ -131,13 +131,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<qint64>("code");
         QTest::newRow("author not in the catalogue") << QStringLiteral("999999") << QString() << 0
-                                                     << QString::fromLatin1(TULOStoreErrorDomain) << qint64(TULOStoreErrorItemNotFound);
+                                                     << TULOStoreErrorDomain << qint64(TULOStoreErrorItemNotFound);
         QTest::newRow("identifier that is not a number") << QStringLiteral("harbour") << QString() << 0
-                                                         << QString::fromLatin1(TULOStoreErrorDomain) << qint64(TULOStoreErrorItemNotFound);
+                                                         << TULOStoreErrorDomain << qint64(TULOStoreErrorItemNotFound);
         QTest::newRow("bag does not load") << TULOSandboxFiveAlbumArtistIdentifier() << QStringLiteral("/bag") << 500
-                                           << QString::fromLatin1(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed);
+                                           << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed);
         QTest::newRow("artist-content request fails") << TULOSandboxFiveAlbumArtistIdentifier() << QStringLiteral("/catalog/lookup") << 503
-                                                      << QString::fromLatin1(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed);
+                                                      << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed);
     }
     void failures()
     {
@@ -223,7 +223,7 @@ private Q_SLOTS:
         const std::optional<QList<TULOStoreItem>> result = walk.loadAlbumsWithLookupResponse(*response, TULOPlatformContext(*bag, context), &error);
         QCOMPARE(result.has_value(), found);
         if (!found) {
-            QVERIFY(error.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorItemNotFound));
+            QVERIFY(error.is(TULOStoreErrorDomain, TULOStoreErrorItemNotFound));
             QVERIFY(error.userInfo().isEmpty());
             return;
         }

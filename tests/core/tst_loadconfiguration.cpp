@@ -192,7 +192,7 @@ private Q_SLOTS:
         QVERIFY(settle(run));
         QVERIFY(!run.result->value().configuration);
         QVERIFY(run.result->value().context == context);
-        QVERIFY(run.result->error().is(QString::fromLatin1(TULOErrorDomain), 0));
+        QVERIFY(run.result->error().is(TULOErrorDomain, TULOErrorNoAuthor));
         QVERIFY(run.result->error().userInfo().isEmpty());
     }
 
@@ -359,7 +359,7 @@ private Q_SLOTS:
         const Run run = load(TULOSandboxContext(m_store));
         QVERIFY(settle(run));
         QVERIFY(!run.result->value().configuration);
-        QVERIFY(run.result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorUserCancelled));
+        QVERIFY(run.result->error().is(TULOStoreErrorDomain, TULOStoreErrorUserCancelled));
         QCOMPARE(m_store.requestCount(QStringLiteral("/account/signin")) - signInsBefore, answers);
         QCOMPARE(m_prompts.load(), answers + 1);
     }
@@ -388,7 +388,7 @@ private Q_SLOTS:
         QVERIFY(settle(run));
         QVERIFY(!run.result->value().configuration);
         // Cancelled while the third prompt was up: that sign-in is never sent.
-        QVERIFY(run.result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorUserCancelled));
+        QVERIFY(run.result->error().is(TULOStoreErrorDomain, TULOStoreErrorUserCancelled));
         QCOMPARE(m_store.requestCount(QStringLiteral("/account/signin")) - signInsBefore, 2);
         std::lock_guard lock(m_promptMutex);
         m_onPrompt = nullptr;
@@ -403,12 +403,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<qint64>("code");
         QTest::addColumn<int>("signIns");
-        QTest::newRow("wrong password") << QStringLiteral("not-the-password") << QString() << 0 << QString::fromLatin1(TULOStoreErrorDomain)
+        QTest::newRow("wrong password") << QStringLiteral("not-the-password") << QString() << 0 << TULOStoreErrorDomain
                                         << qint64(TULOStoreErrorRequestFailed) << 1;
         QTest::newRow("author list fails") << TULOSandboxStore::demoPassword() << QStringLiteral("/account/authors") << 503
-                                           << QString::fromLatin1(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed) << 1;
+                                           << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed) << 1;
         QTest::newRow("sign-in endpoint fails") << TULOSandboxStore::demoPassword() << QStringLiteral("/account/signin") << 500
-                                                << QString::fromLatin1(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed) << 1;
+                                                << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed) << 1;
     }
     void failuresEndTheLoad()
     {
@@ -517,7 +517,7 @@ private Q_SLOTS:
             std::lock_guard lock(m_promptMutex);
             m_onPrompt = nullptr;
         }
-        QVERIFY(run.result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorUserCancelled));
+        QVERIFY(run.result->error().is(TULOStoreErrorDomain, TULOStoreErrorUserCancelled));
         std::lock_guard timesLock(timesMutex);
         QCOMPARE(times.size(), 6);
         for (int round = 1; round < times.size(); ++round) {

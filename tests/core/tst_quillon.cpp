@@ -13,7 +13,7 @@ class TestQuillon : public QObject
 private Q_SLOTS:
     void constants()
     {
-        QCOMPARE(QString::fromLatin1(TULOErrorDomain), QStringLiteral("TULOErrorDomain"));
+        QCOMPARE(TULOErrorDomain, QStringLiteral("TULOErrorDomain"));
         QCOMPARE(QString::fromLatin1(TULOStringsTablePostComposition), QStringLiteral("PostComposition"));
         QCOMPARE(QuillonVersionNumber, 1.0);
     }

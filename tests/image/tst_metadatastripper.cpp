@@ -385,7 +385,7 @@ private Q_SLOTS:
         TULOError error;
         const QByteArray stripped = TULOMetadataStripper::strippedImageData(data, &type, &error);
         QVERIFY(stripped.isNull());
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOImageMetadataErrorDomain));
+        QCOMPARE(error.domain(), TULOImageMetadataErrorDomain);
         QCOMPARE(error.code(), qint64(code));
         QVERIFY2(error.localizedDescription().contains(mentions, Qt::CaseInsensitive),
             qPrintable(error.localizedDescription()));

@@ -209,7 +209,7 @@ private Q_SLOTS:
         QVERIFY(QDir().rename(music(), moved));
         TULOError error;
         QVERIFY(!library.reload(&error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(error.domain(), TULOFileErrorDomain);
         QVERIFY(error.localizedDescription().contains(QStringLiteral("cannot be read")));
         QCOMPARE(library.items().size(), 1);
         QVERIFY(QDir().rename(moved, music()));

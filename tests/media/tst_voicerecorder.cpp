@@ -343,7 +343,7 @@ private Q_SLOTS:
         TULOError error;
         QVERIFY(!recorder.startRecordingUsingActivationMode(TULOVoiceCaptureActivationModeHold, &error));
         QVERIFY(!error.isNull());
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOOSStatusErrorDomain));
+        QCOMPARE(error.domain(), TULOOSStatusErrorDomain);
         QVERIFY(!error.localizedDescription().isEmpty());
         QVERIFY(!recorder.isCapturing());
         QCOMPARE(m_log.created.load() > 0, deviceMade);

@@ -189,22 +189,22 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<int>("code");
         QTest::addRow("file URL") << QStringLiteral("file")
-                                  << QString::fromLatin1(TULOPhotoLibraryErrorDomain)
+                                  << TULOPhotoLibraryErrorDomain
                                   << int(TULOPhotoLibraryErrorInvalidURL);
         QTest::addRow("identifier not a UUID")
-            << QStringLiteral("garbled") << QString::fromLatin1(TULOPhotoLibraryErrorDomain)
+            << QStringLiteral("garbled") << TULOPhotoLibraryErrorDomain
             << int(TULOPhotoLibraryErrorInvalidURL);
         QTest::addRow("unknown asset")
-            << QStringLiteral("unknown") << QString::fromLatin1(TULOPhotoLibraryErrorDomain)
+            << QStringLiteral("unknown") << TULOPhotoLibraryErrorDomain
             << int(TULOPhotoLibraryErrorAssetNotFound);
         QTest::addRow("photo deleted after picking")
-            << QStringLiteral("deleted") << QString::fromLatin1(TULOPhotoLibraryErrorDomain)
+            << QStringLiteral("deleted") << TULOPhotoLibraryErrorDomain
             << int(TULOPhotoLibraryErrorAssetNotFound);
         QTest::addRow("photo moved after picking")
-            << QStringLiteral("moved") << QString::fromLatin1(TULOPhotoLibraryErrorDomain)
+            << QStringLiteral("moved") << TULOPhotoLibraryErrorDomain
             << int(TULOPhotoLibraryErrorAssetNotFound);
         QTest::addRow("pictures folder gone")
-            << QStringLiteral("no folder") << QString::fromLatin1(TULOPhotoLibraryErrorDomain)
+            << QStringLiteral("no folder") << TULOPhotoLibraryErrorDomain
             << int(TULOPhotoLibraryErrorUnavailable);
     }
     void lookupsThatFail()
@@ -314,7 +314,7 @@ private Q_SLOTS:
         QVERIFY(error.isNull()); // at the end: nothing left, not a failure
         QVERIFY(QFile::remove(asset.filePath()));
         QCOMPARE(asset.defaultRepresentation().getBytes(buffer, 0, 16, &error), qint64(0));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(error.domain(), TULOFileErrorDomain);
         QCOMPARE(error.code(), qint64(260));
         error = TULOError();
         QVERIFY(asset.defaultRepresentation().data(&error).isNull());

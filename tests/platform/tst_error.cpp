@@ -12,7 +12,7 @@ private Q_SLOTS:
         const TULOError none;
         QVERIFY(none.isNull());
         QVERIFY(!none);
-        const TULOError some(QString::fromLatin1(TULOErrorDomain), 0);
+        const TULOError some(TULOErrorDomain, TULOErrorNoAuthor);
         QVERIFY(!some.isNull()); // code 0 is a real error ("no author may post")
     }
 
@@ -29,16 +29,16 @@ private Q_SLOTS:
     {
         QFETCH(QVariantMap, userInfo);
         QFETCH(QString, expected);
-        QCOMPARE(TULOError(QString::fromLatin1(TULOErrorDomain), 121, userInfo).localizedDescription(), expected);
+        QCOMPARE(TULOError(TULOErrorDomain, 121, userInfo).localizedDescription(), expected);
     }
 
     void underlyingErrorSurvivesUserInfo()
     {
-        const TULOError cause(QString::fromLatin1(TULOStoreErrorDomain), 100);
-        const TULOError error(QString::fromLatin1(TULOErrorDomain), 2,
+        const TULOError cause(TULOStoreErrorDomain, TULOStoreErrorRequestFailed);
+        const TULOError error(TULOErrorDomain, TULOErrorSignInRequired,
                               {{QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(cause)}});
         QCOMPARE(error.underlyingError(), cause);
-        QVERIFY(error.underlyingError().is(QString::fromLatin1(TULOStoreErrorDomain), 100));
+        QVERIFY(error.underlyingError().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
         QVERIFY(TULOError().underlyingError().isNull());
     }
 

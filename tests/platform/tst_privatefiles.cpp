@@ -81,7 +81,7 @@ private Q_SLOTS:
         file.close();
         TULOError error;
         QVERIFY(!TULOPrivateFiles::makeFolder(blocker + QStringLiteral("/inside"), &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(error.domain(), TULOFileErrorDomain);
         QVERIFY2(error.localizedDescription().contains(blocker + QStringLiteral("/inside")),
             qPrintable(error.localizedDescription()));
     }

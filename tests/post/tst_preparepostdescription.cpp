@@ -323,7 +323,7 @@ private Q_SLOTS:
             twitter.setAccessToken(QStringLiteral("fresh"));
             operation.refreshResult = QList<TULOExternalDestination>{twitter};
         } else {
-            operation.refreshError = TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 3, QStringLiteral("no account"));
+            operation.refreshError = TULOError::withDescription(TULOErrorDomain, TULOErrorNoLinkedAccount, QStringLiteral("no account"));
         }
         const Outcome outcome = run(operation);
 
@@ -334,7 +334,7 @@ private Q_SLOTS:
         QCOMPARE(bool(outcome.description), expectDescription);
         QCOMPARE(bool(outcome.error), expectError);
         if (expectError)
-            QVERIFY(outcome.error.is(QString::fromLatin1(TULOErrorDomain), 3));
+            QVERIFY(outcome.error.is(TULOErrorDomain, TULOErrorNoLinkedAccount));
         if (!outcome.description)
             return;
         QCOMPARE(outcome.description->authorIdentifier(), QStringLiteral("42"));
@@ -537,7 +537,7 @@ private Q_SLOTS:
         std::signal(SIGXFSZ, previous);
         QVERIFY(!outcome.description);
         const TULOError cause = operation.finalizationError();
-        QCOMPARE(cause.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(cause.domain(), TULOFileErrorDomain);
         QVERIFY(cause.localizedDescription().contains(TULOTemporaryAssetsDirectoryPath()));
         QCOMPARE(assetFiles(), QStringList());
     }
@@ -556,7 +556,7 @@ private Q_SLOTS:
         const Outcome outcome = run(operation);
         QFile::remove(assets);
         QVERIFY(!outcome.description);
-        QCOMPARE(operation.finalizationError().domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(operation.finalizationError().domain(), TULOFileErrorDomain);
     }
 };
 

@@ -139,7 +139,7 @@ private Q_SLOTS:
         QVERIFY(!database.openError().isNull());
         TULOError error;
         QVERIFY(!database.executeSQL(QStringLiteral("SELECT 1"), &error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOSQLiteErrorDomain));
+        QCOMPARE(error.domain(), TULOSQLiteErrorDomain);
         // The message names the file and why it is not open.
         QVERIFY2(error.localizedDescription().contains(path), qPrintable(error.localizedDescription()));
         QVERIFY2(error.localizedDescription().contains(database.openError().localizedDescription()),

@@ -155,7 +155,7 @@ private Q_SLOTS:
                      .has_value();
         }
         QVERIFY(!ok);
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOSQLiteErrorDomain));
+        QCOMPARE(error.domain(), TULOSQLiteErrorDomain);
         QCOMPARE(error.code() & 0xff, qint64(SQLITE_ERROR));
         QCOMPARE(TULOSQLiteQuery(m_database.get(), m_table).countOfEntities(), std::optional<qint64>(5));
     }

@@ -172,7 +172,7 @@ private Q_SLOTS:
         response.httpStatus = status;
         TULOError error;
         QVERIFY(!consumer.objectForData(data, response, &error).isValid());
-        QVERIFY(error.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(error.is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
     }
 
     void loadsFromTheStoreAndCachesByIdentifier()
@@ -262,7 +262,7 @@ private Q_SLOTS:
         QVERIFY(loader.loadResourceWithRequest(failing, TULOResourceLoadReasonVisible));
         QTRY_COMPARE_WITH_TIMEOUT(delegate.calls(), 1, TULOStoreTestWait);
         QCOMPARE(delegate.failed, QStringList{QStringLiteral("1008")});
-        QVERIFY2(delegate.errors.first().is(QString::fromLatin1(TULOStoreErrorDomain), code), qPrintable(delegate.errors.first().localizedDescription()));
+        QVERIFY2(delegate.errors.first().is(TULOStoreErrorDomain, code), qPrintable(delegate.errors.first().localizedDescription()));
         QVERIFY(!loader.hasRequestWithIdentifier(QStringLiteral("1008")));
         // Nothing was kept, so the next attempt loads again and succeeds.
         QVERIFY(loader.loadResourceWithRequest(request(QStringLiteral("1008"), &delegate), TULOResourceLoadReasonVisible));

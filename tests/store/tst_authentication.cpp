@@ -159,7 +159,7 @@ private Q_SLOTS:
             QCOMPARE(accounts->activeAccount()->token(), result->value()->token());
         } else {
             QVERIFY(!result->value());
-            QVERIFY(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+            QVERIFY(result->error().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
             QCOMPARE(result->error().userInfo().value(QString::fromLatin1(TULOStoreServerErrorCodeKey)).toString(), serverErrorCode);
             QVERIFY(!accounts->activeAccount());
         }
@@ -256,7 +256,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         m_store.clearFaults();
         QVERIFY(!result->value());
-        QVERIFY2(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), code), qPrintable(result->error().localizedDescription()));
+        QVERIFY2(result->error().is(TULOStoreErrorDomain, code), qPrintable(result->error().localizedDescription()));
         QVERIFY(!TULOStoreAccountStore::defaultStore()->activeAccount());
     }
 };

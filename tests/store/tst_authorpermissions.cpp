@@ -144,13 +144,13 @@ private Q_SLOTS:
         TULOStoreAccountStore::defaultStore()->setActiveAccount(account);
         auto *result = loadAuthors();
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
-        QVERIFY(result->error().is(QString::fromLatin1(TULOErrorDomain), 2));
+        QVERIFY(result->error().is(TULOErrorDomain, TULOErrorSignInRequired));
         QVERIFY(!TULOStoreAccountStore::defaultStore()->activeAccount()->isAuthenticated());
 
         TULOStoreAccountStore::defaultStore()->signOut();
         auto *signedOut = loadAuthors();
         QTRY_COMPARE_WITH_TIMEOUT(signedOut->calls(), 1, TULOStoreTestWait);
-        QVERIFY(signedOut->error().is(QString::fromLatin1(TULOErrorDomain), 2));
+        QVERIFY(signedOut->error().is(TULOErrorDomain, TULOErrorSignInRequired));
     }
 
     void faults_data()
@@ -179,7 +179,7 @@ private Q_SLOTS:
         auto *result = loadAuthors(400);
         QTRY_COMPARE_WITH_TIMEOUT(result->calls(), 1, TULOStoreTestWait);
         QVERIFY(result->value().isEmpty());
-        QVERIFY2(result->error().is(QString::fromLatin1(TULOStoreErrorDomain), code), qPrintable(result->error().localizedDescription()));
+        QVERIFY2(result->error().is(TULOStoreErrorDomain, code), qPrintable(result->error().localizedDescription()));
         QVERIFY(TULOStoreAccountStore::defaultStore()->activeAccount()->isAuthenticated()); // not a session problem
     }
 

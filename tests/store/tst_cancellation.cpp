@@ -101,7 +101,7 @@ private Q_SLOTS:
         QVERIFY2(clock.elapsed() < PromptlyWithin, qPrintable(QString::number(clock.elapsed())));
         QCOMPARE(job.result->calls(), 1);
         QVERIFY(!job.result->value());
-        QVERIFY2(job.result->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorUserCancelled),
+        QVERIFY2(job.result->error().is(TULOStoreErrorDomain, TULOStoreErrorUserCancelled),
                  qPrintable(job.result->error().localizedDescription()));
     }
 
@@ -133,7 +133,7 @@ private Q_SLOTS:
             owner->cancel();
         }
         QTRY_VERIFY_WITH_TIMEOUT(inner->isFinished(), PromptlyWithin);
-        QVERIFY(load->error().is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorUserCancelled));
+        QVERIFY(load->error().is(TULOStoreErrorDomain, TULOStoreErrorUserCancelled));
         QCOMPARE(m_store.requestCount(QStringLiteral("/bag")) - before, ownerCancelledFirst ? 0 : 1);
     }
 
@@ -156,7 +156,7 @@ private Q_SLOTS:
         TULOUrlLoadOperation load(m_store.bagUrl());
         load.setClientContext(TULOSandboxContext(m_store, 300));
         load.start();
-        QVERIFY(load.error().is(QString::fromLatin1(TULOStoreErrorDomain), code));
+        QVERIFY(load.error().is(TULOStoreErrorDomain, code));
         QVERIFY(load.data().isEmpty() || fault != QLatin1String("delay"));
     }
 };

@@ -78,7 +78,7 @@ private Q_SLOTS:
             QVERIFY(TULOClientContext::defaultContext() == context);
         } else {
             QVERIFY(context.isNull());
-            QVERIFY2(error.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed), qPrintable(error.localizedDescription()));
+            QVERIFY2(error.is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed), qPrintable(error.localizedDescription()));
             QVERIFY(TULOClientContext::defaultContext().isNull());
         }
     }

@@ -179,7 +179,7 @@ private Q_SLOTS:
         run(operation, &calls);
         QCOMPARE(calls, 1);
         QVERIFY(!operation->response());
-        QVERIFY2(operation->error().is(QString::fromLatin1(TULOStoreErrorDomain), code), qPrintable(operation->error().localizedDescription()));
+        QVERIFY2(operation->error().is(TULOStoreErrorDomain, code), qPrintable(operation->error().localizedDescription()));
         QCOMPARE(operation->error().userInfo().value(QString::fromLatin1(TULOStoreServerErrorCodeKey)).toString(), serverErrorCode);
         QCOMPARE(m_store.requestCount(path) > before, reachesStore);
     }
@@ -223,7 +223,7 @@ private Q_SLOTS:
         QFETCH(QVariantMap, reply);
         TULOError error;
         QVERIFY(!TULOLookupResponse::withDictionary(reply, &error));
-        QVERIFY(error.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorRequestFailed));
+        QVERIFY(error.is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
     }
 };
 

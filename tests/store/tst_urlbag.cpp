@@ -14,7 +14,7 @@ class TestUrlBag : public QObject
 private:
     TULOSandboxStore m_store;
 
-    static TULOError storeError(qint64 code) { return TULOError(QString::fromLatin1(TULOStoreErrorDomain), code); }
+    static TULOError storeError(qint64 code) { return TULOError(TULOStoreErrorDomain, code); }
 
     std::optional<TULOUrlBag> loadBag(const TULOClientContext &context, TULOError *error)
     {
@@ -99,7 +99,7 @@ private Q_SLOTS:
         QVERIFY(bag);
         TULOError lookupError;
         QVERIFY(bag->urlForKey(key, &lookupError).isEmpty());
-        QVERIFY(lookupError.is(QString::fromLatin1(TULOStoreErrorDomain), TULOStoreErrorBagValueMissing));
+        QVERIFY(lookupError.is(TULOStoreErrorDomain, TULOStoreErrorBagValueMissing));
         QVERIFY(lookupError.localizedDescription().contains(key));
         TULOError otherError;
         QVERIFY(!bag->urlForKey(QStringLiteral("profile"), &otherError).isEmpty());
@@ -162,7 +162,7 @@ private Q_SLOTS:
         const TULOClientContext context = TULOSandboxContext(m_store, 300);
         TULOError error;
         QVERIFY(!loadBag(context, &error));
-        QVERIFY2(error.is(QString::fromLatin1(TULOStoreErrorDomain), code), qPrintable(error.localizedDescription()));
+        QVERIFY2(error.is(TULOStoreErrorDomain, code), qPrintable(error.localizedDescription()));
         QVERIFY(!context.loadedURLBag());
         m_store.clearFaults();
         QVERIFY(loadBag(context, &error)); // a failure is not remembered
@@ -188,7 +188,7 @@ private Q_SLOTS:
         TULOError error;
         QVERIFY(!loadBag(context, &error));
         QCOMPARE(error.code(), TULOStoreErrorRequestFailed);
-        QCOMPARE(error.underlyingError().domain(), QString::fromLatin1(TULONetworkErrorDomain));
+        QCOMPARE(error.underlyingError().domain(), TULONetworkErrorDomain);
     }
 
     void nullContextFailsAtOnce()

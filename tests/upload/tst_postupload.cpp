@@ -380,7 +380,7 @@ private Q_SLOTS:
         description.setAttachments(
             QList<TULOPostAttachment> {TULOFileAttachment(photo, uti, QStringLiteral("p"), true)});
         const Outcome outcome = post(description);
-        QCOMPARE(outcome.error.domain(), QString::fromLatin1(TULOStoreErrorDomain));
+        QCOMPARE(outcome.error.domain(), TULOStoreErrorDomain);
         QCOMPARE(outcome.error.userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
         QVERIFY(!outcome.error.localizedDescription().isEmpty());
         // Kept for the host: the file, and the post in the outbox, marked failed.
@@ -425,7 +425,7 @@ private Q_SLOTS:
             TULOFileAttachment(good, QStringLiteral("image/png"), QStringLiteral("g"), true),
             TULOFileAttachment(m_files->filePath(path), uti, QStringLiteral("p"), true)});
         const Outcome outcome = post(description);
-        QCOMPARE(outcome.error.domain(), QString::fromLatin1(TULOFileErrorDomain));
+        QCOMPARE(outcome.error.domain(), TULOFileErrorDomain);
         QCOMPARE(outcome.error.code(), 4);
         QVERIFY(QFile::exists(good));
         QVERIFY(m_outbox->entries().isEmpty());

@@ -215,7 +215,7 @@ private Q_SLOTS:
         m_manager->addDownloads({download});
         QTRY_COMPARE_WITH_TIMEOUT(recorder.finished, 1, TULODownloadWait);
         QCOMPARE(download->state(), TULOStoreDownloadState::Failed);
-        QCOMPARE(download->error().domain(), QString::fromLatin1(TULOStoreErrorDomain));
+        QCOMPARE(download->error().domain(), TULOStoreErrorDomain);
         QCOMPARE(
             download->error().userInfo().value(QString::fromLatin1(TULOStoreHTTPStatusKey)).toInt(), status);
         QVERIFY(item->filePath().isEmpty());

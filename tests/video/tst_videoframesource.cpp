@@ -214,7 +214,7 @@ private Q_SLOTS:
         TULOVideoFrameSource source(path(file));
         TULOError error;
         QVERIFY(!source.open(&error));
-        QCOMPARE(error.domain(), QString::fromLatin1(TULOVideoErrorDomain));
+        QCOMPARE(error.domain(), TULOVideoErrorDomain);
         QCOMPARE(error.code(), code);
         QVERIFY(!error.localizedDescription().isEmpty());
         error = {};

@@ -232,7 +232,7 @@ void TULOFacebookAuthenticationWebViewController::viewDidLoad()
         QString description = info.errorString();
         if (description.isEmpty())
             description = QStringLiteral("The sign-in page could not be loaded.");
-        webViewDidFailLoadWithError(TULOError(QString::fromLatin1(TULONetworkErrorDomain), info.errorCode(),
+        webViewDidFailLoadWithError(TULOError(TULONetworkErrorDomain, info.errorCode(),
                                               {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
                                                {QString::fromLatin1(TULOURLErrorKey), info.url()}}));
     });
@@ -282,7 +282,7 @@ bool TULOFacebookAuthenticationWebViewController::webViewShouldStartLoadWithRequ
         }
     }
     QMetaObject::invokeMethod(this, [this] {
-        endAuthenticationProcessWithError(TULOError::withDescription(QString::fromLatin1(TULOFacebookAuthenticationErrorDomain),
+        endAuthenticationProcessWithError(TULOError::withDescription(TULOFacebookAuthenticationErrorDomain,
                                                                      TULOFacebookAuthenticationErrorNoCode,
                                                                      QStringLiteral("Facebook sent no authorization code.")));
     }, Qt::QueuedConnection);
@@ -302,7 +302,7 @@ void TULOFacebookAuthenticationWebViewController::cancelAuthenticationProcess()
 {
     if (m_webView)
         m_webView->stop();
-    endAuthenticationProcessWithError(TULOError::withDescription(QString::fromLatin1(TULOFacebookAuthenticationErrorDomain),
+    endAuthenticationProcessWithError(TULOError::withDescription(TULOFacebookAuthenticationErrorDomain,
                                                                  TULOFacebookAuthenticationErrorCancelled,
                                                                  QStringLiteral("Facebook sign-in was cancelled.")));
 }

@@ -13,7 +13,7 @@ namespace {
 // The service's status for a failure: errno for system failures, else libsndfile's code.
 TULOError fileError(qint64 status, const QString &path, const QString &text)
 {
-    return TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), status,
+    return TULOError(TULOOSStatusErrorDomain, status,
                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), text},
                       {QString::fromLatin1(TULOFilePathErrorKey), path}});
 }
@@ -42,7 +42,7 @@ std::unique_ptr<TULOAudioFile> TULOAudioFile::create(const QString &path, quint3
         && format.bytesPerFrame == 2 * format.channelsPerFrame && format.bytesPerPacket == format.bytesPerFrame
         && (format.formatFlags & TULOLinearPCMFormatFlagIsSignedInteger) && format.sampleRate >= 1.0;
     if (!supported) {
-        TULOSetError(error, fileError(1718449215 /* "fmt?" */, path,
+        TULOSetError(error, fileError(TULOOSStatusErrorFormatUnsupported, path,
                                       QStringLiteral("Audio files are written as CAF with 16-bit integer PCM only.")));
         return nullptr;
     }

@@ -78,7 +78,7 @@ void TULOMediaPlayerQMediaPlayer::mediaStatusChanged(QMediaPlayer::MediaStatus s
         if (m_status != ItemStatusFailed) {
             m_status = ItemStatusFailed;
             if (m_error.isNull())
-                m_error = TULOError::withDescription(QString::fromLatin1(TULOOSStatusErrorDomain), -11828,
+                m_error = TULOError::withDescription(TULOOSStatusErrorDomain, TULOOSStatusErrorCannotOpen,
                                                      QStringLiteral("The media at %1 cannot be played.").arg(m_url.toString()));
             Q_EMIT itemStatusChanged(m_status);
         }
@@ -92,7 +92,7 @@ void TULOMediaPlayerQMediaPlayer::errorOccurred(QMediaPlayer::Error error, const
 {
     if (error == QMediaPlayer::NoError)
         return;
-    m_error = TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -11800 - qint64(error),
+    m_error = TULOError(TULOOSStatusErrorDomain, TULOOSStatusErrorPlaybackBase - qint64(error),
                         {{QString::fromLatin1(TULOLocalizedDescriptionKey), text.isEmpty() ? QStringLiteral("Playback failed.") : text},
                          {QString::fromLatin1(TULOURLErrorKey), m_url}});
     if (m_status == ItemStatusReadyToPlay && m_played) {

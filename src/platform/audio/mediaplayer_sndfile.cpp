@@ -26,7 +26,7 @@ TULOMediaPlayerSndfile::~TULOMediaPlayerSndfile()
 
 TULOError TULOMediaPlayerSndfile::decodeError(const QString &text) const
 {
-    return TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -11828,
+    return TULOError(TULOOSStatusErrorDomain, TULOOSStatusErrorCannotOpen,
                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), text}, {QString::fromLatin1(TULOURLErrorKey), m_url}});
 }
 

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 
-const char *const TULOOSStatusErrorDomain = "TULOOSStatusErrorDomain";
 
 namespace {
 
@@ -64,7 +63,7 @@ std::unique_ptr<TULOVoiceCapture> TULOVoiceCapture::createFileFed(const QString 
                                                                  TULOError *error)
 {
     if (path.isEmpty()) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+        TULOSetError(error, TULOError::withDescription(TULOOSStatusErrorDomain, TULOOSStatusErrorUnknown,
                                                        QStringLiteral("No capture source file was given.")));
         return nullptr;
     }
@@ -150,7 +149,7 @@ bool TULOVoiceCapture::checkSettings(const TULOVoiceCaptureSettings &settings, T
     if (settings.formatID == TULOAudioFormatLinearPCM && settings.linearPCMBitDepth == 16
         && settings.sampleRate == 44100.0 && settings.numberOfChannels == 1)
         return true;
-    TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOOSStatusErrorDomain), 1718449215 /* "fmt?" */,
+    TULOSetError(error, TULOError::withDescription(TULOOSStatusErrorDomain, TULOOSStatusErrorFormatUnsupported,
                                                    QStringLiteral("The capture device records 44.1 kHz mono 16-bit linear PCM only.")));
     return false;
 }

@@ -24,7 +24,14 @@ constexpr qint64 TULOVoiceCaptureDeviceLostReason = -2;
 
 // Errors of the audio services (file creation, capture devices) carry the service's status
 // as their code in this domain.
-extern QUILLON_EXPORT const char *const TULOOSStatusErrorDomain;
+inline constexpr TULOErrorDomainName TULOOSStatusErrorDomain{"TULOOSStatusErrorDomain"};
+enum TULOOSStatusErrorCode : qint64 {
+    TULOOSStatusErrorUnknown = -1,
+    TULOOSStatusErrorCannotOpen = -11828,
+    // A playback failure: this minus the player's own error number.
+    TULOOSStatusErrorPlaybackBase = -11800,
+    TULOOSStatusErrorFormatUnsupported = 1718449215, // the four characters "fmt?"
+};
 
 // Metering range, in decibels relative to full scale.
 constexpr float TULOVoiceCaptureMinimumPower = -160.0f;

@@ -19,7 +19,7 @@ QAudioFormat captureFormat()
 
 TULOError captureError(qint64 code, const QString &text)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOOSStatusErrorDomain), code, text);
+    return TULOError::withDescription(TULOOSStatusErrorDomain, code, text);
 }
 
 } // namespace
@@ -38,7 +38,7 @@ std::unique_ptr<TULOVoiceCapture> TULOVoiceCaptureQAudioSource::create(const QBy
         }
     }
     if (device.isNull()) {
-        TULOSetError(error, captureError(-1, deviceId.isEmpty()
+        TULOSetError(error, captureError(TULOOSStatusErrorUnknown, deviceId.isEmpty()
                                                  ? QStringLiteral("No audio input device is available.")
                                                  : QStringLiteral("The audio input device %1 is not available.")
                                                        .arg(QString::fromUtf8(deviceId))));
@@ -68,7 +68,7 @@ bool TULOVoiceCaptureQAudioSource::prepareRecordWithSettings(const TULOVoiceCapt
     if (!checkSettings(settings, error))
         return false;
     if (!m_device.isFormatSupported(captureFormat())) {
-        TULOSetError(error, captureError(1718449215, QStringLiteral("The audio input device %1 cannot record 44.1 kHz mono 16-bit audio.")
+        TULOSetError(error, captureError(TULOOSStatusErrorFormatUnsupported, QStringLiteral("The audio input device %1 cannot record 44.1 kHz mono 16-bit audio.")
                                                          .arg(m_device.description())));
         return false;
     }
@@ -82,7 +82,7 @@ bool TULOVoiceCaptureQAudioSource::prepareRecordWithSettings(const TULOVoiceCapt
 bool TULOVoiceCaptureQAudioSource::startRecording(TULOError *error)
 {
     if (!m_source || m_running) {
-        TULOSetError(error, captureError(-1, m_running ? QStringLiteral("The capture is already running.")
+        TULOSetError(error, captureError(TULOOSStatusErrorUnknown, m_running ? QStringLiteral("The capture is already running.")
                                                        : QStringLiteral("The capture was not prepared.")));
         return false;
     }

@@ -79,7 +79,7 @@ private:
 bool TULOVoiceCapture::checkCaptureSourceFile(const QString &path, TULOError *error)
 {
     const auto fail = [&](const QString &description) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+        TULOSetError(error, TULOError(TULOOSStatusErrorDomain, TULOOSStatusErrorUnknown,
                                       {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
                                        {QString::fromLatin1(TULOFilePathErrorKey), path}}));
         return false;
@@ -123,7 +123,7 @@ bool TULOVoiceCaptureSndfile::prepareRecordWithSettings(const TULOVoiceCaptureSe
     // checkCaptureSourceFile()).
     const QFileInfo info(m_path);
     if (!info.isFile() || !info.isReadable()) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+        TULOSetError(error, TULOError(TULOOSStatusErrorDomain, TULOOSStatusErrorUnknown,
                                       {{QString::fromLatin1(TULOLocalizedDescriptionKey),
                                         QStringLiteral("The capture source file %1 cannot be read.").arg(m_path)},
                                        {QString::fromLatin1(TULOFilePathErrorKey), m_path}}));
@@ -136,7 +136,7 @@ bool TULOVoiceCaptureSndfile::prepareRecordWithSettings(const TULOVoiceCaptureSe
 bool TULOVoiceCaptureSndfile::startRecording(TULOError *error)
 {
     if (!m_prepared || m_thread.joinable()) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOOSStatusErrorDomain), -1,
+        TULOSetError(error, TULOError::withDescription(TULOOSStatusErrorDomain, TULOOSStatusErrorUnknown,
                                                        m_prepared ? QStringLiteral("The capture is already running.")
                                                                   : QStringLiteral("The capture was not prepared.")));
         return false;

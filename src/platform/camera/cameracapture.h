@@ -10,9 +10,9 @@
 #include <memory>
 
 // Errors of camera capture.
-QUILLON_EXPORT extern const char *const TULOCameraCaptureErrorDomain;
+inline constexpr TULOErrorDomainName TULOCameraCaptureErrorDomain{"TULOCameraCaptureErrorDomain"};
 
-enum TULOCameraCaptureError {
+enum TULOCameraCaptureErrorCode {
     TULOCameraCaptureErrorNoCamera = 1,
     TULOCameraCaptureErrorCaptureFailed = 2,
 };

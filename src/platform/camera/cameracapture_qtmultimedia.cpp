@@ -17,15 +17,14 @@
 #include <QVideoFrame>
 #include <QVideoSink>
 
-const char *const TULOCameraCaptureErrorDomain = "TULOCameraCaptureErrorDomain";
 
 namespace {
 
-TULOError makeError(TULOCameraCaptureError code, const QString &description)
+TULOError makeError(TULOCameraCaptureErrorCode code, const QString &description)
 {
     QVariantMap info;
     info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), description);
-    return TULOError(QString::fromLatin1(TULOCameraCaptureErrorDomain), code, info);
+    return TULOError(TULOCameraCaptureErrorDomain, code, info);
 }
 
 QString text(const char *source)

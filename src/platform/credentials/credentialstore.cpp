@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QStandardPaths>
 
-const char *const TULOCredentialStoreErrorDomain = "TULOCredentialStoreErrorDomain";
 const char *const TULOCredentialStoreLocationNotification = "TULOCredentialStoreLocationNotification";
 const char *const TULOCredentialStoreRequireSecurePreferencesKey = "RequireSecureCredentials";
 
@@ -131,5 +130,5 @@ QString TULOCredentialStore::defaultFileStoreDirectory()
 
 TULOError TULOCredentialStore::makeError(TULOCredentialStoreErrorCode code, const QString &description)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOCredentialStoreErrorDomain), code, description);
+    return TULOError::withDescription(TULOCredentialStoreErrorDomain, code, description);
 }

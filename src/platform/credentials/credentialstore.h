@@ -20,7 +20,7 @@ extern QUILLON_EXPORT const char *const TULOCredentialStoreLocationNotification;
 extern QUILLON_EXPORT const char *const TULOCredentialStoreRequireSecurePreferencesKey;
 
 // Errors of the credential store.
-extern QUILLON_EXPORT const char *const TULOCredentialStoreErrorDomain;
+inline constexpr TULOErrorDomainName TULOCredentialStoreErrorDomain{"TULOCredentialStoreErrorDomain"};
 enum TULOCredentialStoreErrorCode : qint64 {
     TULOCredentialStoreErrorItemNotFound = 1,
     TULOCredentialStoreErrorDuplicateItem = 2,

@@ -136,7 +136,7 @@ bool TULOCredentialStoreQtKeychain::addItem(
         return false;
     }
     if (!lookupError.is(
-            QString::fromLatin1(TULOCredentialStoreErrorDomain), TULOCredentialStoreErrorItemNotFound)) {
+            TULOCredentialStoreErrorDomain, TULOCredentialStoreErrorItemNotFound)) {
         TULOSetError(error, lookupError);
         return false;
     }

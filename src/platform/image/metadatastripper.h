@@ -10,9 +10,9 @@
 class QIODevice;
 
 // Errors of metadata removal. A platform domain: passed on unchanged by the callers.
-extern QUILLON_EXPORT const char *const TULOImageMetadataErrorDomain;
+inline constexpr TULOErrorDomainName TULOImageMetadataErrorDomain{"TULOImageMetadataErrorDomain"};
 
-enum TULOImageMetadataError {
+enum TULOImageMetadataErrorCode {
     TULOImageMetadataErrorUnreadableImage = 1, // empty, truncated or not an image at all
     TULOImageMetadataErrorUnsupportedType = 2, // a format whose metadata cannot be rewritten in place
     TULOImageMetadataErrorWriteFailed = 3, // the image was read but could not be written back

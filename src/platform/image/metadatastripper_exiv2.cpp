@@ -28,7 +28,6 @@
 #include <exiv2/tiffimage.hpp>
 #include <exiv2/webpimage.hpp>
 
-const char *const TULOImageMetadataErrorDomain = "TULOImageMetadataErrorDomain";
 
 namespace {
 
@@ -68,9 +67,9 @@ QString text(const char *source)
     return QCoreApplication::translate("TULOMetadataStripper", source);
 }
 
-TULOError makeError(TULOImageMetadataError code, const QString &description)
+TULOError makeError(TULOImageMetadataErrorCode code, const QString &description)
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOImageMetadataErrorDomain), code, description);
+    return TULOError::withDescription(TULOImageMetadataErrorDomain, code, description);
 }
 
 void initializeExiv2()

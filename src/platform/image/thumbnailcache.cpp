@@ -22,7 +22,6 @@
 
 #include <cerrno>
 
-const char *const TULOThumbnailErrorDomain = "TULOThumbnailErrorDomain";
 
 namespace {
 
@@ -36,12 +35,12 @@ QString text(const char *source)
     return QCoreApplication::translate("TULOThumbnailCache", source);
 }
 
-TULOError makeError(TULOThumbnailError code, const QString &description, const QString &filePath)
+TULOError makeError(TULOThumbnailErrorCode code, const QString &description, const QString &filePath)
 {
     QVariantMap info;
     info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), description);
     info.insert(QString::fromLatin1(TULOFilePathErrorKey), filePath);
-    return TULOError(QString::fromLatin1(TULOThumbnailErrorDomain), code, info);
+    return TULOError(TULOThumbnailErrorDomain, code, info);
 }
 
 QString folderForSize(TULOThumbnailSize size)

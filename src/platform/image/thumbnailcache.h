@@ -12,9 +12,9 @@
 #include <memory>
 
 // Errors of the thumbnail cache.
-QUILLON_EXPORT extern const char *const TULOThumbnailErrorDomain;
+inline constexpr TULOErrorDomainName TULOThumbnailErrorDomain{"TULOThumbnailErrorDomain"};
 
-enum TULOThumbnailError {
+enum TULOThumbnailErrorCode {
     TULOThumbnailErrorUnreadable = 1, // the file is missing or cannot be read
     TULOThumbnailErrorNotAnImage = 2, // the file is not an image this system decodes (or is corrupt)
     TULOThumbnailErrorWriteFailed = 3, // the thumbnail could not be stored

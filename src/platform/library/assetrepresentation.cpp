@@ -20,7 +20,7 @@ TULOError readError(const QFile &file)
                       .arg(QFileInfo(file.fileName()).fileName())
                 : QCoreApplication::translate("TULOAssetRepresentation", "The photo “%1” cannot be read: %2")
                       .arg(QFileInfo(file.fileName()).fileName(), file.errorString()));
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code, info);
+    return TULOError(TULOFileErrorDomain, code, info);
 }
 
 } // namespace

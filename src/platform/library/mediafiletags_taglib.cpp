@@ -140,7 +140,7 @@ bool TULOReadMediaFileTags(const QString &path, TULOMediaFileTags *tags, TULOErr
     *tags = TULOMediaFileTags();
     const QFileInfo info(path);
     if (!info.isFile() || !info.isReadable()) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), info.exists() ? 257 : 260,
+        TULOSetError(error, TULOError(TULOFileErrorDomain, info.exists() ? 257 : 260,
                                       {{QString::fromLatin1(TULOFilePathErrorKey), path},
                                        {QString::fromLatin1(TULOLocalizedDescriptionKey),
                                         QStringLiteral("The file \u201c%1\u201d cannot be read.").arg(info.fileName())}}));
@@ -151,7 +151,7 @@ bool TULOReadMediaFileTags(const QString &path, TULOMediaFileTags *tags, TULOErr
     // file has no stream to play and is treated as unreadable.
     const TagLib::AudioProperties *audio = ref.isNull() ? nullptr : ref.audioProperties();
     if (ref.isNull() || !ref.file()->isValid() || !audio || audio->sampleRate() <= 0) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), 259,
+        TULOSetError(error, TULOError(TULOFileErrorDomain, TULOFileErrorCorruptFile,
                                       {{QString::fromLatin1(TULOFilePathErrorKey), path},
                                        {QString::fromLatin1(TULOLocalizedDescriptionKey),
                                         QStringLiteral("The file \u201c%1\u201d is not a media file that can be read.")

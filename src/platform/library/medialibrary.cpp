@@ -68,7 +68,7 @@ public:
         const QByteArray bytes = TULOReadEmbeddedArtwork(token);
         QImage image;
         if (bytes.isEmpty() || !image.loadFromData(bytes)) {
-            TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), 259,
+            TULOSetError(error, TULOError(TULOFileErrorDomain, TULOFileErrorCorruptFile,
                                           {{QString::fromLatin1(TULOFilePathErrorKey), token},
                                            {QString::fromLatin1(TULOLocalizedDescriptionKey),
                                             QStringLiteral("The artwork of \u201c%1\u201d cannot be read.")
@@ -296,7 +296,7 @@ bool TULOMediaLibrary::reload(TULOError *error)
 {
     const QFileInfo root(m_musicFolder);
     if (!root.isDir() || !root.isReadable() || !root.isExecutable()) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), root.exists() ? 257 : 260,
+        TULOSetError(error, TULOError(TULOFileErrorDomain, root.exists() ? 257 : 260,
                                       {{QString::fromLatin1(TULOFilePathErrorKey), m_musicFolder},
                                        {QString::fromLatin1(TULOLocalizedDescriptionKey),
                                         QStringLiteral("The music folder \u201c%1\u201d cannot be read.")
@@ -418,7 +418,7 @@ bool TULOMediaLibrary::addDownloadedFile(const TULOMediaLibraryItemPtr &item, co
 {
     const QFileInfo info(path);
     if (!item || !info.isFile()) {
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), 4,
+        TULOSetError(error, TULOError(TULOFileErrorDomain, TULOFileErrorNoSuchFile,
                                       {{QString::fromLatin1(TULOFilePathErrorKey), path},
                                        {QString::fromLatin1(TULOLocalizedDescriptionKey),
                                         QStringLiteral("The downloaded file is missing.")}}));
@@ -455,7 +455,7 @@ bool TULOMediaLibrary::removeItems(const QList<TULOMediaLibraryItemPtr> &items, 
         if (!path.isEmpty() && QFileInfo::exists(path)) {
             QFile file(path);
             if (!file.remove()) {
-                TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), 513,
+                TULOSetError(error, TULOError(TULOFileErrorDomain, TULOFileErrorWriteNoPermission,
                                               {{QString::fromLatin1(TULOFilePathErrorKey), path},
                                                {QString::fromLatin1(TULOLocalizedDescriptionKey), file.errorString()}}));
                 ok = false;

@@ -14,7 +14,6 @@
 
 #include <algorithm>
 
-const char *const TULOPhotoLibraryErrorDomain = "TULOPhotoLibraryErrorDomain";
 
 namespace {
 
@@ -29,13 +28,13 @@ QString text(const char *source)
     return QCoreApplication::translate("TULOPhotoLibrary", source);
 }
 
-TULOError makeError(TULOPhotoLibraryError code, const QString &description, const QUrl &url = QUrl())
+TULOError makeError(TULOPhotoLibraryErrorCode code, const QString &description, const QUrl &url = QUrl())
 {
     QVariantMap info;
     info.insert(QString::fromLatin1(TULOLocalizedDescriptionKey), description);
     if (!url.isEmpty())
         info.insert(QString::fromLatin1(TULOURLErrorKey), url);
-    return TULOError(QString::fromLatin1(TULOPhotoLibraryErrorDomain), code, info);
+    return TULOError(TULOPhotoLibraryErrorDomain, code, info);
 }
 
 TULOPhotoAsset::AssetType typeForFile(const QString &filePath)

@@ -17,9 +17,9 @@
 class TULOOperationQueue;
 
 // Errors of the photo library, passed on unchanged by its callers.
-extern QUILLON_EXPORT const char *const TULOPhotoLibraryErrorDomain;
+inline constexpr TULOErrorDomainName TULOPhotoLibraryErrorDomain{"TULOPhotoLibraryErrorDomain"};
 
-enum TULOPhotoLibraryError {
+enum TULOPhotoLibraryErrorCode {
     TULOPhotoLibraryErrorInvalidURL = 1, // not an "assets-library" URL this library made
     TULOPhotoLibraryErrorAssetNotFound = 2, // no photo or video has that URL (any more)
     TULOPhotoLibraryErrorUnavailable = 3, // the pictures folder is missing or unreadable

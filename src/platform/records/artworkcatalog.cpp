@@ -33,7 +33,7 @@ public:
     QImage loadImage(const QString &, TULOError *error) const override
     {
         if (m_image.isNull())
-            TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1,
+            TULOSetError(error, TULOError::withDescription(TULOErrorDomain, TULOErrorOperationFailed,
                                                            QStringLiteral("The artwork image is empty.")));
         return m_image;
     }
@@ -47,7 +47,7 @@ QImage readImageFile(const QString &path, TULOError *error)
     QImage image = reader.read();
     if (image.isNull()) {
         const bool missing = !QFile::exists(path);
-        TULOSetError(error, TULOError(QString::fromLatin1(TULOFileErrorDomain), missing ? 4 : 259,
+        TULOSetError(error, TULOError(TULOFileErrorDomain, missing ? TULOFileErrorNoSuchFile : TULOFileErrorCorruptFile,
                                       {{QString::fromLatin1(TULOFilePathErrorKey), path},
                                        {QString::fromLatin1(TULOLocalizedDescriptionKey), reader.errorString()}}));
     }
@@ -74,13 +74,13 @@ public:
         const TULOError failure = load.networkError();
         QImage image;
         if (!failure.isNull()) {
-            TULOSetError(error, TULOError(QString::fromLatin1(TULONetworkErrorDomain),
-                                          failure.domain() == QLatin1String(TULONetworkErrorDomain) ? failure.code()
+            TULOSetError(error, TULOError(TULONetworkErrorDomain,
+                                          failure.domain() == TULONetworkErrorDomain ? failure.code()
                                                                                                     : qint64(QNetworkReply::TimeoutError),
                                           {{QString::fromLatin1(TULOURLErrorKey), url},
                                            {QString::fromLatin1(TULOLocalizedDescriptionKey), failure.localizedDescription()}}));
         } else if (!image.loadFromData(load.data())) {
-            TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULONetworkErrorDomain), -1,
+            TULOSetError(error, TULOError::withDescription(TULONetworkErrorDomain, TULONetworkErrorUnknown,
                                                            QStringLiteral("The artwork at %1 is not an image.")
                                                                .arg(url.toDisplayString())));
         }
@@ -123,7 +123,7 @@ QImage TULOArtworkCatalog::staticImage() const
 QImage TULOArtworkCatalog::imageWithSize(const QSizeF &fittingSize, double scale, TULOError *error) const
 {
     if (!m_dataSource) {
-        TULOSetError(error, TULOError::withDescription(QString::fromLatin1(TULOErrorDomain), 1,
+        TULOSetError(error, TULOError::withDescription(TULOErrorDomain, TULOErrorOperationFailed,
                                                        QStringLiteral("There is no artwork.")));
         return QImage();
     }

@@ -37,12 +37,12 @@ static TULOError TULONotOpenError(const QString &path, const TULOError &openErro
         {QString::fromLatin1(TULOFilePathErrorKey), path}};
     if (!openError.isNull())
         userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(openError));
-    return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_CANTOPEN, userInfo);
+    return TULOError(TULOSQLiteErrorDomain, SQLITE_CANTOPEN, userInfo);
 }
 
 static TULOError TULOFileError(const QString &description, const QString &path)
 {
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), errno,
+    return TULOError(TULOFileErrorDomain, errno,
         {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
             {QString::fromLatin1(TULOFilePathErrorKey), path}});
 }
@@ -125,7 +125,7 @@ bool TULOSQLiteDatabase::reopen(TULOError *error)
     TULOOperationScope scope(this);
     if (m_transactionDepth > 0) {
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_MISUSE,
                 QStringLiteral("The database cannot reopen inside a transaction.")));
         return false;
     }
@@ -328,7 +328,7 @@ bool TULOSQLiteDatabase::setUserVersion(qint64 version, TULOError *error)
 {
     if (version < std::numeric_limits<qint32>::min() || version > std::numeric_limits<qint32>::max()) {
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_RANGE,
                 QStringLiteral("A user version must fit in 32 bits.")));
         return false;
     }
@@ -478,14 +478,14 @@ bool TULOSQLiteDatabase::performTransactionWithBlock(const std::function<bool()>
             return true;
         rollBack();
         if (commitError.isNull())
-            commitError = TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
+            commitError = TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_ABORT,
                 QStringLiteral("The transaction ended before it could commit."));
         TULOSetError(error, commitError);
         return false;
     }
     rollBack();
     TULOSetError(error,
-        TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_ABORT,
+        TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_ABORT,
             QStringLiteral("The transaction was rolled back.")));
     return false;
 }

@@ -13,7 +13,7 @@ static QString TULOPidColumn()
 
 static TULOError TULORowGoneError()
 {
-    return TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_NOTFOUND,
+    return TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_NOTFOUND,
         QStringLiteral("The row is no longer in the database."));
 }
 
@@ -31,7 +31,7 @@ std::optional<qint64> TULOSQLiteEntity::insertIntoDatabase(
 {
     if (!database) {
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_MISUSE,
                 QStringLiteral("No database to insert into.")));
         return std::nullopt;
     }

@@ -4,7 +4,6 @@
 #include <sqlite3.h>
 #include <utility>
 
-const char *const TULOSQLiteErrorDomain = "TULOSQLiteErrorDomain";
 const char *const TULOSQLiteStatementErrorKey = "sqlStatement";
 
 TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString &sql)
@@ -18,7 +17,7 @@ TULOError TULOSQLiteMakeError(sqlite3 *connection, int resultCode, const QString
     QVariantMap userInfo {{QString::fromLatin1(TULOLocalizedDescriptionKey), message}};
     if (!sql.isEmpty())
         userInfo.insert(QString::fromLatin1(TULOSQLiteStatementErrorKey), sql);
-    return TULOError(QString::fromLatin1(TULOSQLiteErrorDomain), resultCode, userInfo);
+    return TULOError(TULOSQLiteErrorDomain, resultCode, userInfo);
 }
 
 TULOSQLiteStatement::TULOSQLiteStatement(sqlite3 *connection, const QString &sql, TULOError *error)
@@ -28,7 +27,7 @@ TULOSQLiteStatement::TULOSQLiteStatement(sqlite3 *connection, const QString &sql
     if (!connection) {
         m_lastResultCode = SQLITE_MISUSE;
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_MISUSE,
                 QStringLiteral("The database is not open.")));
         return;
     }
@@ -75,7 +74,7 @@ bool TULOSQLiteStatement::bindValue(int index, const QVariant &value, TULOError 
 {
     if (!m_statement) {
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_MISUSE,
                 QStringLiteral("The statement is not prepared.")));
         return false;
     }
@@ -104,7 +103,7 @@ bool TULOSQLiteStatement::bindValue(int index, const QVariant &value, TULOError 
             bool fits = value.toULongLong() <= quint64(std::numeric_limits<qint64>::max());
             if (!fits) {
                 TULOSetError(error,
-                    TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+                    TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_RANGE,
                         QStringLiteral("An unsigned value is too large for an SQLite integer.")));
                 m_lastResultCode = SQLITE_RANGE;
                 return false;
@@ -125,7 +124,7 @@ bool TULOSQLiteStatement::bindValue(int index, const QVariant &value, TULOError 
         default: {
             if (value.typeId() != QMetaType::QString && !value.canConvert<QString>()) {
                 TULOSetError(error,
-                    TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISMATCH,
+                    TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_MISMATCH,
                         QStringLiteral("A value of type %1 cannot be stored in SQLite.")
                             .arg(QString::fromLatin1(value.typeName()))));
                 m_lastResultCode = SQLITE_MISMATCH;
@@ -151,7 +150,7 @@ bool TULOSQLiteStatement::bindValues(const QVariantList &values, TULOError *erro
     if (m_statement && values.size() != sqlite3_bind_parameter_count(m_statement)) {
         m_lastResultCode = SQLITE_RANGE;
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_RANGE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_RANGE,
                 QStringLiteral("The statement takes %1 values, %2 were given.")
                     .arg(sqlite3_bind_parameter_count(m_statement))
                     .arg(values.size())));
@@ -170,7 +169,7 @@ TULOSQLiteStatement::TULOStepResult TULOSQLiteStatement::step(TULOError *error)
         if (m_lastResultCode == SQLITE_DONE)
             return TULOStepResult::Done;
         TULOSetError(error,
-            TULOError::withDescription(QString::fromLatin1(TULOSQLiteErrorDomain), SQLITE_MISUSE,
+            TULOError::withDescription(TULOSQLiteErrorDomain, SQLITE_MISUSE,
                 QStringLiteral("The statement is not prepared.")));
         return TULOStepResult::Error;
     }

@@ -10,7 +10,7 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 // The domain of errors that SQLite reports; the code is SQLite's extended result code.
-extern const char *const TULOSQLiteErrorDomain;
+inline constexpr TULOErrorDomainName TULOSQLiteErrorDomain{"TULOSQLiteErrorDomain"};
 // User-info key of the SQL text a failed statement ran (never its bound values).
 extern const char *const TULOSQLiteStatementErrorKey;
 

@@ -267,7 +267,7 @@ QString TULOPostOutbox::enqueue(
             ::close(lock);
     });
     if (lock < 0) {
-        TULOSetError(error, Manifest::fileError(513, partial, QStringLiteral("The outbox folder cannot be written: %1").arg(qt_error_string(errno))));
+        TULOSetError(error, Manifest::fileError(TULOFileErrorWriteNoPermission, partial, QStringLiteral("The outbox folder cannot be written: %1").arg(qt_error_string(errno))));
         return QString();
     }
 
@@ -279,13 +279,13 @@ QString TULOPostOutbox::enqueue(
         const QFileInfo info(source);
         if (source.isEmpty() || !info.isFile()) {
             TULOSetError(error,
-                Manifest::fileError(4, source.isEmpty() ? attachment.assetURL().toString() : source,
+                Manifest::fileError(TULOFileErrorNoSuchFile, source.isEmpty() ? attachment.assetURL().toString() : source,
                     QStringLiteral("The attachment file \"%1\" does not exist.").arg(info.fileName())));
             return false;
         }
         if (attachment.UTI().isEmpty()) {
             TULOSetError(error,
-                Manifest::fileError(4, source,
+                Manifest::fileError(TULOFileErrorNoSuchFile, source,
                     QStringLiteral("The attachment file \"%1\" has no type.").arg(info.fileName())));
             return false;
         }
@@ -295,7 +295,7 @@ QString TULOPostOutbox::enqueue(
         QString reason;
         if (!linkOrCopy(info.absoluteFilePath(), partial + QLatin1Char('/') + stored, &reason)) {
             TULOSetError(error,
-                Manifest::fileError(640, source,
+                Manifest::fileError(TULOFileErrorOutOfSpace, source,
                     QStringLiteral("The attachment file \"%1\" could not be put in the outbox: %2")
                         .arg(info.fileName(), reason)));
             return false;
@@ -332,7 +332,7 @@ QString TULOPostOutbox::enqueue(
     const QString folder = m_folder + QLatin1Char('/') + key;
     if (!QDir().rename(partial, folder)) {
         TULOSetError(
-            error, Manifest::fileError(513, folder, QStringLiteral("The post could not be put in the outbox.")));
+            error, Manifest::fileError(TULOFileErrorWriteNoPermission, folder, QStringLiteral("The post could not be put in the outbox.")));
         return QString();
     }
     cleanup.dismiss();
@@ -377,7 +377,7 @@ bool TULOPostOutbox::discard(const QString &key, TULOError *error)
     const auto e = entry(key);
     if (!e) {
         TULOSetError(error,
-            Manifest::fileError(4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
+            Manifest::fileError(TULOFileErrorNoSuchFile, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
         return false;
     }
     int fd = m_locks.value(key, -1);
@@ -391,7 +391,7 @@ bool TULOPostOutbox::discard(const QString &key, TULOError *error)
     // The manifest goes first: without it no process takes the post for one to send.
     if (!QFile::remove(e->folder + QLatin1Char('/') + QLatin1String(Manifest::FileName))
         || !QDir(e->folder).removeRecursively()) {
-        TULOSetError(error, Manifest::fileError(513, e->folder, QStringLiteral("The post's files could not all be removed.")));
+        TULOSetError(error, Manifest::fileError(TULOFileErrorWriteNoPermission, e->folder, QStringLiteral("The post's files could not all be removed.")));
         remove(key);
         return false;
     }
@@ -405,7 +405,7 @@ bool TULOPostOutbox::retry(const QString &key, TULOError *error)
     const auto it = m_index.find(key);
     if (it == m_index.end()) {
         TULOSetError(error,
-            Manifest::fileError(4, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
+            Manifest::fileError(TULOFileErrorNoSuchFile, m_folder + QLatin1Char('/') + key, QStringLiteral("No such post waits in the outbox.")));
         return false;
     }
     m_requested.insert(key);
@@ -415,7 +415,7 @@ bool TULOPostOutbox::retry(const QString &key, TULOError *error)
         int fd = m_locks.value(key, -1);
         if (fd < 0 && (fd = Manifest::lockFolder(it->folder)) < 0) {
             TULOSetError(error,
-                Manifest::fileError(16, it->folder, QStringLiteral("Another process is sending the post.")));
+                Manifest::fileError(TULOFileErrorBusy, it->folder, QStringLiteral("Another process is sending the post.")));
             return false;
         }
         m_locks.insert(key, fd);
@@ -606,7 +606,7 @@ void TULOPostOutbox::sendWithBag(const TULOPostOutboxEntry &e, const QUrl &uploa
         auto file = std::make_shared<QFile>(
             e.folder + QLatin1Char('/') + f.value(QStringLiteral("stored")).toString());
         if (!file->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-            recordFailure(e.idempotencyKey, Manifest::fileError(260, file->fileName(), file->errorString()), false);
+            recordFailure(e.idempotencyKey, Manifest::fileError(TULOFileErrorReadNoSuchFile, file->fileName(), file->errorString()), false);
             return;
         }
         TULOPostUpload::Part part;

@@ -31,7 +31,7 @@ int attachmentTypeForUTI(const QString &uti)
 
 TULOError TULOPostOutboxManifest::fileError(qint64 code, const QString &path, const QString &description)
 {
-    return TULOError(QString::fromLatin1(TULOFileErrorDomain), code,
+    return TULOError(TULOFileErrorDomain, code,
         {{QString::fromLatin1(TULOFilePathErrorKey), path},
             {QString::fromLatin1(TULOLocalizedDescriptionKey), description}});
 }

@@ -65,7 +65,7 @@ void TULOPostRequest::startWithCompletionBlock(CompletionBlock block)
     // Discarded before the store had it: the request ends with it.
     connect(outbox, &TULOPostOutbox::postWasRemoved, this, [this, key](const QString &k) {
         if (k == key)
-            complete(QUrl(), TULOError::withDescription(QString::fromLatin1(TULOStoreErrorDomain),
+            complete(QUrl(), TULOError::withDescription(TULOStoreErrorDomain,
                 TULOStoreErrorUserCancelled, QStringLiteral("The post was discarded from the outbox.")));
     });
     // Sends this post and whatever else still waits.

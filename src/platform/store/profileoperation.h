@@ -9,6 +9,7 @@
 class QUILLON_EXPORT TULOProfileOperation : public TULOSignedStoreOperation
 {
 public:
+    // Called once, at the end of main(), on the thread that runs the operation.
     using OutputBlock = std::function<void(const std::optional<TULOAuthorProfile> &profile, const TULOError &error)>;
 
     explicit TULOProfileOperation(const TULOClientContext &context,

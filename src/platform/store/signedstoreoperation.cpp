@@ -7,7 +7,7 @@ static TULOError signInAgainError(const TULOError &cause)
     QVariantMap userInfo{{QString::fromLatin1(TULOLocalizedDescriptionKey), QStringLiteral("The store session has ended.")}};
     if (!cause.isNull())
         userInfo.insert(QString::fromLatin1(TULOUnderlyingErrorKey), QVariant::fromValue(cause));
-    return TULOError(QString::fromLatin1(TULOErrorDomain), 2, userInfo);
+    return TULOError(TULOErrorDomain, TULOErrorSignInRequired, userInfo);
 }
 
 TULOSignedStoreOperation::TULOSignedStoreOperation(const TULOClientContext &context, TULOStoreAccountStore *accounts)

@@ -166,7 +166,7 @@ void TULOStoreDownloadManager::begin(const TULOStoreDownloadPtr &download, const
     QDir().mkpath(folder);
     auto *file = new QFile(folder + QStringLiteral("/.%1.download").arg(item->storeItemIdentifier()));
     if (!file->open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        const TULOError error(QString::fromLatin1(TULOFileErrorDomain), 513,
+        const TULOError error(TULOFileErrorDomain, TULOFileErrorWriteNoPermission,
             {{QString::fromLatin1(TULOFilePathErrorKey), file->fileName()},
                 {QString::fromLatin1(TULOLocalizedDescriptionKey), file->errorString()}});
         delete file;
@@ -189,7 +189,7 @@ void TULOStoreDownloadManager::begin(const TULOStoreDownloadPtr &download, const
             return;
         const QByteArray chunk = reply->readAll();
         if (file->write(chunk) != chunk.size()) {
-            const TULOError error(QString::fromLatin1(TULOFileErrorDomain), 640,
+            const TULOError error(TULOFileErrorDomain, TULOFileErrorOutOfSpace,
                 {{QString::fromLatin1(TULOFilePathErrorKey), file->fileName()},
                     {QString::fromLatin1(TULOLocalizedDescriptionKey), file->errorString()}});
             end(download, TULOStoreDownloadState::Failed, error);
@@ -237,7 +237,7 @@ void TULOStoreDownloadManager::finishTransfer(const TULOStoreDownloadPtr &downlo
     QFile::remove(destination);
     TULOError error;
     if (!written || !QFile::rename(file->fileName(), destination)) {
-        error = TULOError(QString::fromLatin1(TULOFileErrorDomain), 640,
+        error = TULOError(TULOFileErrorDomain, TULOFileErrorOutOfSpace,
             {{QString::fromLatin1(TULOFilePathErrorKey), destination},
                 {QString::fromLatin1(TULOLocalizedDescriptionKey),
                     QStringLiteral("The download could not be saved.")}});

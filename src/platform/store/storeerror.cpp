@@ -8,12 +8,12 @@ TULOError TULOStoreError(qint64 code, const QUrl &url, const QVariantMap &extraU
     QVariantMap userInfo = extraUserInfo;
     if (!url.isEmpty())
         userInfo.insert(QString::fromLatin1(TULOURLErrorKey), url);
-    return TULOError(QString::fromLatin1(TULOStoreErrorDomain), code, userInfo);
+    return TULOError(TULOStoreErrorDomain, code, userInfo);
 }
 
 TULOError TULONetworkError(QNetworkReply::NetworkError error, const QString &description, const QUrl &url)
 {
-    return TULOError(QString::fromLatin1(TULONetworkErrorDomain), qint64(error),
+    return TULOError(TULONetworkErrorDomain, qint64(error),
                      {{QString::fromLatin1(TULOLocalizedDescriptionKey), description},
                       {QString::fromLatin1(TULOURLErrorKey), url}});
 }

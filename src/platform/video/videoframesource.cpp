@@ -13,7 +13,6 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
-const char *const TULOVideoErrorDomain = "TULOVideoErrorDomain";
 
 namespace {
 
@@ -26,7 +25,7 @@ TULOError videoError(TULOVideoErrorCode code, const QString &description, const 
         av_strerror(averror, text, sizeof text);
         info.insert(QString::fromLatin1(TULOLocalizedFailureReasonKey), QString::fromUtf8(text));
     }
-    return TULOError(QString::fromLatin1(TULOVideoErrorDomain), code, info);
+    return TULOError(TULOVideoErrorDomain, code, info);
 }
 
 int64_t framePts(const AVFrame *frame)

@@ -11,7 +11,7 @@
 #include <memory>
 
 // Errors of the video frame source, in TULOVideoErrorDomain.
-extern QUILLON_EXPORT const char *const TULOVideoErrorDomain;
+inline constexpr TULOErrorDomainName TULOVideoErrorDomain{"TULOVideoErrorDomain"};
 enum TULOVideoErrorCode {
     TULOVideoErrorCannotOpen = 1,     // missing file, unknown container, truncated header
     TULOVideoErrorNoVideoStream = 2,  // a file with audio only, or no decoder for its codec

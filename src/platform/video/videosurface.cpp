@@ -124,7 +124,7 @@ struct TULOVideoSurface::Worker
             }
             TULOError error;
             const QImage exact = source->frameAtTime(t, size, &error);
-            if (error.is(QString::fromLatin1(TULOVideoErrorDomain), TULOVideoErrorCancelled))
+            if (error.is(TULOVideoErrorDomain, TULOVideoErrorCancelled))
                 continue;
             post([request, exact](TULOVideoSurface *s) { s->deliverFrame(request, exact, true); });
         }

@@ -4,7 +4,7 @@
 
 int main()
 {
-    const TULOError error(QString::fromLatin1(TULOErrorDomain), 3);
+    const TULOError error(TULOErrorDomain, TULOErrorNoLinkedAccount);
     std::printf("%s %lld\n", qPrintable(error.domain()), static_cast<long long>(error.code()));
     return error.code() == 3 ? 0 : 1;
 }
