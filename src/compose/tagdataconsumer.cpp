@@ -1,5 +1,7 @@
 #include <Quillon/compose/tagdataconsumer.h>
 
+#include <Quillon/platform/store/storeerror.h>
+
 
 std::optional<QList<TULOTag>> TULOTagDataConsumer::tagsForData(const QByteArray &data, TULOError *error)
 {

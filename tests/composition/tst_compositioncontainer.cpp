@@ -14,6 +14,7 @@
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/semaphore_p.h>
 #include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/storeerror.h>
 #include <Quillon/platform/ui/barbuttonitem.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
 #include <Quillon/platform/ui/navigationitem.h>

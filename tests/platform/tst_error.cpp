@@ -1,4 +1,5 @@
 #include <Quillon/platform/error.h>
+#include <Quillon/platform/store/storeerror.h>
 
 #include <QTest>
 
@@ -40,6 +41,28 @@ private Q_SLOTS:
         QCOMPARE(error.underlyingError(), cause);
         QVERIFY(error.underlyingError().is(TULOStoreErrorDomain, TULOStoreErrorRequestFailed));
         QVERIFY(TULOError().underlyingError().isNull());
+    }
+
+    // Errors come back from disk and other processes with plain string domains; they must match
+    // the constants, whose names and code values are part of the API.
+    void domainsMatchErrorsReadBack_data()
+    {
+        QTest::addColumn<QString>("storedDomain");
+        QTest::addColumn<qint64>("storedCode");
+        QTest::addColumn<bool>("isSignInRequired");
+        QTest::newRow("sign in again") << QStringLiteral("TULOErrorDomain") << qint64(2) << true;
+        QTest::newRow("other code") << QStringLiteral("TULOErrorDomain") << qint64(3) << false;
+        QTest::newRow("store domain, same code") << QStringLiteral("TULOStoreErrorDomain") << qint64(2) << false;
+        QTest::newRow("case differs") << QStringLiteral("tuloErrorDomain") << qint64(2) << false;
+    }
+    void domainsMatchErrorsReadBack()
+    {
+        QFETCH(QString, storedDomain);
+        QFETCH(qint64, storedCode);
+        QFETCH(bool, isSignInRequired);
+        const TULOError readBack(storedDomain, storedCode);
+        QCOMPARE(readBack.is(TULOErrorDomain, TULOErrorSignInRequired), isSignInRequired);
+        QCOMPARE(readBack == TULOError(TULOErrorDomain, TULOErrorSignInRequired), isSignInRequired);
     }
 
     void setErrorWritesOnlyWhenAsked()
