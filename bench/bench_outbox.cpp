@@ -1,7 +1,7 @@
 // The outbox at scale: 10, 100 and 1,000 pending posts, each refused once by the store (503)
 // and then accepted, against the sandbox store in this process. Targets: the cost per post at
 // 1,000 within 1.5x of that at 10 (the outbox's own work must not grow with its size), and no
-// main-thread stall over 16 ms, start-up read of the manifests included. In smoke mode: 10
+// main-thread stall over 16 ms from the moment the outbox is made, its start-up read included. In smoke mode: 10
 // posts once, to show the benchmark still works.
 
 #include <Quillon/platform/store/postoutbox.h>
@@ -25,9 +25,9 @@ struct Result
 {
     int posts = 0;
     double perPost = 0; // ms
-    double startup = 0; // ms to read the outbox
+    double constructor = 0; // ms in the outbox's constructor
+    double startup = 0; // ms until the outbox had read its folder (on its disk thread)
     double stall = 0; // ms, the longest the main thread did not come back to its event loop
-    double sendingStall = 0; // ms, the same while the posts were sent
     bool delivered = false;
 };
 
@@ -90,30 +90,32 @@ Result measure(TULOSandboxStore &store, int count)
     store.clearFaults();
     store.addFault(QStringLiteral("/posts"), TULOSandboxFault::status(503), count);
 
-    QElapsedTimer clock;
-    clock.start();
-    TULOPostOutbox outbox(folder.path());
-    result.startup = clock.nsecsElapsed() / 1e6;
-    outbox.setRetryDelays(0, 0); // the outbox's own work, not its waiting
+    // As an application starts it: the outbox is made and told to send at once; it reads its
+    // folder on its disk thread and sends once that is done. The watch runs from before the
+    // outbox is made, so its constructor and the hand-over of what was read count as stalls.
     QEventLoop loop;
-    int left = count;
-    QObject::connect(&outbox, &TULOPostOutbox::postDidFinish, &loop, [&] {
-        if (--left == 0)
-            loop.quit();
-    });
     StallWatch watch(&loop);
     QTimer guard;
     guard.setSingleShot(true);
     QObject::connect(&guard, &QTimer::timeout, &loop, &QEventLoop::quit);
     guard.start(10 * 60 * 1000);
-
-    clock.restart();
+    QElapsedTimer clock;
+    clock.start();
     watch.start();
+    TULOPostOutbox outbox(folder.path());
+    result.constructor = clock.nsecsElapsed() / 1e6;
+    outbox.setRetryDelays(0, 0); // the outbox's own work, not its waiting
+    int left = count;
+    QObject::connect(&outbox, &TULOPostOutbox::ready, &loop, [&] { result.startup = clock.nsecsElapsed() / 1e6; });
+    QObject::connect(&outbox, &TULOPostOutbox::postDidFinish, &loop, [&] {
+        if (--left == 0)
+            loop.quit();
+    });
     outbox.resume(true);
     loop.exec();
-    result.perPost = clock.nsecsElapsed() / 1e6 / count;
-    result.sendingStall = watch.longest();
-    result.stall = qMax(result.sendingStall, result.startup);
+    // Sending only: from the moment the folder was read.
+    result.perPost = (clock.nsecsElapsed() / 1e6 - result.startup) / count;
+    result.stall = watch.longest();
     result.delivered = left == 0 && outbox.entries().isEmpty();
     return result;
 }
@@ -150,8 +152,8 @@ int main(int argc, char **argv)
         const bool stallOK = r.stall <= kStallTarget;
         ok = ok && scaleOK && stallOK;
         std::printf("%5d pending posts: %.2f ms per post, %.2fx of %d posts (target <= %.1fx) %s; longest main-thread stall %.1f ms "
-                    "(start-up read %.1f ms, while sending %.1f ms; target <= %.0f ms) %s%s\n",
-            r.posts, r.perPost, ratio, base.posts, kScaleTarget, scaleOK ? "PASS" : "FAIL", r.stall, r.startup, r.sendingStall,
+                    "(constructor %.1f ms, folder read after %.1f ms; target <= %.0f ms) %s%s\n",
+            r.posts, r.perPost, ratio, base.posts, kScaleTarget, scaleOK ? "PASS" : "FAIL", r.stall, r.constructor, r.startup,
             kStallTarget, stallOK ? "PASS" : "FAIL", r.delivered ? "" : " (not all delivered)");
     }
     std::printf("for comparison: an idle event loop on this machine stalled up to %.1f ms\n", idleStall(2000));

@@ -196,6 +196,10 @@ int run(const QStringList &arguments)
     }
     QStringList positional = parser.positionalArguments();
     const QString verb = positional.isEmpty() ? QStringLiteral("list") : positional.takeFirst();
+    // Every verb works on the whole outbox, posts by key included.
+    const QStringList verbs {QStringLiteral("list"), QStringLiteral("send"), QStringLiteral("discard")};
+    if (verbs.contains(verb))
+        TULOOutboxWait::waitUntilReady(TULOPostOutbox::defaultOutbox());
     if (verb == QLatin1String("list")) {
         if (!positional.isEmpty())
             return TULOCommandFail(kCommand, QStringLiteral("unexpected argument '%1'").arg(positional.first()), 2);

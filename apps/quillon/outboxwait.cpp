@@ -132,8 +132,19 @@ void TULOOutboxWait::finishOne(const QString &key)
         m_progressOrder.removeOne(key);
 }
 
+void TULOOutboxWait::waitUntilReady(TULOPostOutbox *outbox)
+{
+    if (outbox->isReady())
+        return;
+    QEventLoop loop;
+    connect(outbox, &TULOPostOutbox::ready, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
 int TULOOutboxWait::run()
 {
+    // The posts queued by earlier runs are sent too, so the whole outbox must be known.
+    waitUntilReady(m_outbox);
     m_outbox->refresh();
     QStringList keys = m_requested;
     if (keys.isEmpty()) {

@@ -37,6 +37,9 @@ public:
     // Sends and waits; returns the exit status.
     int run();
 
+    // Returns once `outbox` has read its folder, the event loop turning meanwhile.
+    static void waitUntilReady(TULOPostOutbox *outbox);
+
     // How a post is named in messages: the start of its key, which the outbox command accepts.
     static QString shortKey(const QString &key);
     static QString describe(const TULOPostOutboxEntry &entry);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # What a command-line post maps: the web engine (and the QML it pulls in) belongs to the web
-# sign-in alone, so neither help nor a post may map it. The maps are the command's own, read
-# at its exit by a preloaded library.
+# sign-in alone, so neither help nor a post may map it; FFmpeg is opened only for a file that
+# needs it. The maps are the command's own, read at its exit by a preloaded library.
 set -uo pipefail
 SOURCE="$1"; BUILD="$2"
 QUILLON="$BUILD/bin/quillon"
@@ -14,9 +14,10 @@ export ASAN_OPTIONS="${ASAN_OPTIONS:-}:verify_asan_link_order=0"
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
-# name | arguments...: runs quillon, then checks what it mapped.
+# name | libraries that must not be mapped (space-separated) | libraries that must be |
+# arguments...: runs quillon, then checks what it mapped.
 check_maps() {
-    local name="$1"; shift
+    local name="$1" absent="$2" present="$3"; shift 3
     local maps="$WORK/$name.maps"
     QUILLON_MAPS_FILE="$maps" LD_PRELOAD="$PRELOAD" "$QUILLON" "$@" >"$WORK/out" 2>"$WORK/err" \
         || fail "$name: exits non-zero: $(cat "$WORK/err")"
@@ -26,16 +27,27 @@ check_maps() {
     fi
     # The dump is the command's: the framework is in it.
     grep -q '/bin/quillon$' "$maps" || fail "$name: the quillon program is not mapped, so the maps are not its own"
-    for library in libQt6WebEngineCore libQt6WebEngineWidgets libQt6Qml libQt6Quick libquillon-websignin; do
-        if grep -q "$library" "$maps"; then
-            fail "$name: maps $library"
-        fi
+    local library
+    for library in $absent; do
+        grep -q "/$library" "$maps" && fail "$name: maps $library"
+    done
+    for library in $present; do
+        grep -q "/$library" "$maps" || fail "$name: does not map $library"
     done
 }
 
-check_maps help post --help
-check_maps dry-run post --dry-run --text "Hello from the command line"
-check_maps dry-run-json post --dry-run --json --text "Hello again"
+# The web sign-in's engine never comes with a post; FFmpeg (libavformat alone brings over a
+# hundred libraries) only with a file it must look into.
+WEB="libQt6WebEngineCore libQt6WebEngineWidgets libQt6Qml libQt6Quick libquillon-websignin"
+FFMPEG="libavformat libavcodec libswscale"
+ffmpeg -loglevel error -f lavfi -i "testsrc=size=64x48:rate=10" -frames:v 10 -c:v mpeg4 "$WORK/clip.mp4" \
+    || fail "ffmpeg could not make the test video"
+
+check_maps help "$WEB $FFMPEG" "" post --help
+check_maps dry-run "$WEB $FFMPEG" "" post --dry-run --text "Hello from the command line"
+check_maps dry-run-json "$WEB $FFMPEG" "" post --dry-run --json --text "Hello again"
+check_maps dry-run-video "$WEB" "libavformat" post --dry-run --text "A clip" --attach "$WORK/clip.mp4"
+grep -q "video/mp4" "$WORK/out" || fail "dry-run-video: the clip was not taken for a video: $(cat "$WORK/out")"
 
 [ "$failures" -eq 0 ] || exit 1
 echo "footprint: ok"

@@ -62,11 +62,34 @@ private:
         return count;
     }
 
-    std::unique_ptr<TULOPostOutbox> outbox()
+    // Ready: its folder read, as every test but those of the start-up read wants it.
+    std::unique_ptr<TULOPostOutbox> outbox(bool waitUntilRead = true)
     {
         auto outbox = std::make_unique<TULOPostOutbox>(m_folder->path());
         outbox->setRetryDelays(50, 400);
+        if (waitUntilRead && !QTest::qWaitFor([&outbox] { return outbox->isReady(); }, TULOOutboxWait))
+            qWarning("the outbox did not read its folder");
         return outbox;
+    }
+
+    // Posts that an earlier process left, oldest first.
+    QStringList leftBehind(int count, const QString &text)
+    {
+        QStringList keys;
+        auto writer = outbox();
+        for (int i = 0; i < count; ++i) {
+            keys << enqueue(*writer, post(QStringLiteral("%1 %2").arg(text).arg(i)));
+            QTest::qWait(2); // distinct times of writing, so the order is the writing order
+        }
+        return keys;
+    }
+
+    static QStringList keysOf(const QList<TULOPostOutboxEntry> &entries)
+    {
+        QStringList keys;
+        for (const TULOPostOutboxEntry &e : entries)
+            keys << e.idempotencyKey;
+        return keys;
     }
 
 private Q_SLOTS:
@@ -117,6 +140,89 @@ private Q_SLOTS:
         QCOMPARE(removed.size(), 1);
         QVERIFY(other->entries().isEmpty());
         QVERIFY(QDir(m_folder->path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).isEmpty());
+    }
+
+    // The folder is read off the main thread: the constructor returns knowing nothing of what
+    // is on disk; ready() comes once, from the event loop, with every post in order, and no
+    // postWasAdded for them. A model made before that fills with one reset.
+    void startUpReadArrivesWithReady()
+    {
+        const QStringList earlier = leftBehind(3, QStringLiteral("left behind"));
+        auto box = outbox(false);
+        QVERIFY(!box->isReady());
+        QVERIFY(box->entries().isEmpty());
+        QVERIFY(!box->entry(earlier.first()));
+        TULOPostOutboxModel model(box.get());
+        QSignalSpy ready(box.get(), &TULOPostOutbox::ready);
+        QSignalSpy added(box.get(), &TULOPostOutbox::postWasAdded);
+        QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+        QCOMPARE(model.rowCount(), 0);
+        QVERIFY(ready.wait(TULOOutboxWait));
+        QVERIFY(box->isReady());
+        QCOMPARE(keysOf(box->entries()), earlier);
+        QCOMPARE(added.size(), 0);
+        QCOMPARE(reset.size(), 1);
+        QCOMPARE(model.rowCount(), 3);
+        QCOMPARE(model.index(0).data(TULOPostOutboxModel::KeyRole).toString(), earlier.first());
+        QTest::qWait(50);
+        QCOMPARE(ready.size(), 1);
+    }
+
+    void callsBeforeTheReadFinish_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<int>("entriesOnceRead");
+        QTest::addColumn<int>("delivered");
+        // Its own post comes after those read, once, never twice.
+        QTest::newRow("enqueue") << QStringLiteral("enqueue") << 3 << 0;
+        // A post that left before the read finished does not come back with it.
+        QTest::newRow("enqueue, discard") << QStringLiteral("discard") << 2 << 0;
+        // Asked to send before it knows the posts: it sends them once it does.
+        QTest::newRow("resume") << QStringLiteral("resume") << 0 << 2;
+        // Changes another process makes meanwhile are looked at once it is read.
+        QTest::newRow("refresh") << QStringLiteral("refresh") << 3 << 0;
+    }
+
+    void callsBeforeTheReadFinish()
+    {
+        QFETCH(QString, call);
+        QFETCH(int, entriesOnceRead);
+        QFETCH(int, delivered);
+        const QString text = QStringLiteral("early %1").arg(QTest::currentDataTag());
+        const QStringList earlier = leftBehind(2, text);
+        const int before = m_store.requestCount(QStringLiteral("/posts"));
+        auto box = outbox(false);
+        QSignalSpy ready(box.get(), &TULOPostOutbox::ready);
+        QString own;
+        if (call == QLatin1String("enqueue") || call == QLatin1String("discard")) {
+            own = enqueue(*box, post(text + QStringLiteral(", own")));
+            QCOMPARE(keysOf(box->entries()), QStringList {own});
+        }
+        if (call == QLatin1String("discard"))
+            QVERIFY(box->discard(own));
+        if (call == QLatin1String("resume"))
+            box->resume(true);
+        if (call == QLatin1String("refresh")) {
+            auto other = outbox(false); // another process adds a post while this one reads
+            own = enqueue(*other, post(text + QStringLiteral(", other")));
+            other.reset();
+            box->refresh();
+        }
+        QVERIFY(!box->isReady());
+        QVERIFY(ready.wait(TULOOutboxWait));
+        if (delivered > 0) {
+            QTRY_VERIFY_WITH_TIMEOUT(box->entries().isEmpty(), TULOOutboxWait);
+            QCOMPARE(m_store.requestCount(QStringLiteral("/posts")) - before, delivered);
+            for (int i = 0; i < delivered; ++i)
+                QCOMPARE(storedWithText(QStringLiteral("%1 %2").arg(text).arg(i)), 1);
+            return;
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(box->entries().size(), entriesOnceRead, TULOOutboxWait);
+        QStringList expected = earlier;
+        if (call != QLatin1String("discard"))
+            expected << own;
+        QCOMPARE(keysOf(box->entries()), expected);
+        QCOMPARE(m_store.requestCount(QStringLiteral("/posts")), before);
     }
 
     void uploadsRunAFewAtATime_data()

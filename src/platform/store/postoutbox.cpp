@@ -24,7 +24,10 @@
 #include <QTimer>
 #include <QUuid>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <utility>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -101,7 +104,7 @@ TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
     m_refreshTimer->setInterval(TULOOutboxRefreshDelay);
     connect(m_refreshTimer, &QTimer::timeout, this, &TULOPostOutbox::refresh);
     TULOPrivateFiles::makeFolder(m_folder); // a failure shows when a post is put in
-    load();
+    // Watched before it is read, so that nothing changed in between goes unnoticed.
     m_watcher = new QFileSystemWatcher(QStringList {m_folder}, this);
     connect(m_watcher, &QFileSystemWatcher::directoryChanged, m_refreshTimer, [this] {
         if (!m_refreshTimer->isActive())
@@ -114,6 +117,11 @@ TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
                     resume(true);
             });
     }
+    // The disk thread's first task; the destructor waits for it, so `this` outlives it.
+    onDiskThread([this, folder = m_folder] {
+        const QList<TULOPostOutboxEntry> found = readFolder(folder);
+        QMetaObject::invokeMethod(this, [this, found] { didRead(found); }, Qt::QueuedConnection);
+    });
 }
 
 TULOPostOutbox::~TULOPostOutbox()
@@ -154,13 +162,12 @@ void TULOPostOutbox::setMaximumConcurrentUploads(int count)
     startQueued();
 }
 
-// The one full read of the folder.
-void TULOPostOutbox::load()
+QList<TULOPostOutboxEntry> TULOPostOutbox::readFolder(const QString &folder)
 {
     QList<TULOPostOutboxEntry> found;
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    for (const QString &name : Manifest::folderNames(m_folder)) {
-        const QString path = m_folder + QLatin1Char('/') + name;
+    for (const QString &name : Manifest::folderNames(folder)) {
+        const QString path = folder + QLatin1Char('/') + name;
         if (name.endsWith(QLatin1String(Manifest::PartialSuffix))) {
             // A post whose writing was cut short was never handed over: its originals are intact.
             // One still being written holds its lock.
@@ -185,14 +192,41 @@ void TULOPostOutbox::load()
     std::stable_sort(found.begin(), found.end(), [](const TULOPostOutboxEntry &a, const TULOPostOutboxEntry &b) {
         return a.created < b.created;
     });
-    for (const TULOPostOutboxEntry &e : std::as_const(found)) {
+    return found;
+}
+
+void TULOPostOutbox::didRead(const QList<TULOPostOutboxEntry> &found)
+{
+    // The posts written here meanwhile are known already; those that left must not come back.
+    QStringList read;
+    read.reserve(found.size());
+    for (const TULOPostOutboxEntry &e : found) {
+        if (m_index.contains(e.idempotencyKey) || m_goneBeforeReady.contains(e.idempotencyKey)
+            || m_leaving.contains(e.idempotencyKey))
+            continue;
         m_index.insert(e.idempotencyKey, e);
-        m_order.append(e.idempotencyKey);
+        read.append(e.idempotencyKey);
     }
+    QStringList order;
+    order.reserve(read.size() + m_order.size());
+    std::merge(read.cbegin(), read.cend(), m_order.cbegin(), m_order.cend(), std::back_inserter(order),
+        [this](const QString &a, const QString &b) { return m_index.constFind(a)->created < m_index.constFind(b)->created; });
+    m_order = std::move(order);
+    m_goneBeforeReady.clear();
+    m_ready = true;
+    Q_EMIT ready();
+    if (std::exchange(m_refreshWhenReady, false))
+        refresh();
+    if (const std::optional<bool> now = std::exchange(m_resumeWhenReady, std::nullopt))
+        resume(*now);
 }
 
 void TULOPostOutbox::refresh()
 {
+    if (!m_ready) {
+        m_refreshWhenReady = true;
+        return;
+    }
     const QStringList names = Manifest::folderNames(m_folder);
     const QSet<QString> present(names.cbegin(), names.cend());
     const QStringList known = m_order;
@@ -229,6 +263,8 @@ void TULOPostOutbox::remove(const QString &key)
 {
     if (!m_index.remove(key))
         return;
+    if (!m_ready)
+        m_goneBeforeReady.insert(key);
     m_order.removeOne(key);
     if (m_queued.remove(key))
         m_queue.removeOne(key);
@@ -439,6 +475,8 @@ bool TULOPostOutbox::retry(const QString &key, TULOError *error)
 
 void TULOPostOutbox::resume(bool now)
 {
+    if (!m_ready)
+        m_resumeWhenReady = now || m_resumeWhenReady.value_or(false);
     const QDateTime current = QDateTime::currentDateTimeUtc();
     for (const QString &key : std::as_const(m_order)) {
         const TULOPostOutboxEntry &e = m_index[key];

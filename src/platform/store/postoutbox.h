@@ -53,9 +53,10 @@ struct QUILLON_EXPORT TULOPostOutboxEntry
 //
 // Several processes may share one outbox folder: a post is sent only by the process holding
 // its lock (an flock on the post's folder, released by the kernel when a process dies), so no
-// upload runs twice. The manifests are read once into memory and kept current from this
-// process's own changes and from the folder's change notifications; a few uploads run at a
-// time, the others wait their turn.
+// upload runs twice. The manifests are read once into memory, on the outbox's disk thread so
+// that a long outbox does not hold up the main thread at start (ready() says when), and kept
+// current from this process's own changes and from the folder's change notifications; a few
+// uploads run at a time, the others wait their turn.
 // Lives on the main thread; every signal is emitted there.
 class QUILLON_EXPORT TULOPostOutbox : public QObject
 {
@@ -76,6 +77,11 @@ public:
     // is missing or the outbox cannot be written (a full disk); then nothing is left behind.
     QString enqueue(const TULOPostDescription &description, const QUrl &bagURL, const QString &accountName,
         TULOError *error = nullptr);
+
+    // True once the folder has been read (ready() was emitted). Until then entries() and
+    // entry() know only the posts this outbox wrote itself, retry() and discard() only those,
+    // and what resume() and refresh() ask for is done for the others once they are read.
+    bool isReady() const { return m_ready; }
 
     // Sends every pending post whose retry time has come; `now` ignores the backoff.
     void resume(bool now = false);
@@ -104,6 +110,9 @@ public:
     void refresh();
 
 Q_SIGNALS:
+    // The folder has been read and entries() holds every post; emitted once, after the
+    // constructor has returned. The posts found are announced here, not by postWasAdded.
+    void ready();
     // A post appeared (this process wrote it, or another did) or left the outbox (after
     // postDidFinish when it was delivered).
     void postWasAdded(const QString &idempotencyKey);
@@ -119,7 +128,10 @@ Q_SIGNALS:
     void postDidFail(const QString &idempotencyKey, const TULOError &error, bool willRetry);
 
 private:
-    void load();
+    // The one full read of the folder: what a crash left half-written goes, the posts are read.
+    // Any thread.
+    static QList<TULOPostOutboxEntry> readFolder(const QString &folder);
+    void didRead(const QList<TULOPostOutboxEntry> &found);
     void startQueued();
     void queue(const QString &key, bool first = false);
     void send(const QString &key);
@@ -154,4 +166,9 @@ private:
     int m_maximumUploads = 2;
     bool m_requestedOnly = false;
     QSet<QString> m_requested; // passed to retry()
+    bool m_ready = false;
+    // Asked for before the folder was read, done once it is.
+    std::optional<bool> m_resumeWhenReady; // resume(now)
+    bool m_refreshWhenReady = false;
+    QSet<QString> m_goneBeforeReady; // delivered or discarded: not taken back from the read
 };

@@ -6,6 +6,20 @@ TULOPostOutboxModel::TULOPostOutboxModel(TULOPostOutbox *outbox, QObject *parent
 {
     for (const TULOPostOutboxEntry &e : m_outbox->entries())
         m_rows.append(Row {e});
+    // The posts read at start arrive together: one reset rather than a row at a time.
+    connect(m_outbox, &TULOPostOutbox::ready, this, [this] {
+        QHash<QString, Row> before;
+        for (const Row &row : std::as_const(m_rows))
+            before.insert(row.entry.idempotencyKey, row);
+        beginResetModel();
+        m_rows.clear();
+        for (const TULOPostOutboxEntry &e : m_outbox->entries()) {
+            Row row = before.value(e.idempotencyKey, Row {e});
+            row.entry = e;
+            m_rows.append(row);
+        }
+        endResetModel();
+    });
     connect(m_outbox, &TULOPostOutbox::postWasAdded, this, [this](const QString &key) {
         const auto e = m_outbox->entry(key);
         if (!e || rowForKey(key) >= 0)

@@ -8,8 +8,9 @@
 
 // The outbox as a host shows it: one row per post waiting, oldest first, with its state,
 // attempts, last error, size, age and the progress of its upload; rows come and go as posts
-// are written, delivered or discarded, by this process or another. retry() and discard()
-// act on a row's post. Main thread; every signal arrives there.
+// are written, delivered or discarded, by this process or another (those the outbox finds at
+// start come with one model reset, once it has read its folder). retry() and discard() act on
+// a row's post. Main thread; every signal arrives there.
 class QUILLON_EXPORT TULOPostOutboxModel : public QAbstractListModel
 {
     Q_OBJECT
