@@ -802,8 +802,10 @@ private Q_SLOTS:
         QVERIFY(container->cancelButtonItem()->trigger());
         TULOAlertController *alert = TULOSettingsTestFixture::presentedAlert(container);
         QVERIFY(alert);
-        const QSize size = alert->preferredContentSize().expandedTo(QSize(300, 120));
-        const QImage image = TULOSaveScreenshot(alert, size, QStringLiteral("compositioncontainer"),
+        QTRY_VERIFY(!alert->isBeingPresented());
+        // The question where the user sees it: over the composer.
+        const QSize size(540, 620);
+        const QImage image = TULOSaveScreenshot(container, size, QStringLiteral("compositioncontainer"),
                                                 QStringLiteral("draft-question-%1").arg(QTest::currentDataTag()), scale);
         QApplication::setPalette(m_lightPalette);
         QVERIFY(!image.isNull());
