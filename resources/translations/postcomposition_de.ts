@@ -687,5 +687,33 @@
         <source>Tag suggestions</source>
         <translation>Vorschläge für Tags</translation>
     </message>
+    <message id="COMPOSE_DRAFT_ALERT_TITLE">
+        <source>Keep This Post as a Draft?</source>
+        <translation>Diesen Beitrag als Entwurf behalten?</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_ALERT_MESSAGE">
+        <source>The text and attachments come back the next time you write a post here.</source>
+        <translation>Text und Anhänge sind wieder da, wenn Sie hier das nächste Mal einen Beitrag schreiben.</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_KEEP_BUTTON">
+        <source>Keep Draft</source>
+        <translation>Entwurf behalten</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_DISCARD_BUTTON">
+        <source>Discard Draft</source>
+        <translation>Entwurf verwerfen</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_CONTINUE_BUTTON">
+        <source>Continue Writing</source>
+        <translation>Weiterschreiben</translation>
+    </message>
+    <message id="UPLOAD_STATUS_NOT_PREPARED">
+        <source>The post could not be prepared.</source>
+        <translation>Der Beitrag konnte nicht vorbereitet werden.</translation>
+    </message>
+    <message id="UPLOAD_STATUS_STOPPED_WHILE_PREPARING">
+        <source>The application had to stop before the post was ready. It is kept as a draft.</source>
+        <translation>Das Programm musste beendet werden, bevor der Beitrag fertig war. Er ist als Entwurf erhalten.</translation>
+    </message>
 </context>
 </TS>

@@ -687,5 +687,33 @@
         <source>Tag suggestions</source>
         <translation>Tag suggestions</translation>
     </message>
+    <message id="COMPOSE_DRAFT_ALERT_TITLE">
+        <source>Keep This Post as a Draft?</source>
+        <translation>Keep This Post as a Draft?</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_ALERT_MESSAGE">
+        <source>The text and attachments come back the next time you write a post here.</source>
+        <translation>The text and attachments come back the next time you write a post here.</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_KEEP_BUTTON">
+        <source>Keep Draft</source>
+        <translation>Keep Draft</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_DISCARD_BUTTON">
+        <source>Discard Draft</source>
+        <translation>Discard Draft</translation>
+    </message>
+    <message id="COMPOSE_DRAFT_CONTINUE_BUTTON">
+        <source>Continue Writing</source>
+        <translation>Continue Writing</translation>
+    </message>
+    <message id="UPLOAD_STATUS_NOT_PREPARED">
+        <source>The post could not be prepared.</source>
+        <translation>The post could not be prepared.</translation>
+    </message>
+    <message id="UPLOAD_STATUS_STOPPED_WHILE_PREPARING">
+        <source>The application had to stop before the post was ready. It is kept as a draft.</source>
+        <translation>The application had to stop before the post was ready. It is kept as a draft.</translation>
+    </message>
 </context>
 </TS>

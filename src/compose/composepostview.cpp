@@ -5,6 +5,7 @@
 #include <Quillon/compose/attachmentpreviewview.h>
 #include <Quillon/compose/tagtokentextattachment.h>
 #include <Quillon/compose/tokentextview.h>
+#include <Quillon/core/tagtokenformat.h>
 #include <Quillon/platform/dispatch.h>
 #include <Quillon/platform/localization.h>
 #include <Quillon/platform/ui/keyboardnotifier.h>
@@ -156,6 +157,23 @@ TULOComposePostView::~TULOComposePostView()
 QString TULOComposePostView::text() const
 {
     return m_textView->textWithResolvedTokenStrings();
+}
+
+void TULOComposePostView::setText(const QString &text)
+{
+    m_textView->setAttributedText(QTextDocumentFragment());
+    m_textView->document()->setUndoRedoEnabled(false);
+    qsizetype written = 0;
+    for (const TULOTagTokenMatch &token : TULOTagTokensInString(text)) {
+        m_textView->insertPlainText(text.mid(written, token.start - written));
+        // The text after the token has its own space, so the token gets none.
+        m_textView->replaceTextInRange({m_textView->textLength(), 0},
+                                       std::make_shared<TULOTagTokenTextAttachment>(token.tag), QString());
+        written = token.start + token.length;
+    }
+    m_textView->insertPlainText(text.mid(written));
+    m_textView->document()->setUndoRedoEnabled(true);
+    textViewDidChange(m_textView);
 }
 
 QString TULOComposePostView::tagForSelectedRange() const

@@ -89,6 +89,9 @@ public:
     TULOTokenTextView *textView() const { return m_textView; }
     // The text with tag tokens written out in the token format.
     QString text() const;
+    // Replaces the text; tokens written out in the token format become tokens again. Not an
+    // edit the user can undo.
+    void setText(const QString &text);
     QString tagForSelectedRange() const;
     void insertTag(const TULOTag &tag);
     bool becomeFirstResponder();

@@ -148,6 +148,61 @@ bool TULOComposePostViewController::isContentComplete() const
     return m_contentComplete;
 }
 
+// Drafts
+
+TULOCompositionDraft TULOComposePostViewController::compositionDraft() const
+{
+    TULOCompositionDraft draft;
+    draft.text = m_composeView ? m_composeView->text() : QString();
+    draft.attachments = m_attachments;
+    if (const TULOAttachmentPtr soundBite = getSoundBite())
+        draft.attachments.append(soundBite);
+    if (m_selectedAuthor)
+        draft.authorIdentifier = m_selectedAuthor->identifier();
+    if (m_attributionAuthor)
+        draft.attributionAuthorIdentifier = m_attributionAuthor->identifier();
+    for (const TULOSocialService &service : enabledExternalServices())
+        draft.enabledServiceIdentifiers.append(service.identifier());
+    return draft;
+}
+
+void TULOComposePostViewController::restoreCompositionDraft(const TULOCompositionDraft &draft)
+{
+    // The author first: the attribution offered and the account store follow from it.
+    for (const TULOPostAuthor &author : m_configuration.authorsForSharing()) {
+        if (author.identifier() == draft.authorIdentifier) {
+            if (!m_selectedAuthor || !(*m_selectedAuthor == author))
+                setSelectedAuthor(author);
+            break;
+        }
+    }
+    std::optional<TULOPostAuthor> attribution;
+    if (!draft.attributionAuthorIdentifier.isEmpty() && m_selectedAuthor) {
+        // The same choices the attribution screen offers.
+        QList<TULOPostAuthor> offered{*m_selectedAuthor};
+        const std::optional<TULOPostAuthor> active = m_configuration.authorForActiveAccount();
+        if (active && m_selectedAuthor->hasPermission(TULOAuthorPermissionShareWithAttribution))
+            offered.append(*active);
+        attribution = m_attributionAuthor;
+        for (const TULOPostAuthor &author : offered)
+            if (author.identifier() == draft.attributionAuthorIdentifier)
+                attribution = author;
+    }
+    setAttributionAuthor(attribution);
+    if (m_accountStore) {
+        for (const TULOSocialService &service : socialServices(m_configuration.allowedExternalServices())) {
+            const bool wanted = draft.enabledServiceIdentifiers.contains(service.identifier());
+            if (m_accountStore->isAccountEnabledForServiceIdentifier(service.identifier()) != wanted)
+                m_accountStore->setAccountEnabled(wanted, service.identifier());
+        }
+    }
+    composeView()->setText(draft.text);
+    for (const TULOAttachmentPtr &attachment : draft.attachments)
+        if (attachment)
+            m_attachments.append(attachment);
+    reloadAttachmentUI();
+}
+
 // Authors and attribution
 
 std::optional<TULOPostAuthor>
@@ -176,6 +231,7 @@ void TULOComposePostViewController::setSelectedAuthor(const TULOPostAuthor &auth
         m_composeView->setAllowedCharacterCount(allowedCharacterCount());
         m_composeView->setFooterViews(footerViews());
     }
+    Q_EMIT compositionDidChange();
 }
 
 void TULOComposePostViewController::setAttributionAuthor(const std::optional<TULOPostAuthor> &author)
@@ -183,6 +239,7 @@ void TULOComposePostViewController::setAttributionAuthor(const std::optional<TUL
     m_attributionAuthor = author;
     if (m_composeView)
         m_composeView->setFooterViews(footerViews());
+    Q_EMIT compositionDidChange();
 }
 
 QList<TULOSocialService> TULOComposePostViewController::enabledExternalServices() const
@@ -231,6 +288,7 @@ void TULOComposePostViewController::updatePostButton()
     m_contentComplete = complete;
     if (auto *delegate = m_delegate.get())
         delegate->composePostViewControllerContentDidChange(this, complete);
+    Q_EMIT compositionDidChange();
 }
 
 qint64 TULOComposePostViewController::attachmentCount() const
@@ -592,6 +650,7 @@ void TULOComposePostViewController::socialAccountStoreDidChange()
     if (m_composeView)
         m_composeView->setAllowedCharacterCount(allowedCharacterCount());
     reloadExternalServicesButton();
+    Q_EMIT compositionDidChange();
 }
 
 // Actions

@@ -5,6 +5,7 @@
 #include <Quillon/compose/authorview.h>
 #include <Quillon/compose/composelabelvaluebutton.h>
 #include <Quillon/compose/composepostview.h>
+#include <Quillon/compose/draftstore.h>
 #include <Quillon/compose/taglistviewcontroller.h>
 #include <Quillon/core/attachment.h>
 #include <Quillon/core/configuration.h>
@@ -109,6 +110,14 @@ public:
     // Whether the post may be sent now (as last told to the delegate).
     bool isContentComplete() const;
 
+    // The composition as a value, to keep as a draft: the text with its tokens written out, the
+    // attachments (a finished sound bite last), the author, the attribution and the services.
+    TULOCompositionDraft compositionDraft() const;
+    // Takes a draft back: author, attribution and services as far as the configuration still
+    // offers them, the text with its tokens, the attachments in order after any already here
+    // (no properties editor opens). compositionDidChange() follows.
+    void restoreCompositionDraft(const TULOCompositionDraft &draft);
+
     // TULOComposePostViewDelegate
     void composePostViewTextDidChange(TULOComposePostView *view) override;
     void composePostViewTextSelectionDidChange(TULOComposePostView *view) override;
@@ -135,6 +144,10 @@ public:
                                                          const TULOAttachmentPtr &attachment) override;
     // TULOTagListViewControllerDelegate
     void tagListDidSelectTag(TULOTagListViewController *tagList, const TULOTag &tag) override;
+
+Q_SIGNALS:
+    // Anything compositionDraft() holds changed: text, attachments, author, attribution, services.
+    void compositionDidChange();
 
 protected:
     void loadView() override;

@@ -7,6 +7,8 @@
 #include <Quillon/platform/store/backgroundtask.h>
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postrequest.h>
+#include <Quillon/platform/ui/alertaction.h>
+#include <Quillon/platform/ui/alertcontroller.h>
 #include <Quillon/platform/ui/barbuttonitem.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
 #include <Quillon/platform/ui/navigationitem.h>
@@ -59,6 +61,8 @@ TULOCompositionContainerViewController::TULOCompositionContainerViewController(c
 
 TULOCompositionContainerViewController::~TULOCompositionContainerViewController()
 {
+    // Closed without Cancel or Post (the host let it go): what was written stays a draft.
+    saveDraftNow();
     for (TULOBarButtonItem *button : {m_cancelButtonItem.data(), m_shareButtonItem.data()})
         if (button)
             button->setTarget(nullptr);
@@ -103,8 +107,10 @@ void TULOCompositionContainerViewController::loadView()
         reloadNavigationItemForViewController(root, false);
         m_navigationController = new TULONavigationController(root);
         addChildViewController(m_navigationController);
-        if (root == m_composePostViewController)
+        if (root == m_composePostViewController) {
+            restoreDraft();
             addPendingAttachments();
+        }
     }
     QWidget *navigationView = m_navigationController->view();
     navigationView->setParent(view);
@@ -134,6 +140,12 @@ void TULOCompositionContainerViewController::viewWillAppear(bool animated)
         operationQueue()->addOperation(m_loadConfigurationOperation);
     }
     TULOStoreViewController::viewWillAppear(animated);
+}
+
+void TULOCompositionContainerViewController::viewDidDisappear(bool animated)
+{
+    TULOStoreViewController::viewDidDisappear(animated);
+    saveDraftNow();
 }
 
 std::shared_ptr<TULOLoadConfigurationOperation> TULOCompositionContainerViewController::newLoadConfigurationOperation()
@@ -166,6 +178,7 @@ void TULOCompositionContainerViewController::finishLoadWithConfiguration(
         TULOComposePostViewController *composer = editor();
         reloadNavigationItemForViewController(composer, false);
         m_navigationController->setViewControllers({composer}, false);
+        restoreDraft();
         addPendingAttachments();
     }
 }
@@ -228,6 +241,85 @@ void TULOCompositionContainerViewController::addPendingAttachments()
     m_composePostViewController->addAttachments(attachments, true);
 }
 
+TULODraftStore *TULOCompositionContainerViewController::draftStore() const
+{
+    return m_draftStore ? m_draftStore.data() : TULODraftStore::defaultStore();
+}
+
+void TULOCompositionContainerViewController::restoreDraft()
+{
+    TULOComposePostViewController *composer = m_composePostViewController;
+    if (!composer || m_draftState != DraftNotOpened)
+        return;
+    // Keyed by who writes (the signed-in account's author), not by the author posted as, which
+    // is part of the draft and may change while writing.
+    const std::optional<TULOPostAuthor> writer = m_configuration->authorForActiveAccount();
+    const std::optional<TULOPostAuthor> selected = composer->selectedAuthor();
+    const std::optional<TULOStoreItem> item = m_configuration->item();
+    m_draftKey = TULODraftKey{writer ? writer->identifier() : selected ? selected->identifier() : QString(),
+                              item ? item->itemIdentifier() : QString()};
+    TULOError error;
+    const std::optional<TULOCompositionDraft> draft = draftStore()->load(*m_draftKey, &error);
+    if (!error.isNull()) {
+        m_draftState = DraftUnreadable;
+        return;
+    }
+    if (draft)
+        composer->restoreCompositionDraft(*draft);
+    m_draftState = DraftOpen;
+    connect(composer, &TULOComposePostViewController::compositionDidChange, this,
+            &TULOCompositionContainerViewController::saveDraftLater);
+}
+
+void TULOCompositionContainerViewController::saveDraftLater()
+{
+    if (m_draftState == DraftOpen && m_composePostViewController)
+        draftStore()->scheduleSave(*m_draftKey, m_composePostViewController->compositionDraft());
+}
+
+void TULOCompositionContainerViewController::saveDraftNow()
+{
+    if (m_draftState == DraftOpen && m_composePostViewController)
+        draftStore()->save(*m_draftKey, m_composePostViewController->compositionDraft());
+}
+
+void TULOCompositionContainerViewController::closeDraft(bool keep)
+{
+    if (m_draftState != DraftOpen)
+        return;
+    if (keep)
+        saveDraftNow();
+    else
+        draftStore()->discard(*m_draftKey);
+    m_draftState = DraftClosed;
+}
+
+void TULOCompositionContainerViewController::askToKeepDraft()
+{
+    auto *alert = new TULOAlertController(localizedString(QStringLiteral("COMPOSE_DRAFT_ALERT_TITLE")),
+                                          localizedString(QStringLiteral("COMPOSE_DRAFT_ALERT_MESSAGE")),
+                                          TULOAlertControllerStyleAlert);
+    QPointer<TULOCompositionContainerViewController> self(this);
+    const auto closing = [self](bool keep) {
+        return [self, keep](TULOAlertAction *) {
+            if (!self)
+                return;
+            self->closeDraft(keep);
+            self->dismissWithResult(TULOComposePostResultCancelled);
+        };
+    };
+    auto *keep = TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("COMPOSE_DRAFT_KEEP_BUTTON")),
+                                                  TULOAlertActionStyleDefault, closing(true));
+    alert->addAction(keep);
+    alert->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("COMPOSE_DRAFT_DISCARD_BUTTON")),
+                                                      TULOAlertActionStyleDestructive, closing(false)));
+    // Escape on the question goes back to writing.
+    alert->addAction(TULOAlertAction::actionWithTitle(localizedString(QStringLiteral("COMPOSE_DRAFT_CONTINUE_BUTTON")),
+                                                      TULOAlertActionStyleCancel));
+    alert->setPreferredAction(keep);
+    presentViewController(alert, true);
+}
+
 void TULOCompositionContainerViewController::composePostViewControllerContentDidChange(
     TULOComposePostViewController *controller, bool canPost)
 {
@@ -238,19 +330,49 @@ void TULOCompositionContainerViewController::composePostViewControllerContentDid
 
 void TULOCompositionContainerViewController::cancelButtonAction()
 {
+    if (m_draftState == DraftOpen && m_composePostViewController
+        && !m_composePostViewController->compositionDraft().isEmpty()) {
+        askToKeepDraft();
+        return;
+    }
+    // Nothing written: nothing to keep.
+    closeDraft(false);
     dismissWithResult(TULOComposePostResultCancelled);
 }
 
 void TULOCompositionContainerViewController::shareButtonAction()
 {
-    const TULOBackgroundTask::Identifier task = TULOBackgroundTask::begin(QLatin1String(TULOShareBackgroundTaskName));
     std::shared_ptr<TULOUploadStatus> status = m_uploadStatus;
+    const auto statusError = [](const QString &description) {
+        return TULOError(TULOUploadStatusErrorDomain, TULOUploadStatusErrorPreparationFailed,
+                         {{QLatin1String(TULOLocalizedDescriptionKey), description}});
+    };
+    // The process must stop before the post reached the outbox: the draft still holds it.
+    const TULOError stopped = statusError(localizedString(QStringLiteral("UPLOAD_STATUS_STOPPED_WHILE_PREPARING")));
+    const TULOBackgroundTask::Identifier task = TULOBackgroundTask::begin(
+        QLatin1String(TULOShareBackgroundTaskName), [follower = QPointer<TULOUploadStatus>(status.get()), stopped] {
+            // Ends the invalid task, not the one begun: the preparation's block ends that one.
+            TULOBackgroundTask::end(TULOBackgroundTask::Invalid);
+            if (follower && follower->state() == TULOUploadStatus::Preparing)
+                follower->failPreparing(stopped);
+        });
     QPointer<TULOPostOutbox> outbox = m_outbox ? m_outbox.data() : TULOPostOutbox::defaultOutbox();
     const TULOClientContext context = clientContext() ? *clientContext() : TULOClientContext::defaultContext();
+    const TULOError unprepared = statusError(localizedString(QStringLiteral("UPLOAD_STATUS_NOT_PREPARED")));
+    // The draft is written as it stands and goes only once the outbox holds the post.
+    QPointer<TULODraftStore> drafts;
+    std::optional<TULODraftKey> draftKey;
+    if (m_draftState == DraftOpen) {
+        saveDraftNow();
+        drafts = draftStore();
+        draftKey = m_draftKey;
+        m_draftState = DraftClosed;
+    }
     status->beginPreparing();
     if (TULOComposePostViewController *composer = editor()) {
         composer->getPostDescriptionUsingBlock(
-            [task, status, outbox, context](const std::optional<TULOPostDescription> &description, const TULOError &error) {
+            [task, status, outbox, context, unprepared, drafts, draftKey](const std::optional<TULOPostDescription> &description,
+                                                                        const TULOError &error) {
                 if (description && outbox) {
                     auto *request = new TULOPostRequest(*description);
                     request->setOutbox(outbox);
@@ -263,12 +385,10 @@ void TULOCompositionContainerViewController::shareButtonAction()
                             follower->finishUpload(postURL, uploadError);
                     });
                     status->startUpload(request, outbox);
+                    if (drafts && draftKey)
+                        drafts->discardPosted(*draftKey, outbox, request->idempotencyKey());
                 } else {
-                    status->failPreparing(error.isNull()
-                                              ? TULOError(TULOUploadStatusErrorDomain, TULOUploadStatusErrorPreparationFailed,
-                                                          {{QLatin1String(TULOLocalizedDescriptionKey),
-                                                            TULOUploadStatus::tr("The post could not be prepared.")}})
-                                              : error);
+                    status->failPreparing(error.isNull() ? unprepared : error);
                 }
                 TULOBackgroundTask::end(task);
             });

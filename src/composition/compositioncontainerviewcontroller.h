@@ -28,6 +28,11 @@ class TULOLoadConfigurationOperation;
 // Post hands the prepared post to the outbox and tells the delegate at once, without waiting
 // for the upload, which the host may follow through uploadStatus().
 //
+// The composition is kept as a draft (see TULODraftStore) under the signed-in account's author
+// and the item: written within a second of every change and when the container closes, put back
+// when a container opens again for the same author and item. Cancel asks whether to keep a
+// non-empty draft; Post removes it once the outbox holds the post.
+//
 // Presented as a window-modal form sheet; Escape cancels and Ctrl+Return posts when Post is
 // enabled. GUI thread only.
 class QUILLON_EXPORT TULOCompositionContainerViewController : public TULOStoreViewController,
@@ -62,6 +67,12 @@ public:
     std::shared_ptr<TULOUploadStatus> uploadStatus() const { return m_uploadStatus; }
     // The outbox posts go to; by default the application's.
     void setOutbox(TULOPostOutbox *outbox) { m_outbox = outbox; }
+    // Where the composition is kept as a draft; by default the application's. Set it before the
+    // editor exists.
+    TULODraftStore *draftStore() const;
+    void setDraftStore(TULODraftStore *store) { m_draftStore = store; }
+    // The draft this composition is kept under; nullopt until the editor exists.
+    std::optional<TULODraftKey> draftKey() const { return m_draftKey; }
 
     // The editor, once a configuration exists; null before.
     TULOComposePostViewController *composePostViewController() { return editor(); }
@@ -78,6 +89,7 @@ public:
 protected:
     void loadView() override;
     void viewWillAppear(bool animated) override;
+    void viewDidDisappear(bool animated) override;
     QSize preferredContentSize() const override;
 
     // Makes the configuration load; the tests give one of their own.
@@ -93,6 +105,12 @@ private:
     TULOStoreViewController *newLoadingViewController();
     void reloadNavigationItemForViewController(TULOViewController *controller, bool animated);
     void addPendingAttachments();
+    // Drafts: put back once the editor shows, written as it changes, closed by Cancel or Post.
+    void restoreDraft();
+    void saveDraftLater();
+    void saveDraftNow();
+    void closeDraft(bool keep);
+    void askToKeepDraft();
     void dismissWithResult(TULOComposePostResult result);
     void sendLoadDidFailWithError(const TULOError &error);
     // Sends a finishing message; a delegate that does not answer it leaves the container to
@@ -112,4 +130,13 @@ private:
     std::optional<TULOStoreItem> m_item;
     std::shared_ptr<TULOUploadStatus> m_uploadStatus;
     QPointer<TULOPostOutbox> m_outbox;
+    enum DraftState {
+        DraftNotOpened,
+        DraftOpen,
+        DraftUnreadable, // an earlier draft that cannot be read is left as it is
+        DraftClosed,
+    };
+    DraftState m_draftState = DraftNotOpened;
+    QPointer<TULODraftStore> m_draftStore;
+    std::optional<TULODraftKey> m_draftKey;
 };

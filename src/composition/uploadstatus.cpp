@@ -3,6 +3,8 @@
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postrequest.h>
 
+#include <utility>
+
 
 TULOUploadStatus::TULOUploadStatus(QObject *parent)
     : QObject(parent)
@@ -37,6 +39,8 @@ void TULOUploadStatus::startUpload(TULOPostRequest *request, TULOPostOutbox *out
     m_key = request->idempotencyKey();
     setState(Uploading);
     connect(request, &TULOPostRequest::uploadProgress, this, [this](qint64 sent, qint64 total) {
+        if (m_state != Uploading)
+            return;
         m_bytesSent = sent;
         m_bytesTotal = total;
         Q_EMIT progress(sent, total);
@@ -49,6 +53,15 @@ void TULOUploadStatus::startUpload(TULOPostRequest *request, TULOPostOutbox *out
         m_bytesSent = sent;
         m_bytesTotal = total;
         Q_EMIT progress(sent, total);
+    });
+    // The process must stop mid-upload; should it go on after all, the next attempt says so.
+    connect(outbox, &TULOPostOutbox::postWasInterrupted, this, [this](const QString &key) {
+        if (key == m_key && m_state == Uploading)
+            setState(Queued);
+    });
+    connect(outbox, &TULOPostOutbox::postWillSend, this, [this](const QString &key) {
+        if (key == m_key && m_state == Queued)
+            setState(Uploading);
     });
     connect(outbox, &TULOPostOutbox::postDidFinish, this, [this](const QString &key, const QUrl &url) {
         if (key == m_key)
@@ -76,19 +89,18 @@ void TULOUploadStatus::finish(const QUrl &url, const TULOError &error)
     }
 }
 
-bool TULOUploadStatus::retry()
+bool TULOUploadStatus::retry(TULOError *error)
 {
-    if (m_state != Failed || m_key.isEmpty() || !m_outbox)
+    if (m_state != Failed || m_key.isEmpty() || !m_outbox || !m_outbox->entry(m_key))
         return false;
-    const QList<TULOPostOutboxEntry> entries = m_outbox->entries();
-    const bool queued = std::any_of(entries.begin(), entries.end(),
-                                    [this](const TULOPostOutboxEntry &entry) { return entry.idempotencyKey == m_key; });
-    if (!queued)
-        return false;
-    m_error = TULOError();
+    // Uploading before the outbox starts: the attempt may report at once.
+    const TULOError previous = std::exchange(m_error, TULOError());
     setState(Uploading);
-    m_outbox->resume(true);
-    return true;
+    if (m_outbox->retry(m_key, error))
+        return true;
+    m_error = previous;
+    setState(Failed);
+    return false;
 }
 
 bool TULOUploadStatus::discard(TULOError *error)

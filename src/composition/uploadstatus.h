@@ -8,10 +8,11 @@
 #include <QString>
 #include <QUrl>
 
-// Errors of the upload status itself: the post could not be prepared (an attachment
-// that gave no file, with no error of its own).
+// Errors of the upload status itself.
 inline constexpr TULOErrorDomainName TULOUploadStatusErrorDomain{"com.vantor.Quillon.UploadStatus"};
 enum TULOUploadStatusErrorCode : qint64 {
+    // The post could not be prepared: an attachment gave no file, with no error of its own, or
+    // the application had to stop first (the composition is then still a draft).
     TULOUploadStatusErrorPreparationFailed = 1,
 };
 
@@ -32,6 +33,8 @@ public:
         Uploading, // in the outbox, being sent (or waiting to be sent again)
         Posted,    // the store has the post: postURL()
         Failed,    // error() tells why; retry() or discard()
+        Queued,    // the application had to stop while it was sent: it waits in the outbox and
+                   // goes when the outbox resumes (the next start at the latest)
     };
     Q_ENUM(State)
 
@@ -46,8 +49,9 @@ public:
     // The outbox's key of the post; null until the upload started.
     QString idempotencyKey() const { return m_key; }
 
-    // Sends a failed post again at once; false when there is nothing in the outbox to send.
-    bool retry();
+    // Sends this failed post again at once (other posts waiting in the outbox keep their turn);
+    // false when it is not in the outbox, with the outbox's error when it cannot be sent.
+    bool retry(TULOError *error = nullptr);
     // Gives a failed post up and deletes its files; false when it cannot be removed.
     bool discard(TULOError *error = nullptr);
 

@@ -17,3 +17,15 @@ QUILLON_EXPORT const QRegularExpression &TULOTagTokenRegularExpression();
 
 // `text` with every token the reader matches replaced by its name.
 QUILLON_EXPORT QString TULOStringByReplacingTagTokensWithNames(const QString &text);
+
+// A token written out in a text, where it stands.
+struct QUILLON_EXPORT TULOTagTokenMatch
+{
+    qsizetype start = 0;
+    qsizetype length = 0;
+    TULOTag tag;
+};
+
+// The tokens in `text` as TULOTagTokenString writes them (nil fields left out, escaped quotes in
+// the name), in order: the way back from text to tokens.
+QUILLON_EXPORT QList<TULOTagTokenMatch> TULOTagTokensInString(const QString &text);

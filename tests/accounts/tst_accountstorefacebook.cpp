@@ -111,14 +111,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("errorDomain");
         QTest::addColumn<int>("errorCode");
         QTest::addColumn<int>("registrations");
-        QTest::newRow("signed in") << QStringLiteral("login") << true << TULOErrorDomain << 8 << 1;
+        QTest::newRow("signed in") << QStringLiteral("login") << true << QString(TULOErrorDomain) << 8 << 1;
         QTest::newRow("registration refused by the store")
-            << QStringLiteral("refused") << false << TULOStoreErrorDomain << 100 << 1;
+            << QStringLiteral("refused") << false << QString(TULOStoreErrorDomain) << 100 << 1;
         QTest::newRow("declined in the dialog") << QStringLiteral("decline") << false
-                                                << TULOFacebookAuthenticationErrorDomain
+                                                << QString(TULOFacebookAuthenticationErrorDomain)
                                                 << int(TULOFacebookAuthenticationErrorNoCode) << 0;
         QTest::newRow("cancelled") << QStringLiteral("cancel") << false
-                                   << TULOFacebookAuthenticationErrorDomain
+                                   << QString(TULOFacebookAuthenticationErrorDomain)
                                    << int(TULOFacebookAuthenticationErrorCancelled) << 0;
     }
     void signIn()

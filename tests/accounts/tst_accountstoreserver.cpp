@@ -238,10 +238,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("errorDomain");
         QTest::addColumn<int>("errorCode");
         QTest::newRow("facebook is not verified by password")
-            << facebook << TULOSandboxSocial::twitterPassword() << false << TULOErrorDomain << 7;
+            << facebook << TULOSandboxSocial::twitterPassword() << false << QString(TULOErrorDomain) << 7;
         QTest::newRow("twitter, right password") << twitter << TULOSandboxSocial::twitterPassword() << true << QString() << 0;
         QTest::newRow("twitter, empty password")
-            << twitter << QString() << false << TULOSystemAccountStoreErrorDomain << 3;
+            << twitter << QString() << false << QString(TULOSystemAccountStoreErrorDomain) << 3;
     }
     void verifyUserName()
     {

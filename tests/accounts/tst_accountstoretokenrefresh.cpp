@@ -47,7 +47,7 @@ private Q_SLOTS:
         const QString good = TULOSandboxSocial::twitterPassword();
         QTest::newRow("linked, store made for the author") << good << false << QString() << 0;
         QTest::newRow("linked, the screen's store") << good << true << QString() << 0;
-        QTest::newRow("nothing linked") << QString() << false << TULOErrorDomain << 3;
+        QTest::newRow("nothing linked") << QString() << false << QString(TULOErrorDomain) << 3;
         QTest::newRow("password changed at the service")
             << QStringLiteral("outdated") << true << QStringLiteral("any") << -1;
     }

@@ -136,7 +136,7 @@ private Q_SLOTS:
         QTest::newRow("no services") << QStringList() << false << good << false << false << 0 << QString() << qint64(0);
         QTest::newRow("no twitter account") << QStringList{twitter} << false << good << false << false << -1 << ours << qint64(3);
         QTest::newRow("stored password no longer right") << QStringList{twitter} << true << QStringLiteral("changed") << false << false << -1
-                                                         << TULONetworkErrorDomain
+                                                         << QString(TULONetworkErrorDomain)
                                                          << qint64(QNetworkReply::AuthenticationRequiredError);
         QTest::newRow("store refuses the tokens") << QStringList{twitter} << true << good << false << true << -1 << store
                                                   << qint64(TULOStoreErrorRequestFailed);

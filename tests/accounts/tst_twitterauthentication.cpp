@@ -80,14 +80,14 @@ private Q_SLOTS:
             << qint64(QNetworkReply::AuthenticationRequiredError) << QString() << 1;
         QTest::newRow("login needs verification")
             << TULOSandboxSocial::twitterVerificationUserName() << TULOSandboxSocial::twitterPassword() << QString()
-            << TULOTwitterErrorDomain << qint64(231) << QStringLiteral("User must verify login") << 1;
+            << QString(TULOTwitterErrorDomain) << qint64(231) << QStringLiteral("User must verify login") << 1;
         QTest::newRow("signature with another consumer secret")
             << TULOSandboxSocial::twitterUserName() << TULOSandboxSocial::twitterPassword() << QStringLiteral("not the secret")
             << network << qint64(QNetworkReply::AuthenticationRequiredError) << QString() << 1;
         QTest::newRow("empty user name") << QString() << QStringLiteral("secret") << QString()
-                                         << TULOSystemAccountStoreErrorDomain << qint64(3) << QString() << 0;
+                                         << QString(TULOSystemAccountStoreErrorDomain) << qint64(3) << QString() << 0;
         QTest::newRow("empty password") << TULOSandboxSocial::twitterUserName() << QString() << QString()
-                                        << TULOSystemAccountStoreErrorDomain << qint64(3) << QString() << 0;
+                                        << QString(TULOSystemAccountStoreErrorDomain) << qint64(3) << QString() << 0;
     }
     void refusals()
     {

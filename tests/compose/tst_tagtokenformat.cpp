@@ -87,6 +87,47 @@ private Q_SLOTS:
         }
     }
 
+    // Text back to tokens, as a draft is restored: every field as written, nil staying nil.
+    void reader_data()
+    {
+        QTest::addColumn<QString>("entityType");
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("readable");
+
+        QTest::newRow("all fields") << "artist" << "7" << "Ann" << true;
+        QTest::newRow("nil name") << "artist" << "7" << QString() << true;
+        QTest::newRow("empty name") << "artist" << "7" << QString(0, QChar()) << true;
+        QTest::newRow("nil entity type and identifier") << QString() << QString() << "Ann" << true;
+        QTest::newRow("escaped quotes") << "album" << "3" << "The \"Best\" \"Of\"" << true;
+        QTest::newRow("backslash and brace in the name") << "artist" << "1" << "x\\y:z}" << true;
+        QTest::newRow("colon in the type stays text") << "a:b" << "1" << "Ann" << false;
+    }
+    void reader()
+    {
+        QFETCH(QString, entityType);
+        QFETCH(QString, identifier);
+        QFETCH(QString, name);
+        QFETCH(bool, readable);
+        const QString token = TULOTagTokenString(makeTag(entityType, identifier, name));
+        const QString before = QStringLiteral("Zürich @ {x} with ");
+        const QList<TULOTagTokenMatch> found = TULOTagTokensInString(before + token + QStringLiteral(" and @{artist:2:\"B\"}"));
+        QCOMPARE(found.size(), readable ? 2 : 1);
+        QCOMPARE(found.constLast().tag.name(), QStringLiteral("B"));
+        if (!readable)
+            return;
+        const TULOTagTokenMatch &first = found.constFirst();
+        QCOMPARE(first.start, before.size());
+        QCOMPARE(first.length, token.size());
+        QCOMPARE(first.tag.entityType(), entityType);
+        QCOMPARE(first.tag.entityType().isNull(), entityType.isNull());
+        QCOMPARE(first.tag.identifier(), identifier);
+        QCOMPARE(first.tag.name(), name);
+        QCOMPARE(first.tag.name().isNull(), name.isNull());
+        // Written again, the same token.
+        QCOMPARE(TULOTagTokenString(first.tag), token);
+    }
+
     void replacesEveryToken()
     {
         const QString text = TULOTagTokenString(makeTag("artist", "123", "Name")) + QStringLiteral(" hi ")

@@ -4,7 +4,9 @@
 #include "support/screenshotsupport.h"
 #include "support/testsupport.h"
 
+#include <Quillon/compose/draftstore.h>
 #include <Quillon/composition/compositioncontainerviewcontroller.h>
+#include <Quillon/platform/store/backgroundtask.h>
 #include <Quillon/core/loadconfigurationoperation.h>
 #include <Quillon/compose/authorview.h>
 #include <Quillon/compose/tokentextview.h>
@@ -21,7 +23,10 @@
 #include <Quillon/platform/ui/window.h>
 
 #include <QApplication>
+#include <QDir>
 #include <QJsonArray>
+#include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QPushButton>
 #include <QTest>
 
@@ -107,6 +112,55 @@ TULOStoreItem itemNamed(const QString &name)
     return item;
 }
 
+// Written as `writer` (the signed-in account's author), who may also post as the band.
+TULOConfiguration writerConfiguration(const QString &writer, const QString &itemIdentifier)
+{
+    const TULOPostAuthor self = TULOTestAuthor(writer, writer.toUpper());
+    TULOConfiguration configuration =
+        TULOTestConfiguration({self, TULOTestAuthor(QStringLiteral("band"), QStringLiteral("The Band"))});
+    configuration.setAuthorForActiveAccount(self);
+    if (!itemIdentifier.isEmpty()) {
+        TULOStoreItem item = itemNamed(QStringLiteral("Item ") + itemIdentifier);
+        item.setItemIdentifier(itemIdentifier);
+        configuration.setItem(item);
+    }
+    return configuration;
+}
+
+// The one author the sandbox lets the demo account post as.
+TULOConfiguration sandboxArtist()
+{
+    return TULOTestConfiguration({TULOTestAuthor(TULOSandboxStore::demoArtistIdentifier(), QStringLiteral("Dana Demo"))});
+}
+
+TULOAttachmentPtr titledImage(const QString &title, Qt::GlobalColor color)
+{
+    TULOAttachmentPtr image = TULOTestImageAttachment(color);
+    image->setTitle(title);
+    return image;
+}
+
+int tokenCount(TULOTokenTextView *view)
+{
+    int count = 0;
+    view->enumerateTokenAttachmentsUsingBlock([&count](const auto &, qsizetype, bool *) { ++count; });
+    return count;
+}
+
+// What the draft on disk says; a null text when there is none.
+QString draftText(const QString &folder, const TULODraftKey &key)
+{
+    return TULODraftStore(folder).load(key).value_or(TULOCompositionDraft()).text;
+}
+
+TULOAlertAction *actionTitled(TULOAlertController *alert, const QString &title)
+{
+    for (TULOAlertAction *action : alert->actions())
+        if (action->title() == title)
+            return action;
+    return nullptr;
+}
+
 } // namespace
 
 // The container a host presents: loading, handing over, the bar's buttons, the host's
@@ -145,6 +199,15 @@ private Q_SLOTS:
     {
         TULOAuthenticationContext::setDefaultPromptHandler(nullptr);
         m_fixture.stop();
+    }
+
+    // Containers without a store of their own keep drafts in the default one; no test may find
+    // what another wrote.
+    void init()
+    {
+        TULODraftStore *drafts = TULODraftStore::defaultStore();
+        drafts->flush();
+        QDir(drafts->folder()).removeRecursively();
     }
 
     void pendingAttachmentsReachTheEditorOnceInOrder_data()
@@ -446,6 +509,316 @@ private Q_SLOTS:
         QVERIFY(!status->error().localizedDescription().isEmpty());
         QVERIFY(!status->retry());
         QVERIFY(outbox.entries().isEmpty());
+    }
+
+    void draftIsRestoredForTheSameWriterAndItemOnly_data()
+    {
+        QTest::addColumn<QString>("writer");
+        QTest::addColumn<QString>("item");
+        QTest::addColumn<bool>("restored");
+        QTest::newRow("same writer and item") << "ann" << "2001" << true;
+        QTest::newRow("another item") << "ann" << "2002" << false;
+        QTest::newRow("no item") << "ann" << QString() << false;
+        QTest::newRow("another writer") << "bob" << "2001" << false;
+    }
+    // Written, chosen and attached in one container; the next one for the same writer and item
+    // shows it all again before anything is typed, and any other starts empty.
+    void draftIsRestoredForTheSameWriterAndItemOnly()
+    {
+        QFETCH(QString, writer);
+        QFETCH(QString, item);
+        QFETCH(bool, restored);
+        QTemporaryDir folder;
+        TULODraftStore drafts(folder.path());
+        const TULODraftKey written{QStringLiteral("ann"), QStringLiteral("2001")};
+        const QList<TULOAttachmentPtr> attached{titledImage(QStringLiteral("First"), Qt::green),
+                                                titledImage(QStringLiteral("Second"), Qt::blue)};
+        QString text;
+        {
+            auto *container = new Container(std::optional(writerConfiguration(QStringLiteral("ann"), QStringLiteral("2001"))));
+            container->setDraftStore(&drafts);
+            auto window = present(container);
+            QCOMPARE(container->draftKey(), std::optional(written));
+            TULOComposePostViewController *editor = container->composePostViewController();
+            container->addAttachments(attached);
+            QTest::keyClicks(editor->composeView()->textView(), QStringLiteral("Tour dates with "));
+            editor->composeView()->insertTag(TULOTag(TULOPostArtist(QStringLiteral("17"), QStringLiteral("Mira \"MS\" Sol"))));
+            QTest::keyClicks(editor->composeView()->textView(), QStringLiteral("tonight"));
+            // The band as author, through the author menu; the writer is credited.
+            editor->composeView()->findChild<TULOAuthorView *>()->authorNameButton()->click();
+            auto *menu = TULOSettingsTestFixture::presentedAlert(editor);
+            QVERIFY(menu);
+            QVERIFY(menu->triggerAction(actionTitled(menu, QStringLiteral("The Band"))));
+            QTRY_COMPARE(editor->selectedAuthor()->identifier(), QStringLiteral("band"));
+            text = editor->composeView()->text();
+            // On disk while the container is still open.
+            QTRY_COMPARE(draftText(folder.path(), written), text);
+            // Closing writes what is still pending: the author chosen last.
+            delete container;
+        }
+        const std::optional<TULOCompositionDraft> kept = TULODraftStore(folder.path()).load(written);
+        QVERIFY(kept);
+        QCOMPARE(kept->authorIdentifier, QStringLiteral("band"));
+
+        Container reopened{std::optional(writerConfiguration(writer, item))};
+        reopened.setDraftStore(&drafts);
+        reopened.view();
+        TULOComposePostViewController *editor = reopened.composePostViewController();
+        if (restored) {
+            QCOMPARE(editor->composeView()->text(), text);
+            QCOMPARE(tokenCount(editor->composeView()->textView()), 1);
+            QCOMPARE(editor->attachments().size(), 2);
+            QCOMPARE(editor->attachments().at(0)->title(), QStringLiteral("First"));
+            QCOMPARE(editor->attachments().at(1)->title(), QStringLiteral("Second"));
+            QCOMPARE(editor->attachments().at(1)->assetImage().pixelColor(0, 0), QColor(Qt::blue));
+            QCOMPARE(editor->selectedAuthor()->identifier(), QStringLiteral("band"));
+            QCOMPARE(editor->attributionAuthor()->identifier(), QStringLiteral("ann"));
+            QVERIFY(reopened.shareButtonItem()->isEnabled());
+        } else {
+            QCOMPARE(editor->composeView()->text(), QString());
+            QVERIFY(editor->attachments().isEmpty());
+            QVERIFY(!reopened.shareButtonItem()->isEnabled());
+        }
+        // Opening another composition leaves this draft as it was.
+        QCOMPARE(drafts.load(written).value_or(TULOCompositionDraft()).text, text);
+        QCOMPARE(drafts.load(written).value_or(TULOCompositionDraft()).attachments.size(), 2);
+    }
+
+    void cancelAsksWhetherToKeepTheDraft_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("draftKept");
+        QTest::addColumn<bool>("closed");
+        QTest::newRow("keep") << "Half a thought" << "COMPOSE_DRAFT_KEEP_BUTTON" << true << true;
+        QTest::newRow("discard") << "Half a thought" << "COMPOSE_DRAFT_DISCARD_BUTTON" << false << true;
+        QTest::newRow("continue writing") << "Half a thought" << "COMPOSE_DRAFT_CONTINUE_BUTTON" << true << false;
+        QTest::newRow("empty: no question") << "   " << QString() << false << true;
+    }
+    void cancelAsksWhetherToKeepTheDraft()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, answer);
+        QFETCH(bool, draftKept);
+        QFETCH(bool, closed);
+        QTemporaryDir folder;
+        TULODraftStore drafts(folder.path());
+        TULOCompositionDraft other;
+        other.text = QStringLiteral("for another item");
+        const TULODraftKey otherKey{QStringLiteral("ann"), QStringLiteral("2009")};
+        QVERIFY(drafts.save(otherKey, other));
+        HostDelegate host;
+        auto *container = new Container(std::optional(writerConfiguration(QStringLiteral("ann"), QStringLiteral("2001"))));
+        container->setDraftStore(&drafts);
+        container->setDelegate(&host);
+        auto window = present(container);
+        TULOComposePostViewController *editor = container->composePostViewController();
+        QTRY_VERIFY(editor->composeView()->isVisible());
+        QTest::keyClicks(editor->composeView()->textView(), text);
+        const TULODraftKey key = *container->draftKey();
+        QVERIFY(container->cancelButtonItem()->trigger());
+        auto *alert = TULOSettingsTestFixture::presentedAlert(container);
+        QCOMPARE(alert != nullptr, !answer.isEmpty());
+        if (alert) {
+            QCOMPARE(alert->title(), TULOSettingsTestText(QStringLiteral("COMPOSE_DRAFT_ALERT_TITLE")));
+            QCOMPARE(alert->preferredAction()->title(), TULOSettingsTestText(QStringLiteral("COMPOSE_DRAFT_KEEP_BUTTON")));
+            QCOMPARE(host.results, QList<qint64>());
+            QVERIFY(alert->triggerAction(actionTitled(alert, TULOSettingsTestText(answer))));
+        }
+        // The answer's handler runs once the question has gone.
+        QTRY_COMPARE(host.results, closed ? QList<qint64>{TULOComposePostResultCancelled} : QList<qint64>());
+        if (!closed) {
+            // Still writing: what follows is kept as before.
+            QTest::keyClicks(editor->composeView()->textView(), QStringLiteral(" more"));
+            QTRY_COMPARE(draftText(folder.path(), key), text + QStringLiteral(" more"));
+        }
+        QCOMPARE(TULODraftStore(folder.path()).hasDraft(key), draftKept);
+        if (draftKept)
+            QVERIFY(draftText(folder.path(), key).startsWith(text));
+        QCOMPARE(draftText(folder.path(), otherKey), other.text);
+    }
+
+    void postRemovesTheDraftOnceTheOutboxHoldsThePost_data()
+    {
+        QTest::addColumn<int>("refusal");
+        QTest::addColumn<bool>("outboxWritable");
+        QTest::addColumn<TULOUploadStatus::State>("state");
+        QTest::addColumn<bool>("draftKept");
+        QTest::newRow("the store takes it") << 0 << true << TULOUploadStatus::Posted << false;
+        // Refused, the post still waits in the outbox for a retry: the draft is not needed.
+        QTest::newRow("the store refuses it") << 400 << true << TULOUploadStatus::Failed << false;
+        QTest::newRow("the outbox cannot take it") << 0 << false << TULOUploadStatus::Failed << true;
+    }
+    void postRemovesTheDraftOnceTheOutboxHoldsThePost()
+    {
+        QFETCH(int, refusal);
+        QFETCH(bool, outboxWritable);
+        QFETCH(TULOUploadStatus::State, state);
+        QFETCH(bool, draftKept);
+        QTemporaryDir folder;
+        TULODraftStore drafts(folder.path());
+        // An outbox whose folder is a file takes nothing.
+        const QString outboxPath = folder.filePath(QStringLiteral("outbox"));
+        if (!outboxWritable)
+            QVERIFY(TULOWriteFile(outboxPath, "not a folder"));
+        TULOPostOutbox outbox(outboxPath);
+        if (refusal)
+            m_fixture.sandbox.addFault(QStringLiteral("/posts"), TULOSandboxFault::status(refusal), 1);
+        HostDelegate host;
+        auto *container = new Container(std::optional(sandboxArtist()));
+        container->setDraftStore(&drafts);
+        container->setOutbox(&outbox);
+        container->setDelegate(&host);
+        const std::shared_ptr<TULOUploadStatus> status = container->uploadStatus();
+        auto window = present(container);
+        const QString text = QStringLiteral("Draft until the outbox has it %1").arg(QTest::currentDataTag());
+        QTest::keyClicks(container->composePostViewController()->composeView()->textView(), text);
+        const TULODraftKey key = *container->draftKey();
+        // Whether the draft was still there when the post entered the outbox.
+        std::optional<bool> draftWhenQueued;
+        connect(&outbox, &TULOPostOutbox::postWasAdded, &outbox,
+                [&] { draftWhenQueued = drafts.hasDraft(key); }, Qt::DirectConnection);
+        QVERIFY(container->shareButtonItem()->trigger());
+        QCOMPARE(host.results, QList<qint64>{TULOComposePostResultPosted});
+        QTRY_COMPARE_WITH_TIMEOUT(status->state(), state, 60000);
+        QCOMPARE(TULODraftStore(folder.path()).hasDraft(key), draftKept);
+        if (draftKept) {
+            QCOMPARE(draftText(folder.path(), key), text);
+            QVERIFY(!draftWhenQueued.has_value());
+        } else {
+            QCOMPARE(draftWhenQueued, std::optional(true));
+        }
+        // A refused post waits in the outbox, to be sent again from its status.
+        QCOMPARE(outbox.entry(status->idempotencyKey()).has_value(), refusal != 0);
+        QCOMPARE(status->retry(), refusal != 0);
+        if (refusal)
+            QTRY_COMPARE_WITH_TIMEOUT(status->state(), TULOUploadStatus::Posted, 60000);
+    }
+
+    // One post refused for good, another waiting out its backoff: retrying the first sends it
+    // alone.
+    void retryingOneFailedPostLeavesAnotherWaiting()
+    {
+        QTemporaryDir folder;
+        TULODraftStore drafts(folder.path());
+        TULOPostOutbox outbox(folder.filePath(QStringLiteral("outbox")));
+        outbox.setRetryDelays(10 * 60 * 1000, 10 * 60 * 1000);
+        const auto post = [&](const QString &text, int refusal) {
+            m_fixture.sandbox.addFault(QStringLiteral("/posts"), TULOSandboxFault::status(refusal), 1);
+            QSignalSpy failed(&outbox, &TULOPostOutbox::postDidFail);
+            auto container = std::make_unique<Container>(std::optional(sandboxArtist()));
+            container->setDraftStore(&drafts);
+            container->setOutbox(&outbox);
+            container->view();
+            QTest::keyClicks(container->composePostViewController()->composeView()->textView(), text);
+            container->shareButtonItem()->trigger();
+            const std::shared_ptr<TULOUploadStatus> status = container->uploadStatus();
+            container.reset();
+            if (!QTest::qWaitFor([&] { return failed.size() == 1; }, 60000))
+                return std::shared_ptr<TULOUploadStatus>();
+            return status;
+        };
+        const std::shared_ptr<TULOUploadStatus> refused = post(QStringLiteral("refused, then retried"), 400);
+        const std::shared_ptr<TULOUploadStatus> waiting = post(QStringLiteral("waiting its turn"), 503);
+        QVERIFY(refused && waiting);
+        QCOMPARE(refused->state(), TULOUploadStatus::Failed);
+        QCOMPARE(waiting->state(), TULOUploadStatus::Uploading);
+        QCOMPARE(outbox.entry(waiting->idempotencyKey())->attempts, 1);
+
+        QVERIFY(refused->retry());
+        QTRY_COMPARE_WITH_TIMEOUT(refused->state(), TULOUploadStatus::Posted, 60000);
+        QTest::qWait(200); // room for a wrong second upload to start
+        QVERIFY(!outbox.isSending(waiting->idempotencyKey()));
+        QCOMPARE(outbox.entry(waiting->idempotencyKey())->attempts, 1);
+        QCOMPARE(waiting->state(), TULOUploadStatus::Uploading);
+        QStringList texts;
+        for (const QJsonValue &value : TULOFetchSandboxPosts(m_fixture.sandbox))
+            texts << value.toObject().value(QStringLiteral("text")).toString();
+        QVERIFY2(texts.contains(QStringLiteral("refused, then retried")), qPrintable(texts.join(QLatin1Char('|'))));
+        QVERIFY(!texts.contains(QStringLiteral("waiting its turn")));
+    }
+
+    void expiryLeavesThePostQueued_data()
+    {
+        QTest::addColumn<bool>("whileSending");
+        QTest::addColumn<TULOUploadStatus::State>("state");
+        QTest::addColumn<bool>("draftKept");
+        QTest::newRow("while it is prepared") << false << TULOUploadStatus::Failed << true;
+        QTest::newRow("while it is sent") << true << TULOUploadStatus::Queued << false;
+    }
+    // The host's process must stop mid-way: what the outbox holds stays queued there, what it
+    // does not yet hold stays a draft, and the status tells which.
+    void expiryLeavesThePostQueued()
+    {
+        QFETCH(bool, whileSending);
+        QFETCH(TULOUploadStatus::State, state);
+        QFETCH(bool, draftKept);
+        QTemporaryDir folder;
+        TULODraftStore drafts(folder.path());
+        TULOPostOutbox outbox(folder.filePath(QStringLiteral("outbox")));
+        // Long enough to stop in the middle of the upload.
+        m_fixture.sandbox.addFault(QStringLiteral("/posts"), TULOSandboxFault::delay(3000), 1);
+        auto container = std::make_unique<Container>(std::optional(sandboxArtist()));
+        container->setDraftStore(&drafts);
+        container->setOutbox(&outbox);
+        container->view();
+        QTest::keyClicks(container->composePostViewController()->composeView()->textView(),
+                         QStringLiteral("cut off %1").arg(QTest::currentDataTag()));
+        const TULODraftKey key = *container->draftKey();
+        const std::shared_ptr<TULOUploadStatus> status = container->uploadStatus();
+        QSignalSpy sending(&outbox, &TULOPostOutbox::postWillSend);
+        QVERIFY(container->shareButtonItem()->trigger());
+        container.reset();
+        if (whileSending)
+            QTRY_COMPARE_WITH_TIMEOUT(sending.size(), 1, 60000);
+        QVERIFY(!TULOBackgroundTask::runningTaskNames().isEmpty());
+        TULOBackgroundTask::expireRunningTasks();
+        QVERIFY(TULOBackgroundTask::runningTaskNames().isEmpty());
+        QCOMPARE(status->state(), state);
+        QCOMPARE(drafts.hasDraft(key), draftKept);
+        if (whileSending) {
+            // Pending on disk: the outbox of the next start sends it.
+            TULOPostOutbox nextStart(outbox.folder());
+            QCOMPARE(nextStart.entry(status->idempotencyKey())->state, TULOPostOutboxEntry::Pending);
+        } else {
+            QVERIFY(status->error().localizedDescription().contains(QStringLiteral("draft")));
+        }
+        // The process went on after all: the post lands and the draft goes.
+        QTRY_COMPARE_WITH_TIMEOUT(status->state(), TULOUploadStatus::Posted, 60000);
+        QTRY_VERIFY(!drafts.hasDraft(key));
+    }
+
+    void draftQuestionScreenshots_data() { TULOAddAppearanceRows(); }
+    void draftQuestionScreenshots()
+    {
+        QFETCH(bool, dark);
+        QFETCH(qreal, scale);
+        QApplication::setPalette(dark ? TULOTestDarkPalette() : m_lightPalette);
+        QTemporaryDir folder;
+        TULODraftStore drafts(folder.path());
+        auto *container = new Container(std::optional(oneAuthor()));
+        container->setDraftStore(&drafts);
+        auto window = present(container);
+        QTest::keyClicks(container->composePostViewController()->composeView()->textView(), QStringLiteral("Almost done"));
+        QVERIFY(container->cancelButtonItem()->trigger());
+        TULOAlertController *alert = TULOSettingsTestFixture::presentedAlert(container);
+        QVERIFY(alert);
+        QTRY_VERIFY(!alert->isBeingPresented());
+        // The question where the user sees it: over the composer.
+        const QSize size(540, 620);
+        const QImage image = TULOSaveScreenshot(container, size, QStringLiteral("compositioncontainer"),
+                                                QStringLiteral("draft-question-%1").arg(QTest::currentDataTag()), scale);
+        QApplication::setPalette(m_lightPalette);
+        QVERIFY(!image.isNull());
+        QCOMPARE(image.size(), size * scale);
+        // Every answer is a button the keyboard reaches, named by its text.
+        for (TULOAlertAction *action : alert->actions()) {
+            QPushButton *button = alert->buttonForAction(action);
+            QVERIFY(button);
+            QCOMPARE(button->text(), action->title());
+            QVERIFY(button->focusPolicy() & Qt::TabFocus);
+        }
+        QVERIFY(alert->triggerAction(actionTitled(alert, TULOSettingsTestText(QStringLiteral("COMPOSE_DRAFT_DISCARD_BUTTON")))));
     }
 
     void screenshots_data()

@@ -131,13 +131,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<qint64>("code");
         QTest::newRow("author not in the catalogue") << QStringLiteral("999999") << QString() << 0
-                                                     << TULOStoreErrorDomain << qint64(TULOStoreErrorItemNotFound);
+                                                     << QString(TULOStoreErrorDomain) << qint64(TULOStoreErrorItemNotFound);
         QTest::newRow("identifier that is not a number") << QStringLiteral("harbour") << QString() << 0
-                                                         << TULOStoreErrorDomain << qint64(TULOStoreErrorItemNotFound);
+                                                         << QString(TULOStoreErrorDomain) << qint64(TULOStoreErrorItemNotFound);
         QTest::newRow("bag does not load") << TULOSandboxFiveAlbumArtistIdentifier() << QStringLiteral("/bag") << 500
-                                           << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed);
+                                           << QString(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed);
         QTest::newRow("artist-content request fails") << TULOSandboxFiveAlbumArtistIdentifier() << QStringLiteral("/catalog/lookup") << 503
-                                                      << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed);
+                                                      << QString(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed);
     }
     void failures()
     {

@@ -403,12 +403,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<qint64>("code");
         QTest::addColumn<int>("signIns");
-        QTest::newRow("wrong password") << QStringLiteral("not-the-password") << QString() << 0 << TULOStoreErrorDomain
+        QTest::newRow("wrong password") << QStringLiteral("not-the-password") << QString() << 0 << QString(TULOStoreErrorDomain)
                                         << qint64(TULOStoreErrorRequestFailed) << 1;
         QTest::newRow("author list fails") << TULOSandboxStore::demoPassword() << QStringLiteral("/account/authors") << 503
-                                           << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed) << 1;
+                                           << QString(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed) << 1;
         QTest::newRow("sign-in endpoint fails") << TULOSandboxStore::demoPassword() << QStringLiteral("/account/signin") << 500
-                                                << TULOStoreErrorDomain << qint64(TULOStoreErrorRequestFailed) << 1;
+                                                << QString(TULOStoreErrorDomain) << qint64(TULOStoreErrorRequestFailed) << 1;
     }
     void failuresEndTheLoad()
     {

@@ -189,22 +189,22 @@ private Q_SLOTS:
         QTest::addColumn<QString>("domain");
         QTest::addColumn<int>("code");
         QTest::addRow("file URL") << QStringLiteral("file")
-                                  << TULOPhotoLibraryErrorDomain
+                                  << QString(TULOPhotoLibraryErrorDomain)
                                   << int(TULOPhotoLibraryErrorInvalidURL);
         QTest::addRow("identifier not a UUID")
-            << QStringLiteral("garbled") << TULOPhotoLibraryErrorDomain
+            << QStringLiteral("garbled") << QString(TULOPhotoLibraryErrorDomain)
             << int(TULOPhotoLibraryErrorInvalidURL);
         QTest::addRow("unknown asset")
-            << QStringLiteral("unknown") << TULOPhotoLibraryErrorDomain
+            << QStringLiteral("unknown") << QString(TULOPhotoLibraryErrorDomain)
             << int(TULOPhotoLibraryErrorAssetNotFound);
         QTest::addRow("photo deleted after picking")
-            << QStringLiteral("deleted") << TULOPhotoLibraryErrorDomain
+            << QStringLiteral("deleted") << QString(TULOPhotoLibraryErrorDomain)
             << int(TULOPhotoLibraryErrorAssetNotFound);
         QTest::addRow("photo moved after picking")
-            << QStringLiteral("moved") << TULOPhotoLibraryErrorDomain
+            << QStringLiteral("moved") << QString(TULOPhotoLibraryErrorDomain)
             << int(TULOPhotoLibraryErrorAssetNotFound);
         QTest::addRow("pictures folder gone")
-            << QStringLiteral("no folder") << TULOPhotoLibraryErrorDomain
+            << QStringLiteral("no folder") << QString(TULOPhotoLibraryErrorDomain)
             << int(TULOPhotoLibraryErrorUnavailable);
     }
     void lookupsThatFail()

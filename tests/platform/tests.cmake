@@ -1,3 +1,4 @@
+quillon_add_test(NAME backgroundtask SOURCES tst_backgroundtask.cpp LABELS platform)
 quillon_add_test(NAME clientcontext SOURCES tst_clientcontext.cpp LABELS platform)
 quillon_add_test(NAME error SOURCES tst_error.cpp LABELS platform)
 quillon_add_test(NAME group SOURCES tst_group.cpp LABELS platform)

@@ -130,12 +130,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("errorDomain");
         QTest::newRow("file") << "file" << true << "";
         QTest::newRow("file URL") << "fileurl" << true << "";
-        QTest::newRow("missing file") << "missing" << false << TULOFileErrorDomain;
-        QTest::newRow("file that is not an image") << "broken" << false << TULOFileErrorDomain;
+        QTest::newRow("missing file") << "missing" << false << QString(TULOFileErrorDomain);
+        QTest::newRow("file that is not an image") << "broken" << false << QString(TULOFileErrorDomain);
         QTest::newRow("http") << "http" << true << "";
-        QTest::newRow("http 404") << "http404" << false << TULONetworkErrorDomain;
-        QTest::newRow("http body not an image") << "httpjunk" << false << TULONetworkErrorDomain;
-        QTest::newRow("null catalog") << "null" << false << TULOErrorDomain;
+        QTest::newRow("http 404") << "http404" << false << QString(TULONetworkErrorDomain);
+        QTest::newRow("http body not an image") << "httpjunk" << false << QString(TULONetworkErrorDomain);
+        QTest::newRow("null catalog") << "null" << false << QString(TULOErrorDomain);
     }
     void sources()
     {

@@ -596,7 +596,12 @@ void TULOPostOutbox::send(const QString &key)
         }
     }
     const TULOPostOutboxEntry e = m_index.value(key);
-    m_inFlight.insert(key, TULOBackgroundTask::begin(QString::fromLatin1(TULOPostUploadTaskName)));
+    // Its manifest says pending while it is sent, so a process that stops mid-upload leaves it queued.
+    m_inFlight.insert(key, TULOBackgroundTask::begin(QString::fromLatin1(TULOPostUploadTaskName),
+        [self = QPointer<TULOPostOutbox>(this), key] {
+            if (self && self->m_inFlight.contains(key))
+                Q_EMIT self->postWasInterrupted(key);
+        }));
     Q_EMIT postWillSend(key);
     Q_EMIT postDidChange(key);
     const TULOClientContext context = contextFor(e.bagURL);

@@ -126,6 +126,9 @@ Q_SIGNALS:
     void postDidFinish(const QString &idempotencyKey, const QUrl &postURL);
     // An attempt failed; `willRetry` false means the post stays failed until discarded.
     void postDidFail(const QString &idempotencyKey, const TULOError &error, bool willRetry);
+    // The application must stop while the post is sent: it stays in the outbox, pending, and
+    // is sent again when an outbox resumes (the next start at the latest).
+    void postWasInterrupted(const QString &idempotencyKey);
 
 private:
     // The one full read of the folder: what a crash left half-written goes, the posts are read.
