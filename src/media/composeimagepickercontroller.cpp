@@ -50,9 +50,10 @@ public:
 
     void updateCellSize()
     {
-        int width = viewport()->width();
+        // As the list view lays out: a row wraps once it would reach the last pixel.
+        int width = viewport()->width() - 1;
         if (!verticalScrollBar()->isVisible())
-            width -= style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, this);
+            width -= style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, verticalScrollBar());
         const int columns = std::max(1, width / m_minimumCellSize);
         const int cell = std::max(m_minimumCellSize / 2, width / columns);
         if (cell == m_delegate->cellSize() && gridSize() == QSize(cell, cell))

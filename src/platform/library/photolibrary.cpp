@@ -225,7 +225,7 @@ bool TULOPhotoLibrary::refresh(TULOError *error) const
             d->index = std::make_unique<TULOPhotoLibraryIndex>(m_indexPath);
         if (!d->rowsLoaded) {
             // A broken index only costs looking at every file again; it is never a reason to fail.
-            d->rows = d->index->load();
+            d->rows = d->index->load(m_libraryPath);
             d->rowsLoaded = true;
             d->identifiersValid = false;
         }

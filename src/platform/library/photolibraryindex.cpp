@@ -45,21 +45,11 @@ TULOPhotoLibraryIndex::TULOPhotoLibraryIndex(const QString &path)
 
 TULOPhotoLibraryIndex::~TULOPhotoLibraryIndex() = default;
 
-QHash<QString, TULOPhotoLibraryIndex::Row> TULOPhotoLibraryIndex::load(TULOError *error)
+QHash<QString, TULOPhotoLibraryIndex::Row> TULOPhotoLibraryIndex::load(const QString &root, TULOError *error)
 {
     QHash<QString, Row> rows;
-    if (!m_database->isOpen() && !m_database->reopen(error))
-        return rows;
-    const bool ok = m_database->enumerateRowsForSQL(
-        QStringLiteral("SELECT %1 FROM photo_files").arg(QLatin1String(kColumns)), {},
-        [&rows](const TULOSQLiteStatement &statement, bool *) {
-            Row row = rowFromStatement(statement);
-            if (!row.path.isEmpty())
-                rows.insert(row.path, row);
-        },
-        error);
-    if (!ok)
-        rows.clear();
+    for (const Row &row : newest(root, -1, error))
+        rows.insert(row.path, row);
     return rows;
 }
 

@@ -29,8 +29,9 @@ public:
     explicit TULOPhotoLibraryIndex(const QString &path);
     ~TULOPhotoLibraryIndex();
 
-    // Every row, by path. Empty (with `error`) when the index cannot be opened.
-    QHash<QString, Row> load(TULOError *error = nullptr);
+    // Every row under `root`, by path: other folders may share the file. Empty (with `error`)
+    // when the index cannot be opened.
+    QHash<QString, Row> load(const QString &root, TULOError *error = nullptr);
     // The `limit` newest rows under `root` (newest first, then by path), without reading the rest.
     QList<Row> newest(const QString &root, int limit, TULOError *error = nullptr);
     // Writes `changed` and removes `removed` in one transaction.
