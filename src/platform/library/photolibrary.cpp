@@ -21,6 +21,9 @@
 #include <algorithm>
 #include <optional>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 const char *const TULOPhotoLibraryErrorDomain = "TULOPhotoLibraryErrorDomain";
 
 namespace {
@@ -201,6 +204,18 @@ TULOPhotoAsset assetForRow(const Row &row, const QUrl &assetURL)
     return asset;
 }
 
+// A walk of a large library runs beside what the user waits for (thumbnails, the GUI thread):
+// the worker thread doing it gets a smaller share of the processors than they do. Linux sets a
+// nice value per thread; the pool's threads are the library's own.
+void yieldToForegroundWork()
+{
+    static thread_local bool lowered = false;
+    if (!lowered) {
+        ::setpriority(PRIO_PROCESS, ::gettid(), 10);
+        lowered = true;
+    }
+}
+
 bool newerFirst(const Row &a, const Row &b)
 {
     return a.modified != b.modified ? a.modified > b.modified : a.path < b.path;
@@ -324,6 +339,7 @@ void TULOPhotoLibrary::loadRecentAssets(int limit, AssetsBlock block)
         const QList<TULOPhotoAsset> indexed = indexedRecentAssets(limit);
         if (!indexed.isEmpty())
             block(indexed, TULOError());
+        yieldToForegroundWork();
         TULOError error;
         const QList<TULOPhotoAsset> current = recentAssets(limit, &error);
         if (indexed.isEmpty() || current != indexed || error)
@@ -372,7 +388,10 @@ void TULOPhotoLibrary::watchFolders()
 
 void TULOPhotoLibrary::watchedFolderChanged()
 {
-    m_queue->addOperation([this] { refresh(); });
+    m_queue->addOperation([this] {
+        yieldToForegroundWork();
+        refresh();
+    });
 }
 
 TULOPhotoAsset TULOPhotoLibrary::assetForURLNow(const QUrl &assetURL, TULOError *error) const
