@@ -191,6 +191,7 @@ void BM_GridScroll(benchmark::State &state)
             while (idle.elapsed() < 16)
                 QCoreApplication::processEvents(QEventLoop::AllEvents, 4);
         }
+        state.counters["firstFrameMs"] = frames.front();
         std::sort(frames.begin(), frames.end());
         const double worst = frames.back(), median = frames.at(frames.size() / 2),
                      p99 = frames.at(std::min(frames.size() - 1, frames.size() * 99 / 100));
