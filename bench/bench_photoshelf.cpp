@@ -1,7 +1,9 @@
 // The photo shelf and the image picker over a 10,000-photo library. The shelf's first 30
 // thumbnails, from the moment it is asked to load: with a cold thumbnail cache under 2x the time
 // of decoding those 30 photos at thumbnail size in a plain loop, with a warm cache under 0.2x.
-// Scrolling the picker's grid through the library never holds the GUI thread over 16 ms.
+// The library has been opened before, so its index exists (its first filling is printed too).
+// Scrolling the picker's grid through the whole library, frame by frame as a user scrolls, never
+// holds the GUI thread over 16 ms (one frame at 60 Hz) for a frame.
 #include <Quillon/media/composeimagepickercontroller.h>
 #include <Quillon/media/photoassetmodel_p.h>
 #include <Quillon/media/photopickerviewcontroller.h>
@@ -23,7 +25,9 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <chrono>
+#include <vector>
 #include <cstdio>
 
 namespace {
@@ -35,9 +39,11 @@ const QSize kRecentSize = TULOBenchSize(QSize(4000, 3000), QSize(800, 600));
 
 QTemporaryDir *gDir = nullptr;
 QStringList gRecent;
-double gDecodeSeconds = 0, gColdSeconds = 0, gWarmSeconds = 0, gWorstStallMs = 0;
+double gDecodeSeconds = 0, gColdSeconds = 0, gWarmSeconds = 0, gWorstFrameMs = 0;
+int gFrames = 0;
 
 QString libraryPath() { return gDir->filePath(QStringLiteral("Pictures")); }
+QString indexPath() { return gDir->filePath(QStringLiteral("PhotoLibrary.sqlitedb")); }
 
 QByteArray jpeg(const QSize &size, int hue)
 {
@@ -94,7 +100,7 @@ void BM_PlainDecode(benchmark::State &state)
 // From reloadAssets to the 30th thumbnail on the GUI thread, with cells asking as painting does.
 double shelfSeconds(const QString &cacheFolder, benchmark::State &state)
 {
-    TULOPhotoLibrary library(libraryPath());
+    TULOPhotoLibrary library(libraryPath(), indexPath());
     TULOPhotoPickerViewController shelf(&library, TULOThumbnailCache(cacheFolder));
     TULOPhotoAssetModel *model = shelf.model();
     QObject::connect(&shelf, &TULOPhotoPickerViewController::assetsDidLoad, model, [model] {
@@ -140,12 +146,14 @@ void BM_ShelfWarmCache(benchmark::State &state)
     gWarmSeconds = total / double(state.iterations());
 }
 
-// Page by page through the whole grid; each step is a scroll, a paint and the events it caused
-// (thumbnails arriving), all on the GUI thread.
+// The grid shown offscreen and scrolled from top to bottom of the library a third of a page per
+// frame, with a frame's time (16 ms) between frames for the workers, as a user scrolling gives.
+// A frame is what the user waits for: the scroll, the paint of the viewport and the events that
+// arrived meanwhile (thumbnails), all on the GUI thread.
 void BM_GridScroll(benchmark::State &state)
 {
     for (auto _ : state) {
-        TULOPhotoLibrary library(libraryPath());
+        TULOPhotoLibrary library(libraryPath(), indexPath());
         TULOComposeImagePickerController picker(TULOImagePickerControllerSourceTypePhotoLibrary, &library,
             TULOThumbnailCache(gDir->filePath(QStringLiteral("grid"))));
         QSignalSpy loaded(&picker, &TULOComposeImagePickerController::assetsDidLoad);
@@ -158,23 +166,41 @@ void BM_GridScroll(benchmark::State &state)
         }
         QListView *grid = picker.collectionView();
         QScrollBar *bar = grid->verticalScrollBar();
-        double worst = 0;
-        QElapsedTimer step;
-        const int pages = TULOBenchSize(200, 5);
-        for (int page = 0; page < pages && bar->value() < bar->maximum(); ++page) {
-            step.start();
-            bar->setValue(bar->value() + bar->pageStep() / 2);
+        // The grid lays its cells out after the model has them.
+        QElapsedTimer waited;
+        waited.start();
+        while (bar->maximum() == 0 && waited.elapsed() < 10000)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        if (bar->maximum() == 0 || grid->model()->rowCount() < kLibrarySize) {
+            state.SkipWithError("the grid does not hold the library");
+            break;
+        }
+        std::vector<double> frames;
+        QElapsedTimer frame;
+        const int maximumFrames = TULOBenchSize(100000, 5);
+        while (int(frames.size()) < maximumFrames) {
+            frame.start();
+            bar->setValue(bar->value() + std::max(1, bar->pageStep() / 3));
             grid->viewport()->repaint();
             QCoreApplication::processEvents();
-            worst = std::max(worst, step.nsecsElapsed() / 1e6);
-            // A frame's worth of time for the workers, as a user scrolling would give.
+            frames.push_back(frame.nsecsElapsed() / 1e6);
+            if (bar->value() >= bar->maximum())
+                break;
             QElapsedTimer idle;
             idle.start();
             while (idle.elapsed() < 16)
                 QCoreApplication::processEvents(QEventLoop::AllEvents, 4);
         }
-        state.counters["worstStepMs"] = worst;
-        gWorstStallMs = std::max(gWorstStallMs, worst);
+        state.counters["firstFrameMs"] = frames.front();
+        std::sort(frames.begin(), frames.end());
+        const double worst = frames.back(), median = frames.at(frames.size() / 2),
+                     p99 = frames.at(std::min(frames.size() - 1, frames.size() * 99 / 100));
+        state.counters["frames"] = double(frames.size());
+        state.counters["medianFrameMs"] = median;
+        state.counters["p99FrameMs"] = p99;
+        state.counters["worstFrameMs"] = worst;
+        gWorstFrameMs = std::max(gWorstFrameMs, worst);
+        gFrames = int(frames.size());
     }
 }
 
@@ -196,16 +222,28 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "could not write the photo library\n");
         return 1;
     }
+    {
+        // The library opened once before, as a user's has been: its index is filled.
+        QElapsedTimer timer;
+        timer.start();
+        TULOPhotoLibrary library(libraryPath(), indexPath());
+        TULOError error;
+        if (!library.refresh(&error)) {
+            std::fprintf(stderr, "could not index the photo library: %s\n", qPrintable(error.localizedDescription()));
+            return 1;
+        }
+        std::printf("first index of %d files %.1f ms (for information)\n", kLibrarySize, timer.nsecsElapsed() / 1e6);
+    }
     if (!TULOBenchRun(argc, argv))
         return 1;
     if (gDecodeSeconds <= 0)
         return 0;
     const double cold = gColdSeconds / gDecodeSeconds, warm = gWarmSeconds / gDecodeSeconds;
-    const bool coldMet = cold < 2.0, warmMet = warm < 0.2, scrollMet = gWorstStallMs < 16.0;
+    const bool coldMet = cold < 2.0, warmMet = warm < 0.2, scrollMet = gFrames > 0 && gWorstFrameMs < 16.0;
     std::printf("plain decode of %d photos %.1f ms\n", kShelfCount, gDecodeSeconds * 1000);
     std::printf("shelf, cold cache %.1f ms: %.2fx (target < 2x) %s\n", gColdSeconds * 1000, cold, coldMet ? "PASS" : "FAIL");
     std::printf("shelf, warm cache %.1f ms: %.2fx (target < 0.2x) %s\n", gWarmSeconds * 1000, warm, warmMet ? "PASS" : "FAIL");
-    std::printf("grid scroll, longest GUI-thread step %.1f ms (target < 16 ms) %s\n", gWorstStallMs,
-        scrollMet ? "PASS" : "FAIL");
+    std::printf("grid scroll through the library, %d frames, longest %.1f ms (target < 16 ms) %s\n", gFrames,
+        gWorstFrameMs, scrollMet ? "PASS" : "FAIL");
     return TULOBenchVerdict(coldMet && warmMet && scrollMet);
 }

@@ -223,6 +223,10 @@
         <source>No Songs</source>
         <translation>Keine Songs</translation>
     </message>
+    <message id="AUDIO_PICKER_LOADING">
+        <source>Loading…</source>
+        <translation>Wird geladen …</translation>
+    </message>
     <message id="AUDIO_PICKER_NO_RESULTS_%@">
         <source>No songs or voice memos match “%@”.</source>
         <translation>Keine Songs oder Sprachmemos passen zu „%@“.</translation>

@@ -223,6 +223,10 @@
         <source>No Songs</source>
         <translation>No Songs</translation>
     </message>
+    <message id="AUDIO_PICKER_LOADING">
+        <source>Loading…</source>
+        <translation>Loading…</translation>
+    </message>
     <message id="AUDIO_PICKER_NO_RESULTS_%@">
         <source>No songs or voice memos match “%@”.</source>
         <translation>No songs or voice memos match “%@”.</translation>

@@ -71,7 +71,8 @@ void TULOComposePostViewController::handleAttachmentMenuResult(qint64 result,
         break;
     case AttachmentMenuResultAudio: {
         TULOAudioPickerController *picker = makeAudioPicker();
-        if (picker->hasSourceItems()) {
+        // A picker still reading the library comes up at once and fills as it reads.
+        if (!picker->hasLoadedItems() || picker->hasSourceItems()) {
             m_audioPickerController = picker;
             picker->setAudioPickerDelegate(this);
             picker->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);

@@ -22,7 +22,6 @@
 #include <QSet>
 #include <QStyledItemDelegate>
 #include <QTabBar>
-#include <QThreadPool>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -236,24 +235,71 @@ TULOAudioPickerController::TULOAudioPickerController(const TULOClientContext &cl
     : TULOViewController(parent), m_clientContext(clientContext), m_model(new TULOAudioPickerModel(clientContext, this))
 {
     setTitle(localizedString("AUDIO_PICKER_TITLE"));
-    TULOMediaLibrary *source = library ? library : TULOMediaLibrary::defaultMediaLibrary();
-    const QString memosFolder = QDir(source->musicFolder()).filePath(QStringLiteral("Voice Memos")) + QLatin1Char('/');
-    for (const TULOMediaLibraryItemPtr &item : source->items()) {
+    TULOMediaLibrary *source = library ? library : TULOMediaLibrary::defaultMediaLibraryWithoutLoading();
+    m_memosFolder = QDir(source->musicFolder()).filePath(QStringLiteral("Voice Memos")) + QLatin1Char('/');
+    if (source->hasLoaded()) {
+        addItems(source->items());
+        chooseInitialSource();
+        return;
+    }
+    // The first read of a music folder can take long: it runs on the library's worker and the
+    // lists fill folder by folder.
+    m_loading = true;
+    const QPointer<TULOAudioPickerController> guard(this);
+    source->loadInBackground(
+        [guard](const QList<TULOMediaLibraryItemPtr> &items) {
+            QMetaObject::invokeMethod(QCoreApplication::instance(), [guard, items] {
+                if (guard)
+                    guard->addItems(items);
+            }, Qt::QueuedConnection);
+        },
+        [guard](const TULOError &) {
+            // A folder that cannot be read leaves the lists empty, as an empty folder does.
+            QMetaObject::invokeMethod(QCoreApplication::instance(), [guard] {
+                if (guard)
+                    guard->finishLoading();
+            }, Qt::QueuedConnection);
+        });
+}
+
+void TULOAudioPickerController::addItems(const QList<TULOMediaLibraryItemPtr> &items)
+{
+    for (const TULOMediaLibraryItemPtr &item : items) {
         // Only what is on this computer can be attached now; videos are the photo pickers'.
         if (item->filePath().isEmpty() || item->hasVideo())
             continue;
-        (isVoiceMemo(*item, memosFolder) ? m_voiceMemos : m_songs) << item;
+        (isVoiceMemo(*item, m_memosFolder) ? m_voiceMemos : m_songs) << item;
     }
     const auto byTitle = [](const TULOMediaLibraryItemPtr &a, const TULOMediaLibraryItemPtr &b) {
         return QString::localeAwareCompare(a->title(), b->title()) < 0;
     };
-    std::sort(m_songs.begin(), m_songs.end(), byTitle);
+    std::stable_sort(m_songs.begin(), m_songs.end(), byTitle);
     // Memos newest first, as they are recorded.
-    std::sort(m_voiceMemos.begin(), m_voiceMemos.end(), [](const TULOMediaLibraryItemPtr &a, const TULOMediaLibraryItemPtr &b) {
+    std::stable_sort(m_voiceMemos.begin(), m_voiceMemos.end(), [](const TULOMediaLibraryItemPtr &a, const TULOMediaLibraryItemPtr &b) {
         return QFileInfo(a->filePath()).lastModified() > QFileInfo(b->filePath()).lastModified();
     });
-    m_source = m_songs.isEmpty() && !m_voiceMemos.isEmpty() ? VoiceMemos : Songs;
     reloadVisibleItems();
+}
+
+void TULOAudioPickerController::chooseInitialSource()
+{
+    // Voice memos first only for a library without songs, and never against the user's choice.
+    if (m_sourceChosen || !m_songs.isEmpty() || m_voiceMemos.isEmpty())
+        return;
+    m_source = VoiceMemos;
+    if (m_tabBar) {
+        const QSignalBlocker blocker(m_tabBar);
+        m_tabBar->setCurrentIndex(int(m_source));
+    }
+    reloadVisibleItems();
+}
+
+void TULOAudioPickerController::finishLoading()
+{
+    m_loading = false;
+    chooseInitialSource();
+    updateStatusLabel();
+    Q_EMIT itemsDidLoad();
 }
 
 TULOAudioPickerController::~TULOAudioPickerController() = default;
@@ -275,6 +321,7 @@ TULOAlertController *TULOAudioPickerController::emptyAudioPickerAlertControllerW
 
 void TULOAudioPickerController::setSource(Source source)
 {
+    m_sourceChosen = true;
     if (m_source == source)
         return;
     m_source = source;
@@ -305,15 +352,32 @@ void TULOAudioPickerController::reloadVisibleItems()
         if (TULOAudioPickerItemMatches(*item, m_searchText))
             visible << item;
     }
+    // The row the user is on stays current as the lists fill.
+    const QModelIndex current = m_listView ? m_listView->currentIndex() : QModelIndex();
+    const TULOMediaLibraryItemPtr currentItem = current.isValid() ? m_model->items().value(current.row()) : nullptr;
     m_model->setItems(visible);
-    if (m_listView && !visible.isEmpty())
-        m_listView->setCurrentIndex(m_model->index(0));
-    if (m_emptyLabel) {
-        m_emptyLabel->setVisible(visible.isEmpty() && !m_searchText.trimmed().isEmpty());
-        static_cast<QLabel *>(m_emptyLabel.data())->setText(
-            TULOStringWithFormat(localizedString("AUDIO_PICKER_NO_RESULTS_%@"), {m_searchText.trimmed()}));
+    if (m_listView && !visible.isEmpty()) {
+        const qsizetype row = currentItem ? visible.indexOf(currentItem) : -1;
+        m_listView->setCurrentIndex(m_model->index(int(std::max<qsizetype>(row, 0))));
     }
+    updateStatusLabel();
     updateAttachButton();
+}
+
+void TULOAudioPickerController::updateStatusLabel()
+{
+    auto *label = static_cast<QLabel *>(m_statusLabel.data());
+    if (!label)
+        return;
+    QString status;
+    if (m_loading)
+        status = localizedString("AUDIO_PICKER_LOADING");
+    else if (!hasSourceItems())
+        status = localizedString("AUDIO_PICKER_EMPTY_MESSAGE");
+    else if (m_model->rowCount() == 0 && !m_searchText.trimmed().isEmpty())
+        status = TULOStringWithFormat(localizedString("AUDIO_PICKER_NO_RESULTS_%@"), {m_searchText.trimmed()});
+    label->setText(status);
+    label->setVisible(!status.isEmpty());
 }
 
 void TULOAudioPickerController::updateAttachButton()
@@ -401,14 +465,15 @@ void TULOAudioPickerController::loadView()
         &TULOAudioPickerController::updateAttachButton);
     layout->addWidget(m_listView, 1);
 
-    auto *empty = new QLabel;
-    empty->setAlignment(Qt::AlignCenter);
-    empty->setWordWrap(true);
-    QPalette palette = empty->palette();
+    // "Loading…" while the library is read, or why the list is empty.
+    auto *status = new QLabel;
+    status->setAlignment(Qt::AlignCenter);
+    status->setWordWrap(true);
+    QPalette palette = status->palette();
     palette.setColor(QPalette::WindowText, palette.color(QPalette::PlaceholderText));
-    empty->setPalette(palette);
-    m_emptyLabel = empty;
-    layout->addWidget(empty);
+    status->setPalette(palette);
+    m_statusLabel = status;
+    layout->addWidget(status);
 
     auto *buttons = new QHBoxLayout;
     buttons->addStretch(1);

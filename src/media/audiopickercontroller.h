@@ -32,7 +32,8 @@ public:
 };
 
 // Chooses one song or voice memo of the media library: two lists, searched as the user types
-// over title, artist and album, each row with its artwork and duration.
+// over title, artist and album, each row with its artwork and duration. A library nobody has
+// read yet is read on a worker thread; the lists fill as it is read.
 class QUILLON_EXPORT TULOAudioPickerController : public TULOViewController
 {
     Q_OBJECT
@@ -51,8 +52,10 @@ public:
     TULOAudioPickerDelegate *audioPickerDelegate() const { return m_delegate.get(); }
     void setAudioPickerDelegate(TULOAudioPickerDelegate *delegate) { m_delegate.set(delegate); }
 
-    // True when there is at least one song or voice memo to choose.
+    // True when there is at least one song or voice memo to choose (so far, while loading).
     bool hasSourceItems() const { return !m_songs.isEmpty() || !m_voiceMemos.isEmpty(); }
+    // False while the library is being read; itemsDidLoad follows.
+    bool hasLoadedItems() const { return !m_loading; }
     QList<TULOMediaLibraryItemPtr> songs() const { return m_songs; }
     QList<TULOMediaLibraryItemPtr> voiceMemos() const { return m_voiceMemos; }
 
@@ -74,11 +77,18 @@ public:
     bool performCancelAction() override;
     bool performDefaultAction() override;
 
+Q_SIGNALS:
+    void itemsDidLoad();
+
 protected:
     void loadView() override;
     void viewDidAppear(bool animated) override;
 
 private:
+    void addItems(const QList<TULOMediaLibraryItemPtr> &items);
+    void chooseInitialSource();
+    void finishLoading();
+    void updateStatusLabel();
     void reloadVisibleItems();
     void updateAttachButton();
     QString localizedString(const char *key) const;
@@ -87,14 +97,17 @@ private:
     TULOWeakDelegate<TULOAudioPickerDelegate> m_delegate;
     QList<TULOMediaLibraryItemPtr> m_songs;
     QList<TULOMediaLibraryItemPtr> m_voiceMemos;
+    QString m_memosFolder;
     Source m_source = Songs;
+    bool m_sourceChosen = false; // by the user: loading does not switch it any more
+    bool m_loading = false;
     QString m_searchText;
     TULOAudioPickerModel *m_model = nullptr;
     QLineEdit *m_searchField = nullptr;
     QTabBar *m_tabBar = nullptr;
     QListView *m_listView = nullptr;
     QPushButton *m_attachButton = nullptr;
-    QPointer<QWidget> m_emptyLabel;
+    QPointer<QWidget> m_statusLabel;
 };
 
 // Whether the item matches every word of `search` in its title, artist or album (any case,

@@ -22,6 +22,8 @@
 #include <QListView>
 #include <QPointer>
 #include <QPushButton>
+#include <QScrollBar>
+#include <QStyle>
 #include <QSortFilterProxyModel>
 #include <QThreadPool>
 #include <QVBoxLayout>
@@ -30,7 +32,47 @@
 
 namespace {
 
+// The smallest a grid cell gets; cells grow to share out the width.
 constexpr int gridCellSize = 104;
+
+// A grid whose cells share out its width: as many columns as fit at the smallest cell size, all
+// as wide as the width allows, so that no column is cut off at the edge. The width counts the
+// vertical scroll bar as if it were shown, so its coming and going does not re-wrap the grid.
+class TULOPhotoGridView : public QListView
+{
+public:
+    TULOPhotoGridView(TULOPhotoAssetItemDelegate *delegate, int minimumCellSize)
+        : m_delegate(delegate), m_minimumCellSize(minimumCellSize)
+    {
+        delegate->setParent(this);
+        setItemDelegate(delegate);
+    }
+
+    void updateCellSize()
+    {
+        // As the list view lays out: a row wraps once it would reach the last pixel.
+        int width = viewport()->width() - 1;
+        if (!verticalScrollBar()->isVisible())
+            width -= style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, verticalScrollBar());
+        const int columns = std::max(1, width / m_minimumCellSize);
+        const int cell = std::max(m_minimumCellSize / 2, width / columns);
+        if (cell == m_delegate->cellSize() && gridSize() == QSize(cell, cell))
+            return;
+        m_delegate->setCellSize(cell);
+        setGridSize(QSize(cell, cell));
+    }
+
+protected:
+    void resizeEvent(QResizeEvent *event) override
+    {
+        updateCellSize();
+        QListView::resizeEvent(event);
+    }
+
+private:
+    TULOPhotoAssetItemDelegate *m_delegate;
+    int m_minimumCellSize;
+};
 
 // Shows the assets of one folder, or all of them.
 class TULOAlbumFilterModel : public QSortFilterProxyModel
@@ -77,6 +119,7 @@ TULOComposeImagePickerController::TULOComposeImagePickerController(int sourceTyp
     } else {
         setTitle(localizedString("PHOTO_PICKER_TITLE"));
         m_library = library ? std::shared_ptr<TULOPhotoLibrary>(library, [](TULOPhotoLibrary *) {}) : TULOModulePhotoLibrary();
+        TULOFollowPhotoLibraryChanges(m_library.get(), this, [this] { reloadAssets(); });
     }
 }
 
@@ -114,9 +157,17 @@ void TULOComposeImagePickerController::reloadAssets()
     }
     const QString libraryPath = m_library->libraryPath();
     TULOLoadPhotoAssets(m_library, -1, this, [this, libraryPath](const QList<TULOPhotoAsset> &assets, const TULOError &error) {
+        if (m_loaded && assets == m_model->assets() && error == m_libraryError)
+            return;
         m_libraryError = error;
+        // What was checked stays checked, in its order, when the library changes under it.
+        const QStringList selected = m_model->filePathsForRows(m_selectionOrder);
         m_selectionOrder.clear();
         m_model->setAssets(assets, libraryPath);
+        if (m_listView) {
+            for (const int row : m_model->rowsForFilePaths(selected))
+                m_listView->selectionModel()->select(m_albumFilter->mapFromSource(m_model->index(row)), QItemSelectionModel::Select);
+        }
         m_loaded = true;
         updateAlbums();
         Q_EMIT assetsDidLoad();
@@ -335,7 +386,8 @@ QWidget *TULOComposeImagePickerController::makeLibraryView()
     top->addStretch(1);
     layout->addLayout(top);
 
-    m_listView = new QListView;
+    auto *grid = new TULOPhotoGridView(new TULOPhotoAssetItemDelegate(gridCellSize), gridCellSize);
+    m_listView = grid;
     m_listView->setAccessibleName(title());
     m_listView->setViewMode(QListView::IconMode);
     m_listView->setResizeMode(QListView::Adjust);
@@ -343,8 +395,9 @@ QWidget *TULOComposeImagePickerController::makeLibraryView()
     m_listView->setUniformItemSizes(true);
     m_listView->setSelectionMode(QAbstractItemView::MultiSelection);
     m_listView->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    m_listView->setItemDelegate(new TULOPhotoAssetItemDelegate(gridCellSize, m_listView));
+    m_listView->setSpacing(0);
     m_listView->setModel(m_albumFilter);
+    grid->updateCellSize();
     connect(m_listView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
         &TULOComposeImagePickerController::selectionChanged);
     connect(m_listView, &QListView::doubleClicked, this, [this] { finish(); });

@@ -12,9 +12,9 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QPointer>
-#include <QThreadPool>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -31,6 +31,14 @@ QString TULOPhotoAssetAccessibleName(const TULOPhotoAsset &asset)
     const QString name = QFileInfo(asset.filePath()).fileName();
     return asset.assetType() == TULOPhotoAsset::Video ? name + QStringLiteral(", ") + localized("PHOTO_PICKER_VIDEO_BADGE")
                                                       : name;
+}
+
+QString TULOCompactDuration(double seconds)
+{
+    const qint64 total = std::isfinite(seconds) && seconds > 0 ? qRound64(seconds) : 0;
+    const qint64 hours = total / 3600, minutes = total / 60 % 60, rest = total % 60;
+    return hours > 0 ? QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QLatin1Char('0')).arg(rest, 2, 10, QLatin1Char('0'))
+                     : QStringLiteral("%1:%2").arg(minutes).arg(rest, 2, 10, QLatin1Char('0'));
 }
 
 QList<int> TULOSelectionOrder(const QList<int> &previous, QList<int> selectedRows)
@@ -52,14 +60,21 @@ void TULOLoadPhotoAssets(const std::shared_ptr<TULOPhotoLibrary> &library, int l
     std::function<void(const QList<TULOPhotoAsset> &assets, const TULOError &error)> done)
 {
     const QPointer<QObject> guard(receiver);
-    QThreadPool::globalInstance()->start([guard, library, limit, done] {
-        TULOError error;
-        const QList<TULOPhotoAsset> assets = library->recentAssets(limit, &error);
+    // On the library's own worker, which its destructor waits for.
+    library->loadRecentAssets(limit, [guard, done](const QList<TULOPhotoAsset> &assets, const TULOError &error) {
         QMetaObject::invokeMethod(QCoreApplication::instance(), [guard, assets, error, done] {
             if (guard)
                 done(assets, error);
         }, Qt::QueuedConnection);
     });
+}
+
+void TULOFollowPhotoLibraryChanges(TULOPhotoLibrary *library, QObject *receiver, std::function<void()> reload)
+{
+    if (!library)
+        return;
+    library->setWatchesFolders(true);
+    QObject::connect(library, &TULOPhotoLibrary::libraryDidChange, receiver, std::move(reload), Qt::QueuedConnection);
 }
 
 TULOPhotoAssetModel::TULOPhotoAssetModel(const TULOThumbnailCache &cache, QObject *parent)
@@ -97,6 +112,27 @@ QStringList TULOPhotoAssetModel::folders() const
     return sorted;
 }
 
+QStringList TULOPhotoAssetModel::filePathsForRows(const QList<int> &rows) const
+{
+    QStringList paths;
+    for (const int row : rows) {
+        if (row >= 0 && row < m_assets.size())
+            paths << m_assets.at(row).filePath();
+    }
+    return paths;
+}
+
+QList<int> TULOPhotoAssetModel::rowsForFilePaths(const QStringList &filePaths) const
+{
+    QList<int> rows;
+    for (const QString &path : filePaths) {
+        const auto row = m_rowsByPath.constFind(path);
+        if (row != m_rowsByPath.constEnd())
+            rows << *row;
+    }
+    return rows;
+}
+
 int TULOPhotoAssetModel::rowCount(const QModelIndex &parent) const
 {
     return parent.isValid() ? 0 : int(m_assets.size());
@@ -112,8 +148,11 @@ QVariant TULOPhotoAssetModel::data(const QModelIndex &index, int role) const
     case Qt::DisplayRole:
         return QFileInfo(path).fileName();
     case Qt::AccessibleTextRole:
-    case Qt::ToolTipRole:
-        return TULOPhotoAssetAccessibleName(asset);
+    case Qt::ToolTipRole: {
+        const QString duration = data(index, DurationRole).toString();
+        return duration.isEmpty() ? TULOPhotoAssetAccessibleName(asset)
+                                  : TULOPhotoAssetAccessibleName(asset) + QStringLiteral(", ") + duration;
+    }
     case AssetRole:
         return QVariant::fromValue(asset);
     case ThumbnailRole: {
@@ -130,6 +169,8 @@ QVariant TULOPhotoAssetModel::data(const QModelIndex &index, int role) const
         return m_failed.contains(path);
     case IsVideoRole:
         return asset.assetType() == TULOPhotoAsset::Video;
+    case DurationRole:
+        return asset.duration() > 0 ? TULOCompactDuration(asset.duration()) : QString();
     case FolderRole: {
         const QString folder = QFileInfo(path).absolutePath();
         return folder.startsWith(m_libraryPath + QLatin1Char('/')) ? folder.mid(m_libraryPath.size() + 1) : QString();
@@ -204,15 +245,29 @@ void TULOPhotoAssetItemDelegate::paint(QPainter *painter, const QStyleOptionView
         icon.paint(painter, QRect(cell.center().x() - side / 2, cell.center().y() - side / 2, side, side));
     }
     if (video) {
-        // A small film badge in the corner.
-        const QRect badge(cell.left() + 4, cell.bottom() - 19, 24, 16);
+        // A film badge in the corner, with the length when it is known.
+        const QString duration = index.data(TULOPhotoAssetModel::DurationRole).toString();
+        QFont font = option.font;
+        if (font.pointSizeF() > 0)
+            font.setPointSizeF(font.pointSizeF() * 0.85);
+        font.setWeight(QFont::DemiBold);
+        const QFontMetrics metrics(font);
+        const int textWidth = duration.isEmpty() ? 0 : metrics.horizontalAdvance(duration) + 4;
+        const int height = std::max(16, metrics.height() + 2);
+        const QRect badge(cell.left() + 4, cell.bottom() - 3 - height, std::min(24 + textWidth, cell.width() - 8), height);
         painter->setPen(Qt::NoPen);
         painter->setBrush(QColor(0, 0, 0, 150));
         painter->drawRoundedRect(badge, 3, 3);
         painter->setBrush(Qt::white);
-        const QPointF triangle[3] = {{badge.left() + 9.0, badge.top() + 4.0}, {badge.left() + 9.0, badge.bottom() - 3.0},
-            {badge.left() + 16.0, badge.center().y() + 0.5}};
+        const qreal middle = badge.center().y() + 0.5;
+        const QPointF triangle[3] = {{badge.left() + 9.0, middle - 4.0}, {badge.left() + 9.0, middle + 4.0},
+            {badge.left() + 16.0, middle}};
         painter->drawPolygon(triangle, 3);
+        if (!duration.isEmpty()) {
+            painter->setFont(font);
+            painter->setPen(Qt::white);
+            painter->drawText(badge.adjusted(20, 0, -4, 0), Qt::AlignRight | Qt::AlignVCenter, duration);
+        }
     }
     painter->setClipping(false);
     const QColor highlight = palette.color(QPalette::Highlight);

@@ -30,6 +30,7 @@ public:
         FailedRole,                   // bool: no thumbnail can be made (a broken file)
         IsVideoRole,
         FolderRole,                   // the asset's folder relative to the library, "" at its top
+        DurationRole,                 // a video's length as text ("1:05"); empty for photos
     };
 
     explicit TULOPhotoAssetModel(const TULOThumbnailCache &cache = TULOThumbnailCache(), QObject *parent = nullptr);
@@ -39,6 +40,10 @@ public:
     TULOPhotoAsset assetAt(int row) const;
     // The folders (albums) that hold assets, sorted; "" is the library's own top folder.
     QStringList folders() const;
+    // The files of `rows`, and the rows of files, in the order given (files not here are left out):
+    // a selection survives new assets this way.
+    QStringList filePathsForRows(const QList<int> &rows) const;
+    QList<int> rowsForFilePaths(const QStringList &filePaths) const;
 
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
@@ -74,6 +79,9 @@ class TULOPhotoAssetItemDelegate : public QStyledItemDelegate
 public:
     explicit TULOPhotoAssetItemDelegate(int cellSize, QObject *parent = nullptr);
 
+    int cellSize() const { return m_cellSize; }
+    void setCellSize(int cellSize) { m_cellSize = cellSize; }
+
     void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
@@ -86,9 +94,17 @@ private:
 QList<int> TULOSelectionOrder(const QList<int> &previous, QList<int> selectedRows);
 
 // Reads the library's newest assets (every one for a negative limit) on a worker thread and
-// hands them to `done` on the GUI thread, unless `receiver` is gone by then.
+// hands them to `done` on the GUI thread, unless `receiver` is gone by then: first as the
+// library's index knows them, then once more if the folder turns out to have changed.
 void TULOLoadPhotoAssets(const std::shared_ptr<TULOPhotoLibrary> &library, int limit, QObject *receiver,
     std::function<void(const QList<TULOPhotoAsset> &assets, const TULOError &error)> done);
+
+// Watches the library's folders and calls `reload` on `receiver`'s thread whenever it finds
+// them changed, for as long as `receiver` lives. Nothing for a null library.
+void TULOFollowPhotoLibraryChanges(TULOPhotoLibrary *library, QObject *receiver, std::function<void()> reload);
+
+// A video's length as its badge shows it: "0:42", "12:05", "1:02:03".
+QString TULOCompactDuration(double seconds);
 
 // The accessible description of an asset: its file name and kind.
 QString TULOPhotoAssetAccessibleName(const TULOPhotoAsset &asset);

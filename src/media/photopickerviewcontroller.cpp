@@ -35,6 +35,7 @@ TULOPhotoPickerViewController::TULOPhotoPickerViewController(TULOPhotoLibrary *l
                         : TULOModulePhotoLibrary())
     , m_model(new TULOPhotoAssetModel(cache, this))
 {
+    TULOFollowPhotoLibraryChanges(m_library.get(), this, [this] { reloadAssets(); });
 }
 
 TULOPhotoPickerViewController::~TULOPhotoPickerViewController() = default;
@@ -49,9 +50,18 @@ void TULOPhotoPickerViewController::reloadAssets()
     const QString libraryPath = m_library->libraryPath();
     TULOLoadPhotoAssets(m_library, m_maximumAssetCount, this,
         [this, libraryPath](const QList<TULOPhotoAsset> &assets, const TULOError &error) {
-            m_libraryError = assets.isEmpty() ? error : TULOError();
-            m_selectionOrder.clear();
+            const TULOError libraryError = assets.isEmpty() ? error : TULOError();
+            if (m_loaded && assets == m_model->assets() && libraryError == m_libraryError)
+                return;
+            m_libraryError = libraryError;
+            // What was checked stays checked when the newest assets change under it.
+            const QStringList selected = m_model->filePathsForRows(m_selectionOrder);
             m_model->setAssets(assets, libraryPath);
+            m_selectionOrder.clear();
+            if (m_listView) {
+                for (const int row : m_model->rowsForFilePaths(selected))
+                    m_listView->selectionModel()->select(m_model->index(row), QItemSelectionModel::Select);
+            }
             m_loaded = true;
             if (m_listView)
                 m_listView->setVisible(!assets.isEmpty());

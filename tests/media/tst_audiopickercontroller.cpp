@@ -11,7 +11,10 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QListView>
+#include <QLabel>
 #include <QPainter>
+#include <QSemaphore>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -187,6 +190,59 @@ private Q_SLOTS:
         QCOMPARE(alert->title(), TULOLocalization::defaultLocalization()->localizedStringForKey(
             QStringLiteral("AUDIO_PICKER_EMPTY_TITLE"), QString::fromLatin1(TULOStringsTablePostComposition), TULOClientContext()));
         QCOMPARE(alert->actions().size(), 1);
+    }
+
+    // The first read of the music folder runs off the GUI thread: an event posted while the
+    // library is still being read is handled before the read ends, with the picker showing that
+    // it loads, and the list fills folder by folder.
+    void firstReadDoesNotBlockTheGuiThread()
+    {
+        TULOMediaLibrary library(m_library->musicFolder(), m_dir.filePath(QStringLiteral("first-read.sqlite")));
+        TULOAudioPickerController *picker = nullptr;
+        const QString loadingText = TULOLocalization::defaultLocalization()->localizedStringForKey(
+            QStringLiteral("AUDIO_PICKER_LOADING"), QString::fromLatin1(TULOStringsTablePostComposition), TULOClientContext());
+        const auto showsLoading = [&picker, &loadingText] {
+            for (const QLabel *label : picker->view()->findChildren<QLabel *>()) {
+                if (label->isVisibleTo(picker->view()) && label->text() == loadingText)
+                    return true;
+            }
+            return false;
+        };
+        QSemaphore handled;
+        bool handledDuringRead = false, loadingWhenHandled = false, labelWhenHandled = false;
+        // Runs on the reading thread once the folder has been read, before the picker hears of it.
+        connect(&library, &TULOMediaLibrary::libraryDidChange, &library, [&] {
+            QMetaObject::invokeMethod(qApp, [&] {
+                loadingWhenHandled = !picker->hasLoadedItems();
+                labelWhenHandled = showsLoading();
+                handled.release();
+            }, Qt::QueuedConnection);
+            // A GUI thread busy reading could not handle it; the wait only bounds the failure.
+            handledDuringRead = handled.tryAcquire(1, 30000);
+        }, Qt::DirectConnection);
+
+        TULOAudioPickerController created(TULOClientContext(), &library);
+        picker = &created;
+        QVERIFY(!picker->hasLoadedItems());
+        QList<int> fills;
+        connect(picker->listView()->model(), &QAbstractItemModel::modelReset, this,
+            [&] { fills << picker->listView()->model()->rowCount(); });
+        QSignalSpy loaded(picker, &TULOAudioPickerController::itemsDidLoad);
+        QVERIFY(loaded.wait(30000));
+        QVERIFY(handledDuringRead);
+        QVERIFY(loadingWhenHandled);
+        QVERIFY(labelWhenHandled);
+        QVERIFY(!showsLoading());
+        QCOMPARE(loaded.size(), 1);
+        QCOMPARE(titles(picker->songs()), (QStringList{"Halo", "Harbour", "Morning Light", "Night Drive"}));
+        QCOMPARE(picker->voiceMemos().size(), 2);
+        // The songs' two folders arrive one after the other.
+        QVERIFY2(fills.size() >= 2 && fills.first() < 4 && fills.last() == 4,
+            qPrintable(QStringLiteral("fills: %1").arg(QVariant::fromValue(fills).toStringList().join(QLatin1Char(',')))));
+        // A library that has been read is shown at once.
+        TULOAudioPickerController second(TULOClientContext(), &library);
+        QVERIFY(second.hasLoadedItems());
+        QCOMPARE(second.songs().size(), 4);
     }
 
     void screenshots_data()

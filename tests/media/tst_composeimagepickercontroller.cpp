@@ -1,17 +1,23 @@
 #include "photofixtures.h"
 #include "support/screenshotsupport.h"
+#include "support/videosupport.h"
 
 #include <Quillon/media/composeimagepickercontroller.h>
 #include <Quillon/media/photoassetmodel_p.h>
 #include <Quillon/platform/audio/captureavailability.h>
 #include <Quillon/platform/camera/cameracapture.h>
 #include <Quillon/platform/library/photolibrary.h>
+#include <Quillon/platform/ui/screenshot.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QItemSelectionModel>
 #include <QListView>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <cmath>
 
 namespace {
 
@@ -181,6 +187,115 @@ private Q_SLOTS:
         QCOMPARE(photo->attachmentType(), TULOAttachmentTypeImage);
         QCOMPARE(QImage::fromData(photo->data()).size(), QSize(320, 240));
         TULODeviceCapabilities::setSimulatedCameraImageFile(QString());
+    }
+
+    // Every column of the grid is whole at any width and scale, and the columns share the width
+    // out: what is left at the right is less than one more cell.
+    void gridColumnsFitTheWidth_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<qreal>("scale");
+        QTest::addRow("preferred-1x") << 600 << 1.0;
+        QTest::addRow("preferred-2x") << 600 << 2.0;
+        QTest::addRow("six-columns-1x") << 720 << 1.0;
+        QTest::addRow("six-columns-2x") << 720 << 2.0;
+        QTest::addRow("narrow-1x") << 420 << 1.0;
+    }
+    void gridColumnsFitTheWidth()
+    {
+        QFETCH(int, width);
+        QFETCH(qreal, scale);
+        auto picker = loadedPicker();
+        QVERIFY(!TULORenderViewController(picker.get(), QSize(width, 520), scale).isNull());
+        QListView *grid = picker->collectionView();
+        const QAbstractItemModel *model = grid->model();
+        QVERIFY(model->rowCount() >= 7);
+        const int viewportWidth = grid->viewport()->width();
+        const QRect first = grid->visualRect(model->index(0, 0));
+        int columns = 0, rowRight = 0;
+        for (int row = 0; row < model->rowCount(); ++row) {
+            const QRect cell = grid->visualRect(model->index(row, 0));
+            QVERIFY2(cell.left() >= 0 && cell.right() < viewportWidth,
+                qPrintable(QStringLiteral("cell %1 at %2..%3 in a viewport %4 wide")
+                               .arg(row).arg(cell.left()).arg(cell.right()).arg(viewportWidth)));
+            QCOMPARE(cell.size(), first.size());
+            if (cell.top() == first.top()) {
+                ++columns;
+                rowRight = std::max(rowRight, cell.right());
+            }
+        }
+        QVERIFY(first.width() >= 104);
+        QCOMPARE(first.width(), first.height());
+        QVERIFY2(columns < model->rowCount(), "the test needs more photos than columns");
+        QVERIFY2(viewportWidth - (rowRight + 1) < 104,
+            qPrintable(QStringLiteral("%1 columns leave %2 px").arg(columns).arg(viewportWidth - rowRight - 1)));
+    }
+
+    // A photo added to the watched library shows up in the open grid, and what was checked
+    // stays checked, in the order it was checked.
+    void newPhotosArriveAndTheSelectionStays()
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("Growing"));
+        const QStringList photos = TULOTestWritePhotoLibrary(folder);
+        QVERIFY(!photos.isEmpty());
+        TULOPhotoLibrary library(folder, m_dir.filePath(QStringLiteral("growing.sqlitedb")));
+        auto picker = loadedPicker(&library);
+        const int before = picker->visibleAssetCount();
+        picker->setVisibleRowSelected(3, true);
+        picker->setVisibleRowSelected(1, true);
+        QList<QUrl> chosen;
+        for (const TULOAttachmentPtr &attachment : picker->selectedAttachments())
+            chosen << attachment->assetURL();
+        QCOMPARE(chosen.size(), 2);
+
+        QSignalSpy reloaded(picker.get(), &TULOComposeImagePickerController::assetsDidLoad);
+        QVERIFY(TULOTestWritePhoto(folder + QStringLiteral("/Holiday/new.jpg"), QSize(40, 30), 77, QDateTime::currentDateTime()));
+        QVERIFY(reloaded.wait(20000));
+        QCOMPARE(picker->visibleAssetCount(), before + 1);
+        QList<QUrl> still;
+        for (const TULOAttachmentPtr &attachment : picker->selectedAttachments())
+            still << attachment->assetURL();
+        QCOMPARE(still, chosen);
+        QCOMPARE(picker->collectionView()->selectionModel()->selectedIndexes().size(), 2);
+    }
+
+    void compactDurations_data()
+    {
+        QTest::addColumn<double>("seconds");
+        QTest::addColumn<QString>("expected");
+        QTest::addRow("seconds-padded") << 7.0 << "0:07";
+        QTest::addRow("rounded-to-the-second") << 41.6 << "0:42";
+        QTest::addRow("minutes") << 725.0 << "12:05";
+        QTest::addRow("an-hour-and-more") << 3723.0 << "1:02:03";
+        QTest::addRow("unknown") << 0.0 << "0:00";
+        QTest::addRow("not-a-number") << std::nan("") << "0:00";
+    }
+    void compactDurations()
+    {
+        QFETCH(double, seconds);
+        QFETCH(QString, expected);
+        QCOMPARE(TULOCompactDuration(seconds), expected);
+    }
+
+    void videosShowTheirDuration()
+    {
+        const QString video = m_dir.filePath(QStringLiteral("Videos/short.mp4"));
+        QVERIFY(QDir().mkpath(QFileInfo(video).absolutePath()));
+        QString message;
+        QVERIFY2(TULOMakeTestVideo(video, 3.0, 10, QStringLiteral("64x48"), {"-c:v", "mpeg4"}, &message), qPrintable(message));
+        QVERIFY(TULOTestWritePhoto(m_dir.filePath(QStringLiteral("Videos/still.jpg")), QSize(40, 30), 0,
+            QDateTime::currentDateTime()));
+        TULOPhotoLibrary library(QFileInfo(video).absolutePath(), m_dir.filePath(QStringLiteral("videos.sqlitedb")));
+        auto picker = loadedPicker(&library);
+        TULOPhotoAssetModel *model = picker->model();
+        QCOMPARE(model->rowCount(), 2);
+        for (int row = 0; row < model->rowCount(); ++row) {
+            const QModelIndex index = model->index(row);
+            const bool isVideo = index.data(TULOPhotoAssetModel::IsVideoRole).toBool();
+            const QString duration = index.data(TULOPhotoAssetModel::DurationRole).toString();
+            QCOMPARE(duration, isVideo ? QStringLiteral("0:03") : QString());
+            QCOMPARE(index.data(Qt::AccessibleTextRole).toString().endsWith(QStringLiteral(", 0:03")), isVideo);
+        }
     }
 
     void screenshots_data()

@@ -1,7 +1,9 @@
 #include <Quillon/platform/library/medialibrary.h>
 
 #include <Quillon/platform/library/mediafiletags.h>
+#include <Quillon/platform/library/librarycache_p.h>
 #include <Quillon/platform/library/medialibraryindex_p.h>
+#include <Quillon/platform/operationqueue.h>
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -14,12 +16,6 @@
 #include <QStandardPaths>
 
 #include <mutex>
-
-#include <cstring>
-
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 
 // What one walk through the music folder found: every media file, read anew (changed) or
 // taken from the index, and the folders it could not look into.
@@ -107,99 +103,43 @@ TULOMediaLibraryItemPtr makeItem(const TULOMediaLibraryIndex::Row &row, TULOMedi
     return item;
 }
 
-bool isUnder(const QString &path, const QStringList &folders)
-{
-    for (const QString &folder : folders) {
-        if (path.startsWith(folder + QLatin1Char('/')))
-            return true;
-    }
-    return false;
-}
-
-TULOMediaFolderScan scanMusicFolder(const QString &root, const QHash<QString, TULOMediaLibraryIndex::Row> &cached)
+// Walks the music folder: files the index knows unchanged are taken from it, the others are
+// read. `batch` (when given) runs after each folder with the rows from `from` on.
+TULOMediaFolderScan scanMusicFolder(const QString &root, const QHash<QString, TULOMediaLibraryIndex::Row> &cached,
+    const std::function<void(const TULOMediaFolderScan &scan, qsizetype from)> &batch)
 {
     TULOMediaFolderScan scan;
-    QStringList folders{root};
-    while (!folders.isEmpty()) {
-        const QString folder = folders.takeLast();
-        // POSIX directory reading: a warm open is mostly this loop, and the entry type from
-        // readdir plus one fstatat per media file is far cheaper than QFileInfo's machinery.
-        DIR *directory = ::opendir(QFile::encodeName(folder).constData());
-        if (!directory) {
-            scan.unreadableFolders.append(folder);
-            continue;
-        }
-        const int directoryFD = ::dirfd(directory);
-        while (const struct dirent *entry = ::readdir(directory)) {
-            const char *name = entry->d_name;
-            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
-                continue;
-            struct stat info;
-            const bool knownType = entry->d_type != DT_UNKNOWN;
-            if (entry->d_type == DT_DIR
-                || (!knownType && ::fstatat(directoryFD, name, &info, AT_SYMLINK_NOFOLLOW) == 0
-                    && S_ISDIR(info.st_mode))) {
-                folders.append(folder + QLatin1Char('/') + QFile::decodeName(name));
-                continue;
-            }
-            if (knownType && entry->d_type != DT_REG)
-                continue; // symbolic links are not followed, so a loop cannot trap the scan
-            const char *dot = std::strrchr(name, '.');
-            if (!dot)
-                continue;
-            const quint64 mediaType = mediaTypeForSuffix(QString::fromLatin1(dot + 1).toLower());
-            if (!mediaType)
-                continue;
-            if (::fstatat(directoryFD, name, &info, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(info.st_mode))
-                continue;
-            const QString path = folder + QLatin1Char('/') + QFile::decodeName(name);
+    qsizetype reported = 0;
+    const TULOFolderWalk walk = TULOWalkFolder(
+        root, [](const QString &suffix) { return mediaTypeForSuffix(suffix) != 0; },
+        [&](const TULOFileStamp &file) {
             ++scan.statistics.filesSeen;
-            const qint64 size = info.st_size;
-            const qint64 modified = qint64(info.st_mtim.tv_sec) * 1000 + info.st_mtim.tv_nsec / 1000000;
-            const auto hit = cached.constFind(path);
-            if (hit != cached.constEnd() && hit->size == size && hit->modified == modified) {
+            const auto hit = cached.constFind(file.path);
+            if (hit != cached.constEnd() && hit->size == file.size && hit->modified == file.modified) {
                 scan.rows.append(*hit);
-                continue;
+                return;
             }
             TULOMediaLibraryIndex::Row row;
-            row.path = path;
-            row.size = size;
-            row.modified = modified;
-            row.mediaType = mediaType;
-            row.readable = TULOReadMediaFileTags(path, &row.tags);
+            row.path = file.path;
+            row.size = file.size;
+            row.modified = file.modified;
+            row.mediaType = mediaTypeForSuffix(file.suffix);
+            row.readable = TULOReadMediaFileTags(file.path, &row.tags);
             if (!row.readable)
                 ++scan.statistics.filesUnreadable;
             ++scan.statistics.filesRead;
             scan.rows.append(row);
             scan.changed.append(row);
-            scan.changedPaths.insert(path);
-        }
-        ::closedir(directory);
-    }
-
+            scan.changedPaths.insert(file.path);
+        },
+        [&] {
+            if (batch && scan.rows.size() > reported) {
+                batch(scan, reported);
+                reported = scan.rows.size();
+            }
+        });
+    scan.unreadableFolders = walk.unreadableFolders;
     return scan;
-}
-
-// Files of the index that the walk did not see: those under a folder it could not read are
-// kept as they were known (appended to `rows`), the others are gone. Returns the gone ones.
-QStringList settleUnseenFiles(const QHash<QString, TULOMediaLibraryIndex::Row> &cached,
-                              const QStringList &unreadableFolders, QList<TULOMediaLibraryIndex::Row> &rows)
-{
-    QSet<QString> seen;
-    for (const auto &row : std::as_const(rows))
-        seen.insert(row.path);
-    QStringList removed;
-    for (auto it = cached.constBegin(); it != cached.constEnd(); ++it) {
-        if (seen.contains(it.key()))
-            continue;
-        if (isUnder(it.key(), unreadableFolders)) {
-            rows.append(it.value()); // cannot look inside now; keep what was known
-            seen.insert(it.key());
-            continue;
-        }
-        removed.append(it.key());
-    }
-    return removed;
 }
 
 } // namespace
@@ -224,10 +164,14 @@ TULOMediaLibrary::TULOMediaLibrary(const QString &musicFolder, const QString &in
     , m_musicFolder(QDir::cleanPath(musicFolder.isEmpty() ? defaultMusicFolder() : musicFolder))
     , m_indexPath(indexPath.isEmpty() ? defaultIndexPath() : indexPath)
     , m_index(std::make_unique<TULOMediaLibraryIndex>(m_indexPath))
+    , m_queue(std::make_unique<TULOOperationQueue>(QStringLiteral("com.vantor.Quillon.mediaLibrary")))
 {
 }
 
-TULOMediaLibrary::~TULOMediaLibrary() = default;
+TULOMediaLibrary::~TULOMediaLibrary()
+{
+    m_queue->waitUntilAllOperationsAreFinished();
+}
 
 QString TULOMediaLibrary::defaultMusicFolder()
 {
@@ -243,13 +187,19 @@ QString TULOMediaLibrary::defaultIndexPath()
         + QStringLiteral("/com.vantor.Quillon/MediaLibrary.sqlitedb");
 }
 
+TULOMediaLibrary *TULOMediaLibrary::defaultMediaLibraryWithoutLoading()
+{
+    static TULOMediaLibrary *library = new TULOMediaLibrary;
+    return library;
+}
+
 TULOMediaLibrary *TULOMediaLibrary::defaultMediaLibrary()
 {
-    static TULOMediaLibrary *library = nullptr;
+    TULOMediaLibrary *library = defaultMediaLibraryWithoutLoading();
     static std::once_flag once;
-    std::call_once(once, [] {
-        library = new TULOMediaLibrary;
-        library->reload();
+    std::call_once(once, [library] {
+        if (!library->hasLoaded())
+            library->reload();
     });
     return library;
 }
@@ -263,37 +213,49 @@ quint64 TULOMediaLibrary::persistentIDForPath(const QString &path)
     return id ? id : 1;
 }
 
-bool TULOMediaLibrary::adoptScan(const TULOMediaFolderScan &scan)
+QHash<QString, TULOMediaLibraryItemPtr> TULOMediaLibrary::fileItems() const
 {
     QMutexLocker lock(&m_mutex);
-    bool didChange = false;
-    // Unchanged files keep their item objects, so that holders of an item keep a live one.
-    QHash<QString, TULOMediaLibraryItemPtr> previous;
+    QHash<QString, TULOMediaLibraryItemPtr> items;
+    for (const auto &item : std::as_const(m_items)) {
+        if (!item->filePath().isEmpty())
+            items.insert(item->filePath(), item);
+    }
+    return items;
+}
+
+bool TULOMediaLibrary::adoptScan(const TULOMediaFolderScan &scan, const QList<TULOMediaLibraryItemPtr> &scannedItems)
+{
+    QMutexLocker lock(&m_mutex);
     QList<TULOMediaLibraryItemPtr> items;
+    QSet<TULOMediaLibraryItem *> before;
     for (const auto &item : std::as_const(m_items)) {
         if (item->filePath().isEmpty())
             items.append(item); // store items are not in the folder
         else
-            previous.insert(item->filePath(), item);
+            before.insert(item.get());
     }
-    for (const auto &row : std::as_const(scan.rows)) {
-        const auto old = previous.constFind(row.path);
-        if (old != previous.constEnd() && !scan.changedPaths.contains(row.path)) {
-            items.append(*old);
-        } else {
-            items.append(makeItem(row, this));
+    bool didChange = scannedItems.size() != before.size();
+    for (const auto &item : scannedItems) {
+        if (!before.contains(item.get()))
             didChange = true;
-        }
     }
-    if (items.size() != m_items.size())
-        didChange = true;
+    items += scannedItems;
     m_items = items;
     m_statistics = scan.statistics;
+    m_hasLoaded = true;
     return didChange;
 }
 
 bool TULOMediaLibrary::reload(TULOError *error)
 {
+    return reloadReportingProgress({}, error);
+}
+
+bool TULOMediaLibrary::reloadReportingProgress(const ProgressBlock &progress, TULOError *error)
+{
+    // One walk at a time: the index and the items follow a single scan.
+    QMutexLocker reloading(&m_reloadMutex);
     const QFileInfo root(m_musicFolder);
     if (!root.isDir() || !root.isReadable() || !root.isExecutable()) {
         TULOSetError(error, TULOError(TULOFileErrorDomain, root.exists() ? 257 : 260,
@@ -304,17 +266,61 @@ bool TULOMediaLibrary::reload(TULOError *error)
         return false;
     }
 
+    // Unchanged files keep their item objects, so that holders of an item keep a live one.
+    const QHash<QString, TULOMediaLibraryItemPtr> previous = fileItems();
+    QList<TULOMediaLibraryItemPtr> items;
+    const auto makeItems = [&](const TULOMediaFolderScan &found, qsizetype from) {
+        QList<TULOMediaLibraryItemPtr> made;
+        for (qsizetype i = from; i < found.rows.size(); ++i) {
+            const TULOMediaLibraryIndex::Row &row = found.rows.at(i);
+            const TULOMediaLibraryItemPtr old = previous.value(row.path);
+            made.append(old && !found.changedPaths.contains(row.path) ? old : makeItem(row, this));
+        }
+        items += made;
+        return made;
+    };
+
     // A broken index only costs a full read; it is never a reason to fail.
     const QHash<QString, TULOMediaLibraryIndex::Row> cached = m_index->load();
-    TULOMediaFolderScan scan = scanMusicFolder(m_musicFolder, cached);
-    const QStringList removed = settleUnseenFiles(cached, scan.unreadableFolders, scan.rows);
+    TULOMediaFolderScan scan = scanMusicFolder(m_musicFolder, cached, [&](const TULOMediaFolderScan &partial, qsizetype from) {
+        const QList<TULOMediaLibraryItemPtr> made = makeItems(partial, from);
+        if (progress)
+            progress(made);
+    });
+    QSet<QString> seen;
+    for (const auto &row : std::as_const(scan.rows))
+        seen.insert(row.path);
+    const QStringList removed = TULOSettleUnseenFiles(cached, seen, scan.unreadableFolders, scan.rows);
+    // Files kept from folders that could not be read now are items too.
+    const QList<TULOMediaLibraryItemPtr> kept = makeItems(scan, items.size());
+    if (progress && !kept.isEmpty())
+        progress(kept);
     scan.statistics.filesRemoved = int(removed.size());
     m_index->apply(scan.changed, removed);
 
     const bool removedOrRead = !scan.changed.isEmpty() || !removed.isEmpty();
-    if (adoptScan(scan) || removedOrRead)
+    if (adoptScan(scan, items) || removedOrRead)
         Q_EMIT libraryDidChange();
     return true;
+}
+
+bool TULOMediaLibrary::hasLoaded() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_hasLoaded;
+}
+
+void TULOMediaLibrary::loadInBackground(ProgressBlock progress, std::function<void(const TULOError &error)> done)
+{
+    m_queue->addOperation([this, progress = std::move(progress), done = std::move(done)] {
+        TULOError error;
+        if (!hasLoaded())
+            reloadReportingProgress(progress, &error);
+        else if (progress)
+            progress(items());
+        if (done)
+            done(error);
+    });
 }
 
 TULOMediaLibrary::ScanStatistics TULOMediaLibrary::lastScanStatistics() const

@@ -7,14 +7,17 @@
 #include <Quillon/platform/library/medialibraryitem.h>
 #include <Quillon/platform/library/mediasong.h>
 
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class TULOMediaLibraryIndex;
+class TULOOperationQueue;
 struct TULOMediaFolderScan;
 
 // The user's media library: every song and music video under the music folder, read with their
@@ -41,8 +44,11 @@ public:
 
     static QString defaultMusicFolder();
     static QString defaultIndexPath();
-    // One library over the default folders, made on first use.
+    // One library over the default folders, made and read on first use (on the calling thread).
     static TULOMediaLibrary *defaultMediaLibrary();
+    // The same library, not read yet when nobody has read it: for callers that read it in the
+    // background (loadInBackground).
+    static TULOMediaLibrary *defaultMediaLibraryWithoutLoading();
 
     QString musicFolder() const { return m_musicFolder; }
     QString indexPath() const { return m_indexPath; }
@@ -51,6 +57,16 @@ public:
     // are gone are dropped. A folder that cannot be read is an error, and what was known of it
     // before is kept. Subfolders that cannot be read are skipped the same way.
     bool reload(TULOError *error = nullptr);
+    // Runs on the reloading thread with the items of each folder as the walk passes it, so
+    // that a first read can be shown as it fills.
+    using ProgressBlock = std::function<void(const QList<TULOMediaLibraryItemPtr> &items)>;
+    bool reloadReportingProgress(const ProgressBlock &progress, TULOError *error = nullptr);
+    // True once a reload has finished.
+    bool hasLoaded() const;
+    // Reads the library on a worker thread of its own unless it has been read already; either
+    // way `progress` gets the items and `done` follows, both on that worker thread. The
+    // destructor waits for it.
+    void loadInBackground(ProgressBlock progress, std::function<void(const TULOError &error)> done);
     ScanStatistics lastScanStatistics() const;
 
     QList<TULOMediaLibraryItemPtr> items() const;
@@ -82,13 +98,18 @@ Q_SIGNALS:
 
 private:
     void adopt(const TULOMediaLibraryItemPtr &item);
-    // Takes the scanned files as the library's items; true when they differ from before.
-    bool adoptScan(const TULOMediaFolderScan &scan);
+    // The items that have a file, by path.
+    QHash<QString, TULOMediaLibraryItemPtr> fileItems() const;
+    // Takes the scanned files' items as the library's; true when they differ from before.
+    bool adoptScan(const TULOMediaFolderScan &scan, const QList<TULOMediaLibraryItemPtr> &scannedItems);
 
     QString m_musicFolder;
     QString m_indexPath;
     std::unique_ptr<TULOMediaLibraryIndex> m_index;
+    std::unique_ptr<TULOOperationQueue> m_queue;
     mutable QMutex m_mutex;
+    QMutex m_reloadMutex;
     QList<TULOMediaLibraryItemPtr> m_items;
     ScanStatistics m_statistics;
+    bool m_hasLoaded = false;
 };

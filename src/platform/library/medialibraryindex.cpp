@@ -1,5 +1,7 @@
 #include <Quillon/platform/library/medialibraryindex_p.h>
 
+#include <Quillon/platform/library/librarycache_p.h>
+
 #include <Quillon/platform/sqlite/sqlitedatabase_p.h>
 
 namespace {
@@ -50,18 +52,8 @@ TULOMediaLibraryIndex::TULOMediaLibraryIndex(const QString &path)
     : m_database(std::make_unique<TULOSQLiteDatabase>(path))
 {
     m_database->setSetupBlock([](TULOSQLiteDatabase &database) {
-        // The index is a cache that can be rebuilt from the files: no need to wait for the disk
-        // on every commit.
-        database.executeSQL(QStringLiteral("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL"));
-        // An index of another version is rebuilt from the files rather than migrated. The version
-        // is written only when it changes, so that a warm open never writes.
-        const std::optional<qint64> version = database.userVersion();
-        if (version == kSchemaVersion)
-            return;
-        if (version && *version != 0)
-            database.executeSQL(QStringLiteral("DROP TABLE IF EXISTS media_files"));
-        if (database.executeSQL(QString::fromLatin1(kCreateSQL)))
-            database.setUserVersion(kSchemaVersion);
+        TULOSetUpFileCacheDatabase(database, kSchemaVersion, {QStringLiteral("DROP TABLE IF EXISTS media_files")},
+            {QString::fromLatin1(kCreateSQL)});
     });
     m_database->reopen();
 }
@@ -106,29 +98,15 @@ QHash<QString, TULOMediaLibraryIndex::Row> TULOMediaLibraryIndex::load(TULOError
 
 bool TULOMediaLibraryIndex::apply(const QList<Row> &changed, const QStringList &removed, TULOError *error)
 {
-    if (changed.isEmpty() && removed.isEmpty())
-        return true;
-    if (!m_database->isOpen() && !m_database->reopen(error))
-        return false;
-    return m_database->performTransactionWithBlock(
-        [&] {
-            for (const QString &path : removed) {
-                if (!m_database->executeSQL(QStringLiteral("DELETE FROM media_files WHERE path = ?"), {path}, error))
-                    return false;
-            }
-            for (const Row &row : changed) {
-                const TULOMediaFileTags &t = row.tags;
-                const QVariantList values{
-                    row.path, row.size, row.modified, row.readable ? 1 : 0, qint64(row.mediaType),
-                    nullable(t.title), nullable(t.artist), nullable(t.albumArtist), nullable(t.album),
-                    t.storeItemID, t.storeArtistID, t.storeAlbumArtistID, t.storeAlbumID,
-                    t.explicitContent ? 1 : 0, t.duration,
-                    t.artworkSize.isValid() ? t.artworkSize.width() : 0,
-                    t.artworkSize.isValid() ? t.artworkSize.height() : 0};
-                if (!m_database->executeSQL(QString::fromLatin1(kUpsertSQL), values, error))
-                    return false;
-            }
-            return true;
-        },
-        error);
+    QList<QVariantList> values;
+    values.reserve(changed.size());
+    for (const Row &row : changed) {
+        const TULOMediaFileTags &t = row.tags;
+        values.append(QVariantList{row.path, row.size, row.modified, row.readable ? 1 : 0, qint64(row.mediaType), nullable(t.title),
+            nullable(t.artist), nullable(t.albumArtist), nullable(t.album), t.storeItemID, t.storeArtistID,
+            t.storeAlbumArtistID, t.storeAlbumID, t.explicitContent ? 1 : 0, t.duration,
+            t.artworkSize.isValid() ? t.artworkSize.width() : 0, t.artworkSize.isValid() ? t.artworkSize.height() : 0});
+    }
+    return TULOApplyFileCacheChanges(*m_database, QStringLiteral("media_files"), QString::fromLatin1(kUpsertSQL), values,
+        removed, error);
 }

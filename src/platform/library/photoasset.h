@@ -29,7 +29,13 @@ public:
     // The asset's file in the library.
     QString filePath() const { return m_filePath; }
 
+    // A video's length in seconds; 0 for a photo or a video whose length is unknown.
+    double duration() const { return m_duration; }
+    void setDuration(double seconds) { m_duration = seconds; }
+
     TULOAssetRepresentation defaultRepresentation() const;
+
+    bool operator==(const TULOPhotoAsset &other) const = default;
 
 private:
     QUrl m_assetURL;
@@ -38,4 +44,5 @@ private:
     QString m_UTI;
     qint64 m_size = 0;
     QDateTime m_date;
+    double m_duration = 0;
 };

@@ -1,18 +1,28 @@
 #include <Quillon/platform/library/photolibrary.h>
 
+#include <Quillon/platform/library/librarycache_p.h>
+#include <Quillon/platform/library/photolibraryindex_p.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/typeidentifiers.h>
+#include <Quillon/platform/video/videoframesource.h>
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QDir>
-#include <QDirIterator>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QMimeDatabase>
+#include <QSet>
 #include <QStandardPaths>
+#include <QTimer>
 #include <QUrlQuery>
 #include <QUuid>
 
 #include <algorithm>
+#include <optional>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 
 namespace {
@@ -37,15 +47,51 @@ TULOError makeError(TULOPhotoLibraryErrorCode code, const QString &description, 
     return TULOError(TULOPhotoLibraryErrorDomain, code, info);
 }
 
+using Row = TULOPhotoLibraryIndex::Row;
+
+TULOPhotoAsset::AssetType typeForSuffix(const QString &suffix)
+{
+    // Suffixes repeat across thousands of files; the MIME database is asked once for each.
+    static QMutex mutex;
+    static QHash<QString, TULOPhotoAsset::AssetType> types;
+    QMutexLocker lock(&mutex);
+    const auto known = types.constFind(suffix);
+    if (known != types.constEnd())
+        return *known;
+    static const QMimeDatabase database;
+    const QString type = database.mimeTypeForFile(QStringLiteral("x.") + suffix, QMimeDatabase::MatchExtension).name();
+    const TULOPhotoAsset::AssetType assetType = type.startsWith(QLatin1String("image/")) ? TULOPhotoAsset::Photo
+        : type.startsWith(QLatin1String("video/"))                                     ? TULOPhotoAsset::Video
+                                                                                       : TULOPhotoAsset::Unknown;
+    types.insert(suffix, assetType);
+    return assetType;
+}
+
 TULOPhotoAsset::AssetType typeForFile(const QString &filePath)
 {
+    return typeForSuffix(QFileInfo(filePath).suffix().toLower());
+}
+
+// Looks at a new or changed file: its type from its bytes (a PNG saved as .jpg is a PNG) and a
+// video's duration.
+Row examineFile(const TULOFileStamp &file, TULOPhotoAsset::AssetType type)
+{
+    Row row;
+    row.path = file.path;
+    row.size = file.size;
+    row.modified = file.modified;
+    row.assetType = type;
     static const QMimeDatabase database;
-    const QString type = database.mimeTypeForFile(filePath, QMimeDatabase::MatchExtension).name();
-    if (type.startsWith(QLatin1String("image/")))
-        return TULOPhotoAsset::Photo;
-    if (type.startsWith(QLatin1String("video/")))
-        return TULOPhotoAsset::Video;
-    return TULOPhotoAsset::Unknown;
+    QMimeType sniffed = database.mimeTypeForFile(file.path, QMimeDatabase::MatchContent);
+    if (sniffed.isDefault())
+        sniffed = database.mimeTypeForFile(file.path, QMimeDatabase::MatchExtension);
+    row.UTI = TULOTypeIdentifiers::canonicalType(sniffed.name());
+    if (type == TULOPhotoAsset::Video) {
+        TULOVideoFrameSource video(file.path);
+        if (video.open())
+            row.duration = video.duration();
+    }
+    return row;
 }
 
 QString identifierFromURL(const QUrl &url)
@@ -58,14 +104,33 @@ QString identifierFromURL(const QUrl &url)
 
 } // namespace
 
+struct TULOPhotoLibrary::State {
+    QMutex mutex; // guards the members below, never held over file work
+    QMutex refreshMutex; // one walk at a time
+    std::unique_ptr<TULOPhotoLibraryIndex> index;
+    QHash<QString, Row> rows;
+    bool rowsLoaded = false;
+    QHash<QString, QString> pathsByIdentifier;
+    bool identifiersValid = false;
+    QStringList folders;
+    int lastReadCount = 0;
+};
+
 TULOPhotoLibrary::TULOPhotoLibrary(QObject *parent)
-    : TULOPhotoLibrary(defaultLibraryPath(), parent)
+    : TULOPhotoLibrary(defaultLibraryPath(), QString(), parent)
 {
 }
 
 TULOPhotoLibrary::TULOPhotoLibrary(const QString &libraryPath, QObject *parent)
+    : TULOPhotoLibrary(libraryPath, QString(), parent)
+{
+}
+
+TULOPhotoLibrary::TULOPhotoLibrary(const QString &libraryPath, const QString &indexPath, QObject *parent)
     : QObject(parent)
     , m_libraryPath(QDir::cleanPath(QFileInfo(libraryPath).absoluteFilePath()))
+    , m_indexPath(indexPath.isEmpty() ? defaultIndexPath(m_libraryPath) : indexPath)
+    , d(std::make_unique<State>())
     , m_queue(std::make_unique<TULOOperationQueue>(QStringLiteral("com.vantor.Quillon.photoLibrary")))
 {
 }
@@ -83,6 +148,14 @@ QString TULOPhotoLibrary::defaultLibraryPath()
     return QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
 }
 
+QString TULOPhotoLibrary::defaultIndexPath(const QString &libraryPath)
+{
+    const QByteArray folder = QDir::cleanPath(QFileInfo(libraryPath).absoluteFilePath()).toUtf8();
+    return QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)
+        + QStringLiteral("/com.vantor.Quillon/PhotoLibrary-%1.sqlitedb")
+              .arg(QString::fromLatin1(QCryptographicHash::hash(folder, QCryptographicHash::Sha1).toHex().left(12)));
+}
+
 bool TULOPhotoLibrary::isAssetURL(const QUrl &url)
 {
     return url.isValid() && url.scheme() == assetScheme;
@@ -90,18 +163,15 @@ bool TULOPhotoLibrary::isAssetURL(const QUrl &url)
 
 QString TULOPhotoLibrary::assetIdentifierForFilePath(const QString &filePath) const
 {
-    const QString relative = QDir(m_libraryPath).relativeFilePath(filePath);
+    const QString relative = filePath.startsWith(m_libraryPath + QLatin1Char('/'))
+        ? filePath.mid(m_libraryPath.size() + 1)
+        : QDir(m_libraryPath).relativeFilePath(filePath);
     return QUuid::createUuidV5(identifierNamespace, relative).toString(QUuid::WithoutBraces).toUpper();
 }
 
-QUrl TULOPhotoLibrary::assetURLForFilePath(const QString &filePath) const
+QUrl TULOPhotoLibrary::assetURLForPath(const QString &path) const
 {
-    const QFileInfo info(filePath);
-    const QString path = QDir::cleanPath(info.absoluteFilePath());
-    if (!path.startsWith(m_libraryPath + QLatin1Char('/')) || !info.isFile()
-        || typeForFile(path) == TULOPhotoAsset::Unknown)
-        return QUrl();
-    const QString extension = info.suffix().toUpper();
+    const QString extension = QFileInfo(path).suffix().toUpper();
     QUrl url;
     url.setScheme(assetScheme);
     url.setHost(QStringLiteral("asset"));
@@ -113,24 +183,48 @@ QUrl TULOPhotoLibrary::assetURLForFilePath(const QString &filePath) const
     return url;
 }
 
-TULOPhotoAsset TULOPhotoLibrary::assetForFile(const QString &filePath) const
+QUrl TULOPhotoLibrary::assetURLForFilePath(const QString &filePath) const
 {
     const QFileInfo info(filePath);
-    const TULOPhotoAsset::AssetType type = typeForFile(filePath);
-    if (!info.isFile() || type == TULOPhotoAsset::Unknown)
-        return TULOPhotoAsset();
-    // The representation's type comes from the bytes: a PNG saved as .jpg is a PNG.
-    static const QMimeDatabase database;
-    QMimeType sniffed = database.mimeTypeForFile(info, QMimeDatabase::MatchContent);
-    if (sniffed.isDefault())
-        sniffed = database.mimeTypeForFile(info, QMimeDatabase::MatchExtension);
-    const QString UTI = TULOTypeIdentifiers::canonicalType(sniffed.name());
-    return TULOPhotoAsset(
-        assetURLForFilePath(filePath), type, info.absoluteFilePath(), UTI, info.size(), info.lastModified());
+    const QString path = QDir::cleanPath(info.absoluteFilePath());
+    if (!path.startsWith(m_libraryPath + QLatin1Char('/')) || !info.isFile()
+        || typeForFile(path) == TULOPhotoAsset::Unknown)
+        return QUrl();
+    return assetURLForPath(path);
 }
 
-bool TULOPhotoLibrary::rescan(TULOError *error) const
+namespace {
+
+TULOPhotoAsset assetForRow(const Row &row, const QUrl &assetURL)
 {
+    TULOPhotoAsset asset(assetURL, TULOPhotoAsset::AssetType(row.assetType), row.path, row.UTI, row.size,
+        QDateTime::fromMSecsSinceEpoch(row.modified));
+    asset.setDuration(row.duration);
+    return asset;
+}
+
+// A walk of a large library runs beside what the user waits for (thumbnails, the GUI thread):
+// the worker thread doing it gets a smaller share of the processors than they do. Linux sets a
+// nice value per thread; the pool's threads are the library's own.
+void yieldToForegroundWork()
+{
+    static thread_local bool lowered = false;
+    if (!lowered) {
+        ::setpriority(PRIO_PROCESS, ::gettid(), 10);
+        lowered = true;
+    }
+}
+
+bool newerFirst(const Row &a, const Row &b)
+{
+    return a.modified != b.modified ? a.modified > b.modified : a.path < b.path;
+}
+
+} // namespace
+
+bool TULOPhotoLibrary::refresh(TULOError *error) const
+{
+    QMutexLocker walking(&d->refreshMutex);
     const QFileInfo root(m_libraryPath);
     if (!root.isDir() || !root.isReadable()) {
         TULOSetError(error,
@@ -138,61 +232,165 @@ bool TULOPhotoLibrary::rescan(TULOError *error) const
                 text("The pictures folder “%1” does not exist or cannot be read.").arg(m_libraryPath)));
         return false;
     }
-    QHash<QString, QString> paths;
-    QDirIterator files(m_libraryPath, QDir::Files | QDir::Readable, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString path = QDir::cleanPath(files.next());
-        if (typeForFile(path) != TULOPhotoAsset::Unknown)
-            paths.insert(assetIdentifierForFilePath(path), path);
+    QHash<QString, Row> known;
+    {
+        QMutexLocker lock(&d->mutex);
+        if (!d->index)
+            d->index = std::make_unique<TULOPhotoLibraryIndex>(m_indexPath);
+        if (!d->rowsLoaded) {
+            // A broken index only costs looking at every file again; it is never a reason to fail.
+            d->rows = d->index->load(m_libraryPath);
+            d->rowsLoaded = true;
+            d->identifiersValid = false;
+        }
+        known = d->rows;
     }
-    QMutexLocker lock(&m_mutex);
-    m_pathsByIdentifier = paths;
+    QList<Row> rows, changed;
+    QSet<QString> seen;
+    const TULOFolderWalk walk = TULOWalkFolder(
+        m_libraryPath, [](const QString &suffix) { return typeForSuffix(suffix) != TULOPhotoAsset::Unknown; },
+        [&](const TULOFileStamp &file) {
+            seen.insert(file.path);
+            const auto hit = known.constFind(file.path);
+            if (hit != known.constEnd() && hit->size == file.size && hit->modified == file.modified) {
+                rows.append(*hit);
+                return;
+            }
+            const Row row = examineFile(file, typeForSuffix(file.suffix));
+            rows.append(row);
+            changed.append(row);
+        });
+    const QStringList removed = TULOSettleUnseenFiles(known, seen, walk.unreadableFolders, rows);
+    d->index->apply(changed, removed);
+    {
+        QMutexLocker lock(&d->mutex);
+        d->rows.clear();
+        for (const Row &row : std::as_const(rows))
+            d->rows.insert(row.path, row);
+        d->identifiersValid = false;
+        d->folders = walk.folders;
+        d->lastReadCount = int(changed.size());
+    }
+    // Folders that came with this walk are watched from now on (when watching).
+    QMetaObject::invokeMethod(const_cast<TULOPhotoLibrary *>(this), &TULOPhotoLibrary::watchFolders, Qt::QueuedConnection);
+    if (!changed.isEmpty() || !removed.isEmpty())
+        Q_EMIT const_cast<TULOPhotoLibrary *>(this)->libraryDidChange();
     return true;
+}
+
+int TULOPhotoLibrary::lastRefreshReadCount() const
+{
+    QMutexLocker lock(&d->mutex);
+    return d->lastReadCount;
 }
 
 QList<TULOPhotoAsset> TULOPhotoLibrary::assets(TULOError *error) const
 {
-    if (!rescan(error))
+    if (!refresh(error))
         return {};
-    QStringList paths;
+    QList<Row> rows;
     {
-        QMutexLocker lock(&m_mutex);
-        paths = m_pathsByIdentifier.values();
+        QMutexLocker lock(&d->mutex);
+        rows = d->rows.values();
     }
-    paths.sort();
+    std::sort(rows.begin(), rows.end(), [](const Row &a, const Row &b) { return a.path < b.path; });
     QList<TULOPhotoAsset> result;
-    for (const QString &path : std::as_const(paths)) {
-        const TULOPhotoAsset asset = assetForFile(path);
-        if (!asset.isNull())
-            result << asset;
-    }
+    result.reserve(rows.size());
+    for (const Row &row : std::as_const(rows))
+        result << assetForRow(row, assetURLForPath(row.path));
     return result;
 }
 
 QList<TULOPhotoAsset> TULOPhotoLibrary::recentAssets(int limit, TULOError *error) const
 {
-    if (!rescan(error))
+    if (!refresh(error))
         return {};
-    QList<QFileInfo> files;
+    return indexedRecentAssets(limit, error);
+}
+
+QList<TULOPhotoAsset> TULOPhotoLibrary::indexedRecentAssets(int limit, TULOError *error) const
+{
+    QList<Row> rows;
+    bool loaded = false;
     {
-        QMutexLocker lock(&m_mutex);
-        files.reserve(m_pathsByIdentifier.size());
-        for (const QString &path : std::as_const(m_pathsByIdentifier))
-            files.append(QFileInfo(path));
+        QMutexLocker lock(&d->mutex);
+        loaded = d->rowsLoaded;
+        if (loaded)
+            rows = d->rows.values();
+        else if (!d->index)
+            d->index = std::make_unique<TULOPhotoLibraryIndex>(m_indexPath);
     }
-    std::sort(files.begin(), files.end(), [](const QFileInfo &a, const QFileInfo &b) {
-        const QDateTime dateA = a.lastModified(), dateB = b.lastModified();
-        return dateA != dateB ? dateA > dateB : a.filePath() < b.filePath();
-    });
+    // Before the first walk the index file answers, reading only the rows asked for.
+    if (!loaded)
+        rows = d->index->newest(m_libraryPath, limit, error);
+    const qsizetype count = limit < 0 ? rows.size() : std::min<qsizetype>(limit, rows.size());
+    std::partial_sort(rows.begin(), rows.begin() + count, rows.end(), newerFirst);
     QList<TULOPhotoAsset> result;
-    for (const QFileInfo &file : std::as_const(files)) {
-        if (limit >= 0 && result.size() >= limit)
-            break;
-        const TULOPhotoAsset asset = assetForFile(file.filePath());
-        if (!asset.isNull())
-            result << asset;
-    }
+    result.reserve(count);
+    for (qsizetype i = 0; i < count; ++i)
+        result << assetForRow(rows.at(i), assetURLForPath(rows.at(i).path));
     return result;
+}
+
+void TULOPhotoLibrary::loadRecentAssets(int limit, AssetsBlock block)
+{
+    m_queue->addOperation([this, limit, block = std::move(block)] {
+        const QList<TULOPhotoAsset> indexed = indexedRecentAssets(limit);
+        if (!indexed.isEmpty())
+            block(indexed, TULOError());
+        yieldToForegroundWork();
+        TULOError error;
+        const QList<TULOPhotoAsset> current = recentAssets(limit, &error);
+        if (indexed.isEmpty() || current != indexed || error)
+            block(current, error);
+    });
+}
+
+void TULOPhotoLibrary::setWatchesFolders(bool watches)
+{
+    if (!watches) {
+        delete m_watcher;
+        m_watcher = nullptr;
+        return;
+    }
+    if (m_watcher)
+        return;
+    m_watcher = new QFileSystemWatcher(this);
+    m_watchTimer = m_watchTimer ? m_watchTimer : new QTimer(this);
+    // A copy of many photos changes a folder many times; one walk follows the last change.
+    m_watchTimer->setSingleShot(true);
+    m_watchTimer->setInterval(250);
+    connect(m_watchTimer, &QTimer::timeout, this, &TULOPhotoLibrary::watchedFolderChanged, Qt::UniqueConnection);
+    connect(m_watcher, &QFileSystemWatcher::directoryChanged, m_watchTimer, qOverload<>(&QTimer::start));
+    m_watcher->addPath(m_libraryPath);
+    watchFolders();
+}
+
+void TULOPhotoLibrary::watchFolders()
+{
+    if (!m_watcher)
+        return;
+    QStringList folders;
+    {
+        QMutexLocker lock(&d->mutex);
+        folders = d->folders;
+    }
+    const QStringList watched = m_watcher->directories();
+    QStringList added;
+    for (const QString &folder : std::as_const(folders)) {
+        if (!watched.contains(folder))
+            added << folder;
+    }
+    if (!added.isEmpty())
+        m_watcher->addPaths(added);
+}
+
+void TULOPhotoLibrary::watchedFolderChanged()
+{
+    m_queue->addOperation([this] {
+        yieldToForegroundWork();
+        refresh();
+    });
 }
 
 TULOPhotoAsset TULOPhotoLibrary::assetForURLNow(const QUrl &assetURL, TULOError *error) const
@@ -204,19 +402,28 @@ TULOPhotoAsset TULOPhotoLibrary::assetForURLNow(const QUrl &assetURL, TULOError 
                 text("“%1” is not a photo library address.").arg(assetURL.toString()), assetURL));
         return TULOPhotoAsset();
     }
-    QString path;
-    {
-        QMutexLocker lock(&m_mutex);
-        path = m_pathsByIdentifier.value(identifier);
-    }
-    // A file added, moved or removed since the last scan is only found by scanning again.
-    if (path.isEmpty() || !QFileInfo(path).isFile()) {
-        if (!rescan(error))
+    const auto rowForIdentifier = [this, &identifier]() -> std::optional<Row> {
+        QMutexLocker lock(&d->mutex);
+        if (!d->identifiersValid) {
+            d->pathsByIdentifier.clear();
+            for (auto it = d->rows.constBegin(); it != d->rows.constEnd(); ++it)
+                d->pathsByIdentifier.insert(assetIdentifierForFilePath(it.key()), it.key());
+            d->identifiersValid = true;
+        }
+        const auto path = d->pathsByIdentifier.constFind(identifier);
+        if (path == d->pathsByIdentifier.constEnd())
+            return std::nullopt;
+        return d->rows.value(*path);
+    };
+    std::optional<Row> row = rowForIdentifier();
+    // A file added, moved, changed or removed since the last walk is only known by walking again.
+    const QFileInfo file(row ? row->path : QString());
+    if (!row || !file.isFile() || file.size() != row->size || file.lastModified().toMSecsSinceEpoch() != row->modified) {
+        if (!refresh(error))
             return TULOPhotoAsset();
-        QMutexLocker lock(&m_mutex);
-        path = m_pathsByIdentifier.value(identifier);
+        row = rowForIdentifier();
     }
-    const TULOPhotoAsset asset = path.isEmpty() ? TULOPhotoAsset() : assetForFile(path);
+    const TULOPhotoAsset asset = row ? assetForRow(*row, assetURLForPath(row->path)) : TULOPhotoAsset();
     if (asset.isNull()) {
         TULOSetError(error,
             makeError(TULOPhotoLibraryErrorAssetNotFound,

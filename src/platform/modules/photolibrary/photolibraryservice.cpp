@@ -2,9 +2,7 @@
 
 #include <Quillon/platform/library/photolibrary.h>
 
-#include <QDirIterator>
 #include <QFileInfo>
-#include <QMimeDatabase>
 #include <cstring>
 
 TULOPhotoLibraryService::TULOPhotoLibraryService(QObject *parent)
@@ -27,16 +25,10 @@ QStringList TULOPhotoLibraryService::assetFilePaths() const
 {
     if (!isAvailable())
         return {};
-    const QMimeDatabase database;
+    // The library's own walk and index, sorted by path.
     QStringList paths;
-    QDirIterator files(libraryPath(), QDir::Files | QDir::Readable, QDirIterator::Subdirectories);
-    while (files.hasNext()) {
-        const QString path = files.next();
-        const QString type = database.mimeTypeForFile(path, QMimeDatabase::MatchExtension).name();
-        if (type.startsWith(QLatin1String("image/")) || type.startsWith(QLatin1String("video/")))
-            paths << path;
-    }
-    paths.sort();
+    for (const TULOPhotoAsset &asset : TULOPhotoLibrary(libraryPath()).assets())
+        paths << asset.filePath();
     return paths;
 }
 
