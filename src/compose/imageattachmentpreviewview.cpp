@@ -29,9 +29,9 @@ TULOImageAttachmentPreviewView::TULOImageAttachmentPreviewView(const TULOAttachm
     if (!attachment->data().isEmpty()) {
         m_loading = true;
         TULOPreviewImageLoader::loadImage(attachment->data(), pixels, this, done);
-    } else if (attachment->assetURL().isLocalFile()) {
+    } else if (!attachment->assetURL().isEmpty()) {
         m_loading = true;
-        TULOPreviewImageLoader::loadImage(attachment->assetURL().toLocalFile(), pixels, this, done);
+        TULOPreviewImageLoader::loadImage(attachment->assetURL(), pixels, this, done);
     }
 }
 

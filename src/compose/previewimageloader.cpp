@@ -1,5 +1,6 @@
 #include <Quillon/compose/previewimageloader_p.h>
 
+#include <Quillon/media/filepathforasseturl.h>
 #include <Quillon/platform/dispatch.h>
 #include <Quillon/platform/operationqueue.h>
 
@@ -77,8 +78,11 @@ void TULOPreviewImageLoader::loadImage(const QByteArray &data, const QSize &pixe
     run(receiver, [data, pixelSize] { return imageCoveringSize(data, pixelSize); }, std::move(done));
 }
 
-void TULOPreviewImageLoader::loadImage(const QString &filePath, const QSize &pixelSize, QObject *receiver,
+void TULOPreviewImageLoader::loadImage(const QUrl &assetURL, const QSize &pixelSize, QObject *receiver,
                                        std::function<void(const QImage &)> done)
 {
-    run(receiver, [filePath, pixelSize] { return imageCoveringSize(filePath, pixelSize); }, std::move(done));
+    run(receiver, [assetURL, pixelSize] {
+        const QString filePath = TULOFilePathForAssetURL(assetURL);
+        return filePath.isEmpty() ? QImage() : imageCoveringSize(filePath, pixelSize);
+    }, std::move(done));
 }

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QSize>
 #include <QString>
+#include <QUrl>
 
 #include <functional>
 
@@ -25,7 +26,8 @@ public:
     // Decodes on the preview queue; `done` runs on the main thread unless `receiver` is gone.
     static void loadImage(const QByteArray &data, const QSize &pixelSize, QObject *receiver,
                           std::function<void(const QImage &)> done);
-    static void loadImage(const QString &filePath, const QSize &pixelSize, QObject *receiver,
+    // The file of an asset URL (a file URL or a photo library asset), found on the queue too.
+    static void loadImage(const QUrl &assetURL, const QSize &pixelSize, QObject *receiver,
                           std::function<void(const QImage &)> done);
 
     // Runs `work` on the preview queue; for other slow preview work (video frames).

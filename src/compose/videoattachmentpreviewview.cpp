@@ -2,6 +2,7 @@
 
 #include <Quillon/compose/previewdrawing_p.h>
 #include <Quillon/compose/previewimageloader_p.h>
+#include <Quillon/media/filepathforasseturl.h>
 #include <Quillon/platform/video/videoframesource.h>
 
 #include <QGuiApplication>
@@ -20,16 +21,16 @@ TULOVideoAttachmentPreviewView::TULOVideoAttachmentPreviewView(const TULOAttachm
     if (!attachment)
         return;
     m_image = attachment->thumbnailImage();
-    if (m_image.isNull() && attachment->assetURL().isLocalFile()) {
+    if (m_image.isNull() && !attachment->assetURL().isEmpty()) {
         // No thumbnail yet: the first frame worth showing, found and decoded off the main thread.
         m_loading = true;
-        const QString path = attachment->assetURL().toLocalFile();
+        const QUrl url = attachment->assetURL();
         const qreal scale = qGuiApp ? qGuiApp->devicePixelRatio() : 1.0;
         const QSize maxSize = QSize(TULOVideoPreviewWidth * 2, heightForWidth(TULOVideoPreviewWidth) * 2) * scale;
         TULOPreviewImageLoader::run(
             this,
-            [path, maxSize] {
-                TULOVideoFrameSource source(path);
+            [url, maxSize] {
+                TULOVideoFrameSource source(TULOFilePathForAssetURL(url));
                 return source.open() ? source.firstGoodFrame(maxSize) : QImage();
             },
             [this, scale](const QImage &frame) {

@@ -1,5 +1,6 @@
 #include <Quillon/media/videocoverimageselectionview.h>
 
+#include <Quillon/media/filepathforasseturl.h>
 #include <Quillon/media/videoscrubbercontrol.h>
 #include <Quillon/platform/localization.h>
 #include <Quillon/platform/video/videosurface.h>
@@ -80,7 +81,8 @@ TULOVideoCoverImageSelectionView::TULOVideoCoverImageSelectionView(const QUrl &a
 
     connect(m_playerLayer, &TULOVideoSurface::statusChanged, this,
             &TULOVideoCoverImageSelectionView::playerStatusChanged);
-    m_playerLayer->setFilePath(assetURL.isLocalFile() ? assetURL.toLocalFile() : assetURL.toString());
+    // Photo library videos come as asset URLs: the surface finds their file on its own thread.
+    m_playerLayer->setFileLocator([assetURL](TULOError *error) { return TULOFilePathForAssetURL(assetURL, error); });
     layoutSubviews();
 }
 

@@ -1,5 +1,6 @@
 #include <Quillon/media/videocoverimageselectionview.h>
 #include <Quillon/media/videoscrubbercontrol.h>
+#include <Quillon/platform/library/photolibrary.h>
 #include <Quillon/platform/localization.h>
 #include <Quillon/platform/ui/viewcontroller.h>
 #include <Quillon/platform/video/videosurface.h>
@@ -8,6 +9,7 @@
 #include "support/videosupport.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QLabel>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -60,6 +62,8 @@ private Q_SLOTS:
                  qPrintable(message));
         QVERIFY2(TULOMakeTestVideo(path(QStringLiteral("short.mp4")), 1.5, 10, QStringLiteral("160x120"), x264, &message),
                  qPrintable(message));
+        // The folder is the photo library too, for the asset URLs.
+        qputenv("QUILLON_PICTURES_DIR", QFile::encodeName(m_dir.path()));
         // A still picture opens as a video without duration.
         QVERIFY(TULORunFFmpeg({QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
                                QStringLiteral("testsrc=size=160x120:rate=10:duration=1"), QStringLiteral("-frames:v"),
@@ -217,6 +221,60 @@ private Q_SLOTS:
         QVERIFY(!view->scrubber()->isEnabled());
         QVERIFY(view->coverImage().isNull());
         QCOMPARE(view->coverImageTime(), 0.0);
+    }
+
+    // Videos picked from the photo library come as asset URLs: the view finds their files and
+    // says so when it cannot, without a hang and with the scrubber off.
+    void assetURLs_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<bool>("removed");
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<qint64>("code");
+        QTest::newRow("video of the library") << "twelve.mp4" << false << QString() << qint64(0);
+        QTest::newRow("removed from the library") << "gone.mp4" << true << QString()
+                                                  << qint64(TULOPhotoLibraryErrorAssetNotFound);
+        QTest::newRow("unknown asset")
+            << QString() << false
+            << "assets-library://asset/asset.MP4?id=6B3B8F0E-1111-4C59-9D1A-0F4B7C1F5E21&ext=MP4"
+            << qint64(TULOPhotoLibraryErrorAssetNotFound);
+        QTest::newRow("neither file nor asset") << QString() << false << "http://127.0.0.1:9/video.mp4"
+                                                << qint64(TULOPhotoLibraryErrorInvalidURL);
+    }
+    void assetURLs()
+    {
+        QFETCH(QString, file);
+        QFETCH(bool, removed);
+        QFETCH(QString, url);
+        QFETCH(qint64, code);
+        QUrl assetURL(url);
+        if (!file.isEmpty()) {
+            if (removed)
+                QVERIFY(QFile::copy(path(QStringLiteral("twelve.mp4")), path(file)));
+            assetURL = TULOPhotoLibrary(m_dir.path()).assetURLForFilePath(path(file));
+            QVERIFY(TULOPhotoLibrary::isAssetURL(assetURL));
+            if (removed)
+                QVERIFY(QFile::remove(path(file)));
+        }
+        TULOVideoCoverImageSelectionView view(assetURL, m_context);
+        view.resize(420, 300);
+        view.show();
+        QSignalSpy status(view.playerLayer(), &TULOVideoSurface::statusChanged);
+        QVERIFY(status.wait(10000));
+        if (code == 0) {
+            QCOMPARE(view.playerLayer()->status(), qint64(TULOVideoSurfaceStatusReadyToPlay));
+            QCOMPARE(view.playerLayer()->filePath(), path(file));
+            QCOMPARE(view.duration(), 12.0);
+            QVERIFY(waitForExactFrame(view.playerLayer()));
+            QVERIFY(TULOImageDifference(view.coverImage(), TULOFFmpegFrameAt(path(file), 6.0)) < 6.0);
+            return;
+        }
+        QCOMPARE(view.playerLayer()->status(), qint64(TULOVideoSurfaceStatusFailed));
+        const TULOError error = view.playerLayer()->error();
+        QVERIFY2(error.is(TULOPhotoLibraryErrorDomain, code), qPrintable(error.localizedDescription()));
+        QCOMPARE(view.promptLabel()->text(), text("VIDEO_WORKFLOW_COVER_IMAGE_UNAVAILABLE"));
+        QVERIFY(!view.scrubber()->isEnabled());
+        QVERIFY(view.coverImage().isNull());
     }
 
     void screenshots_data()

@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cmath>
+
 // Frames checked against the ffmpeg command line on testsrc videos, whose frames carry their
 // number: the frame returned must be the ffmpeg frame at the last frame time at or before t,
 // and clearly not its neighbours.
@@ -166,6 +168,42 @@ private Q_SLOTS:
         // An exact request afterwards still lands on its own frame.
         QVERIFY(!source.frameAtTime(1.3).isNull());
         QCOMPARE(source.lastFrameTime(), 1.28);
+    }
+
+    // Every key frame the index lists is a frame of its own, at the times the encoder put them
+    // (asked for halfway into each run: index times may be decoding times), and decoding one
+    // alone leaves the next exact request right.
+    void keyFrameTimes_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<double>("interval");
+        QTest::newRow("h264 mp4, 12 frames at 25 fps") << "h264.mp4" << 0.48;
+        QTest::newRow("h264 mov, 12 frames at 30 fps") << "h264.mov" << 0.4;
+    }
+    void keyFrameTimes()
+    {
+        QFETCH(QString, file);
+        QFETCH(double, interval);
+        TULOVideoFrameSource source(path(file));
+        QVERIFY(source.open());
+        const QList<double> times = source.keyFrameTimes();
+        QCOMPARE(times.size(), qsizetype(std::ceil(source.duration() / interval - 1e-6)));
+        QList<double> shown;
+        for (qsizetype i = 0; i < times.size(); ++i) {
+            const double t = times[i] + interval / 2;
+            QVERIFY(i + 1 == times.size() || t < times[i + 1]);
+            const QImage key = source.keyFrameAtTime(t, QSize(80, 80));
+            QVERIFY(!key.isNull());
+            QCOMPARE(key.size(), QSize(80, 60));
+            shown.append(source.lastFrameTime());
+            QVERIFY2(std::abs(shown.last() - interval * double(i)) < 1e-3,
+                     qPrintable(QStringLiteral("key frame %1 at %2").arg(i).arg(shown.last())));
+            const QImage expected = TULOFFmpegFrameAt(path(file), shown.last());
+            QVERIFY(TULOImageDifference(key, expected.scaled(key.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)) < 12.0);
+        }
+        const double between = shown.at(1) + interval / 2;
+        QVERIFY(!source.frameAtTime(between).isNull());
+        QVERIFY(source.lastFrameTime() > shown.at(1) && source.lastFrameTime() <= between);
     }
 
     void firstGoodFrameSkipsABlackStart()

@@ -62,7 +62,11 @@ struct TULOVideoFrameSource::Private
     AVFormatContext *format = nullptr;
     AVCodecContext *codec = nullptr;
     AVStream *stream = nullptr;
-    SwsContext *sws = nullptr;
+    // Two converters, so that key frames at a thumbnail's size and exact frames at the view's
+    // size, asked for in turn, do not set one up again each time.
+    SwsContext *sws[2] = {nullptr, nullptr};
+    QSize swsTarget[2];
+    int swsRecent = 0;
     AVPacket *packet = nullptr;
     AVFrame *decoded = nullptr;
     // The decoder's position after the last request: `kept` is the frame returned, `pending`
@@ -71,6 +75,9 @@ struct TULOVideoFrameSource::Private
     AVFrame *kept = nullptr;
     AVFrame *pending = nullptr;
     bool positionValid = false;
+    // False after a key frame decoded on its own: the decoder was drained and holds no
+    // references, so the next frame needs a seek.
+    bool continuable = true;
     bool endOfStream = false;
     bool flushing = false;
     // Frames of packets before this time are not needed for the answer: non-reference ones
@@ -87,7 +94,8 @@ struct TULOVideoFrameSource::Private
 
     ~Private()
     {
-        sws_freeContext(sws);
+        sws_freeContext(sws[0]);
+        sws_freeContext(sws[1]);
         av_frame_free(&pending);
         av_frame_free(&kept);
         av_frame_free(&decoded);
@@ -109,6 +117,7 @@ struct TULOVideoFrameSource::Private
         av_frame_unref(kept);
         av_frame_unref(pending);
         positionValid = false;
+        continuable = true;
         endOfStream = false;
         flushing = false;
     }
@@ -152,11 +161,37 @@ struct TULOVideoFrameSource::Private
         }
     }
 
+    // The next packet of the stream decoded on its own into `decoded`: the packet, then a
+    // drain, so that neither frame threads nor reordering make later packets decode with it.
+    bool decodeAlone()
+    {
+        // A broken packet gives no frame; the next one may.
+        for (int attempt = 0; attempt < 8; ++attempt) {
+            int read = 0;
+            while ((read = av_read_frame(format, packet)) >= 0 && packet->stream_index != stream->index)
+                av_packet_unref(packet);
+            if (read < 0) {
+                endOfStream = true;
+                return false;
+            }
+            codec->skip_frame = AVDISCARD_DEFAULT;
+            avcodec_send_packet(codec, packet);
+            av_packet_unref(packet);
+            avcodec_send_packet(codec, nullptr);
+            const int received = avcodec_receive_frame(codec, decoded);
+            avcodec_flush_buffers(codec);
+            continuable = false;
+            if (received == 0)
+                return true;
+        }
+        return false;
+    }
+
     // Whether decoding forward from the kept frame reaches `target` no later than a seek would:
     // no key frame lies between them.
     bool canContinueTo(int64_t target) const
     {
-        if (!positionValid || !kept->buf[0] || target < framePts(kept))
+        if (!positionValid || !continuable || !kept->buf[0] || target < framePts(kept))
             return false;
         const int entry = av_index_search_timestamp(stream, target, AVSEEK_FLAG_BACKWARD);
         if (entry >= 0) {
@@ -176,7 +211,10 @@ struct TULOVideoFrameSource::Private
             return decodeRun(target, true);
         // Skipping is safe while frames keep coming closer than the margin; after a gap in a
         // variable-rate stream the answer may have been skipped, so decode that run in full.
-        const int64_t margin = int64_t(0.25 / timeBase());
+        // Three frames of the stream's rate (a quarter second at most): every frame skipped is
+        // a frame not decoded.
+        const double marginSeconds = frameRate > 0.0 ? std::min(0.25, 3.0 / frameRate) : 0.25;
+        const int64_t margin = int64_t(marginSeconds / timeBase());
         skipBefore = target - margin;
         const bool ok = decodeRun(target, false);
         skipBefore = AV_NOPTS_VALUE;
@@ -203,11 +241,12 @@ struct TULOVideoFrameSource::Private
                                                  : target - int64_t(back / timeBase());
                 if (!seekTo(seekPts))
                     continue;
-                if (!decodeNext())
+                if (!(keyFrameOnly ? decodeAlone() : decodeNext()))
                     continue;
                 av_frame_move_ref(kept, decoded);
                 positionValid = true;
-                if (framePts(kept) <= target || back < 0 || seekPts <= startPts) {
+                // A key frame is whatever the seek lands on: what a quick look at `target` shows.
+                if (keyFrameOnly || framePts(kept) <= target || back < 0 || seekPts <= startPts) {
                     landed = true;
                     break;
                 }
@@ -245,15 +284,18 @@ struct TULOVideoFrameSource::Private
             && (out.width() > maxSize.width() || out.height() > maxSize.height()))
             out = out.scaled(maxSize, Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
         const QSize coded = rotation % 180 ? out.transposed() : out;
-        sws = sws_getCachedContext(sws, frame->width, frame->height, AVPixelFormat(frame->format),
-                                   coded.width(), coded.height(), AV_PIX_FMT_RGB32, SWS_BILINEAR,
-                                   nullptr, nullptr, nullptr);
-        if (!sws)
+        const int slot = swsTarget[swsRecent] == coded ? swsRecent : 1 - swsRecent;
+        sws[slot] = sws_getCachedContext(sws[slot], frame->width, frame->height, AVPixelFormat(frame->format),
+                                         coded.width(), coded.height(), AV_PIX_FMT_RGB32, SWS_BILINEAR,
+                                         nullptr, nullptr, nullptr);
+        swsTarget[slot] = coded;
+        swsRecent = slot;
+        if (!sws[slot])
             return {};
         QImage image(coded, QImage::Format_RGB32);
         uint8_t *planes[4] = {image.bits(), nullptr, nullptr, nullptr};
         int strides[4] = {int(image.bytesPerLine()), 0, 0, 0};
-        sws_scale(sws, frame->data, frame->linesize, 0, frame->height, planes, strides);
+        sws_scale(sws[slot], frame->data, frame->linesize, 0, frame->height, planes, strides);
         if (rotation)
             image = image.transformed(QTransform().rotate(rotation));
         return image;
@@ -376,7 +418,21 @@ double TULOVideoFrameSource::keyFrameTime(double seconds) const
         return -1.0;
     const int entry = av_index_search_timestamp(d->stream, d->ptsForSeconds(seconds), AVSEEK_FLAG_BACKWARD);
     const AVIndexEntry *key = entry >= 0 ? avformat_index_get_entry(d->stream, entry) : nullptr;
-    return key ? (key->timestamp - d->startPts) * d->timeBase() : -1.0;
+    return key ? std::max(0.0, (key->timestamp - d->startPts) * d->timeBase()) : -1.0;
+}
+
+QList<double> TULOVideoFrameSource::keyFrameTimes() const
+{
+    QList<double> times;
+    if (!d)
+        return times;
+    const int count = avformat_index_get_entries_count(d->stream);
+    for (int i = 0; i < count; ++i) {
+        const AVIndexEntry *entry = avformat_index_get_entry(d->stream, i);
+        if (entry && (entry->flags & AVINDEX_KEYFRAME) && entry->timestamp != AV_NOPTS_VALUE)
+            times.append(std::max(0.0, (entry->timestamp - d->startPts) * d->timeBase()));
+    }
+    return times;
 }
 
 double TULOVideoFrameSource::lastFrameTime() const

@@ -4,6 +4,7 @@
 #include <Quillon/quillon_export.h>
 
 #include <QImage>
+#include <QList>
 #include <QSize>
 #include <QString>
 
@@ -46,7 +47,7 @@ public:
     // video starts later than that.
     QImage frameAtTime(double seconds, const QSize &maxSize = {}, TULOError *error = nullptr);
     // The key frame at or before `seconds`: one decoded frame, for a quick first look while
-    // the exact frame is still coming.
+    // the exact frame is still coming. Only that frame is decoded; the next exact request seeks.
     QImage keyFrameAtTime(double seconds, const QSize &maxSize = {}, TULOError *error = nullptr);
     // The first frame that is not almost uniformly dark or light, looking through the first
     // seconds; the very first frame when all of them are.
@@ -61,6 +62,9 @@ public:
     // The time of the key frame keyFrameAtTime() would return, from the file's index; -1 when
     // the file has no index.
     double keyFrameTime(double seconds) const;
+
+    // The times of the key frames the file's index lists, in order; empty without an index.
+    QList<double> keyFrameTimes() const;
 
     // The presentation time (seconds) of the frame the last request returned.
     double lastFrameTime() const;

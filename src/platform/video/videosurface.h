@@ -4,6 +4,7 @@
 #include <Quillon/quillon_export.h>
 
 #include <QImage>
+#include <QList>
 #include <QWidget>
 
 #include <functional>
@@ -17,21 +18,28 @@ enum TULOVideoSurfaceStatus : qint64 {
 };
 
 // Shows the frame of a video at the current time, aspect-fit on black. Opening and decoding
-// happen on a thread of the surface's own; the main thread never waits for them. Seeks are
+// happen on threads of the surface's own; the main thread never waits for them. Seeks are
 // exact; only the newest one is worked on, older ones finish as superseded. While seeks come
-// fast, the key frame before each time shows first and the exact frame follows once they rest.
+// fast, the nearest key frame shows at once (key frames are decoded ahead at a small size once
+// the video is open) and the exact frame follows once they rest.
 class QUILLON_EXPORT TULOVideoSurface : public QWidget
 {
     Q_OBJECT
 
 public:
     using SeekCompletion = std::function<void(bool finished)>;
+    // Finds the file to open; it runs on the surface's thread, so it may block (a library
+    // lookup). An empty path fails the surface with the error it wrote.
+    using FileLocator = std::function<QString(TULOError *error)>;
 
     explicit TULOVideoSurface(QWidget *parent = nullptr);
     ~TULOVideoSurface() override;
 
     // Opens the file (off the main thread); statusChanged() follows.
     void setFilePath(const QString &filePath);
+    // Opens the file `locate` finds (off the main thread); statusChanged() follows.
+    void setFileLocator(FileLocator locate);
+    // The file shown: as set, or as found once the status is known.
     QString filePath() const { return m_filePath; }
 
     qint64 status() const { return m_status; }
@@ -44,6 +52,9 @@ public:
     // `completion` runs on the main thread with true once the exact frame shows, or false when a
     // later seek superseded this one.
     void seekToTime(double seconds, SeekCompletion completion = {});
+
+    // The times of the key frames decoded so far, in order: the ones a seek can show at once.
+    QList<double> decodedKeyFrameTimes() const;
 
     QImage currentFrame() const { return m_frame; }
     bool isShowingExactFrame() const { return m_frameIsExact; }
@@ -67,7 +78,8 @@ protected:
 private:
     struct Worker;
     void requestFrame();
-    void deliverFrame(quint64 generation, const QImage &image, bool exact);
+    void deliverFrame(quint64 generation, const QImage &image, bool exact, double frameTime);
+    void showNearestKeyFrame();
 
     QString m_filePath;
     qint64 m_status = TULOVideoSurfaceStatusUnknown;
@@ -77,7 +89,9 @@ private:
     double m_currentTime = 0.0;
     QImage m_frame;
     bool m_frameIsExact = false;
+    double m_frameTime = 0.0; // of the frame shown
     quint64 m_generation = 0;
+    quint64 m_file = 0; // bumped by every file set
     SeekCompletion m_completion;
     std::shared_ptr<Worker> m_worker;
 };
