@@ -79,6 +79,8 @@ QString shownText(QWidget *widget)
         return box->title();
     if (auto *button = qobject_cast<QAbstractButton *>(widget))
         return QString(button->text()).remove(QLatin1Char('&'));
+    if (auto *field = qobject_cast<QLineEdit *>(widget))
+        return field->text();
     return {};
 }
 
