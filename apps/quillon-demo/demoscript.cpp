@@ -22,6 +22,7 @@
 #include <Quillon/platform/ui/barbuttonitem.h>
 #include <Quillon/platform/ui/navigationbar.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
+#include <Quillon/platform/ui/screenshot.h>
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -367,18 +368,18 @@ bool DemoScript::capture(const QString &name, const QString &title)
 {
     if (m_failed)
         return false;
-    // Each window where it sits over the store window, a sheet dimming what lies beneath it.
-    QApplication::processEvents();
+    // The store window with the composer's sheet, then what the screens on the sheet present
+    // (menus, lists), each where it sits.
     const QPoint origin = m_window->mapToGlobal(QPoint(0, 0));
     const QList<QWidget *> windows = shownWindows(m_window);
-    QImage image(m_window->size(), QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
+    QImage image = TULORenderViewController(m_window->homeViewController(), m_window->size());
     {
         QPainter painter(&image);
+        const TULOViewController *sheet = m_window->homeViewController()->presentedViewController();
+        const QWidget *sheetWindow = sheet && sheet->viewIfLoaded() ? sheet->viewIfLoaded()->window() : nullptr;
         for (QWidget *window : windows) {
-            if (window != m_window && !window->testAttribute(Qt::WA_TranslucentBackground)
-                && !(window->windowFlags() & Qt::Popup))
-                painter.fillRect(image.rect(), QColor(0, 0, 0, 60));
+            if (window == m_window || window == sheetWindow)
+                continue;
             window->render(&painter, window->mapToGlobal(QPoint(0, 0)) - origin, QRegion(),
                 QWidget::DrawWindowBackground | QWidget::DrawChildren);
         }
