@@ -1,41 +1,54 @@
 #pragma once
 
-#include <Quillon/core/configuration.h>
-#include <Quillon/platform/error.h>
-
+#include <QElapsedTimer>
+#include <QList>
 #include <QObject>
+#include <QRect>
 #include <QStringList>
 #include <QUrl>
 
-#include <optional>
+#include <functional>
 
 class DemoStore;
 class DemoWindow;
 class QTimer;
 class QWidget;
+class TULOAttachmentAlertController;
+class TULOComposePostViewController;
 
-// One screen the script saved: the PNG and the title the screen showed.
+// One screen the script saved: the PNG, the title the screen showed and where in the PNG it
+// stands, and every text shown on it.
 struct DemoScreen
 {
     QString path;
     QString title;
+    QRect titleRect;
     QStringList visibleTexts; // every label, heading and button text shown on it
 };
 
-// The demo without a person at the keyboard: goes through the store window, composes a post
-// about the first album (a tag, the sample photo) and posts it, saving a PNG of every screen
-// on the way. finished() says where the post landed, or failed() why it did not.
+// The demo without a person at the keyboard. Through the store window's own screens it shares
+// the first album: types text with a tag chosen from the completion list, attaches the sample
+// photo from the attachment menu, records a sound bite, attaches the sample video with a cover
+// frame picked in its properties, and posts, saving a PNG of every screen on the way.
+// finished() says where the post landed, or failed() why it did not.
 class DemoScript : public QObject
 {
     Q_OBJECT
 
 public:
-    DemoScript(DemoWindow *window, DemoStore *store, const QString &outputFolder, const QString &samplePhoto,
+    // The files the script expects in its samples folder.
+    static constexpr const char *SamplePhoto = "sunset.jpg";
+    static constexpr const char *SampleVideo = "harbour.mp4";
+    static constexpr const char *SampleSound = "soundbite.flac";
+
+    DemoScript(DemoWindow *window, DemoStore *store, const QString &outputFolder, const QString &samplesFolder,
         QObject *parent = nullptr);
 
     void start();
     QList<DemoScreen> screens() const { return m_screens; }
-    // Each step waits at most this long for the store (30 s by default).
+    // The video's cover frame as picked, in seconds; negative before.
+    double coverFrameTime() const { return m_coverFrameTime; }
+    // Each step waits at most this long (30 s by default).
     void setStepTimeout(int milliseconds) { m_stepTimeout = milliseconds; }
 
 Q_SIGNALS:
@@ -43,18 +56,40 @@ Q_SIGNALS:
     void failed(const QString &reason);
 
 private:
-    void waitFor(const std::function<bool()> &condition, const QString &what, const std::function<void()> &then);
-    bool capture(QWidget *screen, const QString &name);
-    void compose();
-    void post(const TULOConfiguration &configuration);
+    // A step runs once `ready` holds and at least `delay` ms after the previous one.
+    struct Step
+    {
+        QString what;
+        std::function<bool()> ready;
+        std::function<void()> run;
+        int delay = 0;
+    };
+    void then(const QString &what, std::function<bool()> ready, std::function<void()> run, int delay = 0);
+    void advance();
+    bool capture(const QString &name, const QString &title);
     void fail(const QString &reason);
+
+    TULOComposePostViewController *editor() const;
+    TULOAttachmentAlertController *menu() const;
+    void openMenu();
+    bool chooseOnShelf(const QString &fileName);
+    bool chooseMenuAction(const QString &key);
+    void composeSteps();
+    void attachmentSteps();
+    void videoSteps();
+    void postSteps();
 
     DemoWindow *m_window;
     DemoStore *m_store;
     QString m_folder;
-    QString m_samplePhoto;
+    QString m_samples;
     QList<DemoScreen> m_screens;
+    QList<Step> m_steps;
+    QTimer *m_timer;
+    QElapsedTimer m_stepClock;
     int m_stepTimeout = 30000;
+    double m_coverFrameTime = -1;
     QUrl m_postURL;
     bool m_failed = false;
+    bool m_running = false;
 };

@@ -1,6 +1,7 @@
 #include "demostore.h"
 
 #include <Quillon/core/loadauthoralbumsoperation.h>
+#include <Quillon/core/loadconfigurationoperation.h>
 #include <Quillon/platform/dispatch.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/store/authenticaterequest.h>
@@ -11,6 +12,9 @@
 
 namespace {
 constexpr int DemoArtworkSide = 240;
+// The store's configuration leaves a post at one attachment; this store takes a photo, a
+// video and a song or two in one post.
+constexpr qint64 DemoAttachmentLimit = 4;
 }
 
 DemoStore::DemoStore(const QUrl &bagURL, const QString &accountName, const QString &password, QObject *parent)
@@ -86,4 +90,26 @@ void DemoStore::finishCatalogue(const QList<TULOStoreItem> &albums)
             }
         });
     }
+}
+
+void DemoStore::loadConfiguration()
+{
+    auto operation = std::make_shared<TULOLoadConfigurationOperation>();
+    operation->setClientContext(m_context);
+    QPointer<DemoStore> self(this);
+    operation->setConfigurationBlock(
+        [self](const std::optional<TULOConfiguration> &configuration, const TULOClientContext &, const TULOError &error) {
+            TULODispatchMain([self, configuration, error] {
+                if (!self)
+                    return;
+                if (!configuration) {
+                    Q_EMIT self->configurationDidFail(error);
+                    return;
+                }
+                self->m_configuration = configuration;
+                self->m_configuration->setMaximumNumberOfAttachments(DemoAttachmentLimit);
+                Q_EMIT self->configurationDidLoad();
+            });
+        });
+    m_queue->addOperation(operation);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Quillon/core/configuration.h>
 #include <Quillon/core/storeitem.h>
 #include <Quillon/platform/clientcontext.h>
 #include <Quillon/platform/error.h>
@@ -9,6 +10,8 @@
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QUrl>
+
+#include <optional>
 
 class TULOOperationQueue;
 
@@ -38,11 +41,18 @@ public:
     void loadCatalogue(const QString &artistIdentifier);
     QList<DemoCatalogueItem> catalogue() const { return m_catalogue; }
 
+    // Signs in and loads what the composer may offer this account; configurationDidLoad or
+    // configurationDidFail follows. The composer opens with it, so it opens at once.
+    void loadConfiguration();
+    std::optional<TULOConfiguration> configuration() const { return m_configuration; }
+
 Q_SIGNALS:
     void bagDidLoad();
     void catalogueDidLoad();
     void catalogueDidFail(const TULOError &error);
     void artworkDidLoad(int row);
+    void configurationDidLoad();
+    void configurationDidFail(const TULOError &error);
 
 private:
     void finishCatalogue(const QList<TULOStoreItem> &albums);
@@ -52,4 +62,5 @@ private:
     TULOOperationQueue *m_queue = nullptr;
     QNetworkAccessManager m_network;
     QList<DemoCatalogueItem> m_catalogue;
+    std::optional<TULOConfiguration> m_configuration;
 };

@@ -3,7 +3,9 @@
 #include "demostore.h"
 #include "demouploadsview.h"
 
+#include <Quillon/composition/compositioncontainerviewcontroller.h>
 #include <Quillon/platform/store/postoutboxmodel.h>
+#include <Quillon/platform/ui/viewcontroller.h>
 
 #include <QAction>
 #include <QDesktopServices>
@@ -25,6 +27,7 @@ constexpr int DemoIconSide = 120;
 DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *parent)
     : QMainWindow(parent)
     , m_store(store)
+    , m_home(new TULOViewController(this))
     , m_catalogue(new QListWidget)
     , m_share(new QPushButton(tr("&Share…")))
     , m_newPost(new QPushButton(tr("&New Post")))
@@ -65,6 +68,8 @@ DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *
     splitter->setStretchFactor(1, 2);
     splitter->setChildrenCollapsible(false);
     setCentralWidget(splitter);
+    m_home->setTitle(tr("Quillon Demo Store"));
+    m_home->setView(splitter);
 
     QToolBar *toolbar = addToolBar(tr("Store"));
     toolbar->setObjectName(QStringLiteral("storeToolBar"));
@@ -83,7 +88,7 @@ DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *
     connect(m_newPost, &QPushButton::clicked, this, &DemoWindow::newPost);
     connect(m_share, &QPushButton::clicked, this, &DemoWindow::shareSelectedItem);
     connect(m_catalogue, &QListWidget::itemActivated, this, &DemoWindow::shareSelectedItem);
-    connect(m_catalogue, &QListWidget::currentRowChanged, this, [this](int row) { m_share->setEnabled(row >= 0); });
+    connect(m_catalogue, &QListWidget::currentRowChanged, this, &DemoWindow::updateButtons);
     connect(store, &DemoStore::catalogueDidLoad, this, &DemoWindow::reloadCatalogue);
     connect(store, &DemoStore::bagDidLoad, this, &DemoWindow::updateStatus);
     connect(store, &DemoStore::artworkDidLoad, this, [this](int row) {
@@ -91,15 +96,37 @@ DemoWindow::DemoWindow(DemoStore *store, TULOPostOutboxModel *uploads, QWidget *
             item->setIcon(QIcon(QPixmap::fromImage(m_store->catalogue().at(row).artwork)));
     });
     connect(store, &DemoStore::catalogueDidFail, this, [this](const TULOError &error) {
-        m_status->setText(tr("The catalogue could not be loaded: %1").arg(error.localizedDescription().toHtmlEscaped()));
+        m_problem = tr("The catalogue could not be loaded: %1").arg(error.localizedDescription());
+        updateStatus();
+    });
+    connect(store, &DemoStore::configurationDidLoad, this, &DemoWindow::updateButtons);
+    connect(store, &DemoStore::configurationDidFail, this, [this](const TULOError &error) {
+        m_problem = tr("The composer is not available: %1").arg(error.localizedDescription());
+        updateStatus();
     });
     connect(uploads, &TULOPostOutboxModel::postDidFinish, this, [this](const QString &, const QUrl &postURL) {
         m_lastPost = postURL;
         updateStatus();
+        if (m_opensFeed)
+            openFeed();
         Q_EMIT postDidLand(postURL);
     });
     updateStatus();
-    resize(900, 560);
+    updateButtons();
+    // Tall enough for the composer's sheet above it.
+    resize(1000, 760);
+}
+
+DemoWindow::~DemoWindow()
+{
+    // The composer's delegate is about to go.
+    if (m_composer)
+        m_composer->setDelegate(nullptr);
+}
+
+TULOCompositionContainerViewController *DemoWindow::compositionContainer() const
+{
+    return m_composer;
 }
 
 QUrl DemoWindow::feedURL() const
@@ -125,15 +152,48 @@ void DemoWindow::reloadCatalogue()
 void DemoWindow::shareSelectedItem()
 {
     const int row = m_catalogue->currentRow();
-    if (row < 0 || row >= m_store->catalogue().size() || !m_compose)
+    if (row < 0 || row >= m_store->catalogue().size())
         return;
-    m_compose(m_store->catalogue().at(row).item);
+    compose(m_store->catalogue().at(row).item);
 }
 
 void DemoWindow::newPost()
 {
-    if (m_compose)
-        m_compose(std::nullopt);
+    compose(std::nullopt);
+}
+
+void DemoWindow::compose(const std::optional<TULOStoreItem> &item)
+{
+    std::optional<TULOConfiguration> configuration = m_store->configuration();
+    if (m_composer || !configuration)
+        return;
+    configuration->setItem(item);
+    auto *composer = new TULOCompositionContainerViewController(configuration);
+    composer->setClientContext(std::make_shared<TULOClientContext>(m_store->clientContext()));
+    composer->setDelegate(this);
+    m_composer = composer;
+    updateButtons();
+    // The presenter owns it from here on and lets it go once dismissed.
+    m_home->presentViewController(composer, true);
+}
+
+void DemoWindow::composePostViewControllerDidFinishWithResult(TULOCompositionContainerViewController *controller,
+    TULOComposePostResult result)
+{
+    Q_UNUSED(result) // a posted post shows in the pending uploads until it lands
+    QPointer<DemoWindow> self(this);
+    controller->dismissViewController(true, [self] {
+        if (self)
+            self->updateButtons();
+    });
+    m_composer = nullptr;
+}
+
+void DemoWindow::updateButtons()
+{
+    const bool canCompose = m_store->configuration() && !m_composer;
+    m_newPost->setEnabled(canCompose);
+    m_share->setEnabled(canCompose && m_catalogue->currentRow() >= 0);
 }
 
 void DemoWindow::openFeed()
@@ -149,6 +209,10 @@ void DemoWindow::updateStatus()
 {
     const QUrl url = feedURL();
     const QString account = tr("Signed in as %1").arg(m_store->accountName().toHtmlEscaped());
+    if (!m_problem.isEmpty()) {
+        m_status->setText(QStringLiteral("%1 · %2").arg(account, m_problem.toHtmlEscaped()));
+        return;
+    }
     if (url.isEmpty()) {
         m_status->setText(account);
         return;

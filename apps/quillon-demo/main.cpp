@@ -1,11 +1,14 @@
 // quillon-demo: a media store that embeds the composer, as a host application would.
-//   quillon-demo --bag URL [--account NAME] [--artist ID] [--script FOLDER --sample PHOTO]
+//   quillon-demo --bag URL [--account NAME] [--artist ID] [--script FOLDER --samples FOLDER]
 // The password comes from QUILLON_STORE_PASSWORD. With --script it runs the demo unattended,
-// saves a PNG of every screen into FOLDER, prints the post's address and ends.
+// with the samples folder as photo library and its sound file as microphone, saves a PNG of
+// every screen into FOLDER, prints the post's address and ends.
 #include "demoscript.h"
 #include "demostore.h"
 #include "demowindow.h"
 
+#include <Quillon/platform/audio/voicecapture.h>
+#include <Quillon/platform/error.h>
 #include <Quillon/platform/store/postoutbox.h>
 #include <Quillon/platform/store/postoutboxmodel.h>
 
@@ -16,7 +19,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMessageBox>
 
 #include <cstdio>
 
@@ -36,9 +38,10 @@ int main(int argc, char **argv)
         QStringLiteral("ID"), QStringLiteral("1001"));
     const QCommandLineOption scriptOption(QStringLiteral("script"),
         QStringLiteral("Run the demo unattended, saving a PNG of every screen into FOLDER."), QStringLiteral("FOLDER"));
-    const QCommandLineOption sampleOption(QStringLiteral("sample"), QStringLiteral("The photo the scripted demo attaches."),
-        QStringLiteral("PHOTO"));
-    parser.addOptions({ bagOption, accountOption, artistOption, scriptOption, sampleOption });
+    const QCommandLineOption samplesOption(QStringLiteral("samples"),
+        QStringLiteral("The scripted demo's photo library: the sample photo and video, and the sound its microphone hears."),
+        QStringLiteral("FOLDER"));
+    parser.addOptions({ bagOption, accountOption, artistOption, scriptOption, samplesOption });
     parser.process(application);
 
     const QUrl bag(parser.value(bagOption));
@@ -51,30 +54,56 @@ int main(int argc, char **argv)
         return 2;
     }
 
+    const bool scripted = parser.isSet(scriptOption);
+    const QDir samples(parser.value(samplesOption));
+    if (scripted) {
+        if (parser.value(samplesOption).isEmpty()) {
+            std::fprintf(stderr, "quillon-demo: --script needs --samples FOLDER (resources/samples)\n");
+            return 2;
+        }
+        for (const char *sample : { DemoScript::SamplePhoto, DemoScript::SampleVideo, DemoScript::SampleSound }) {
+            if (!samples.exists(QString::fromLatin1(sample))) {
+                std::fprintf(stderr, "quillon-demo: the samples folder %s has no %s\n", qPrintable(samples.absolutePath()), sample);
+                return 2;
+            }
+        }
+        // Before the store or the composer look: the samples are the only photos, and the
+        // microphone plays the sample sound.
+        const QString sound = samples.absoluteFilePath(QString::fromLatin1(DemoScript::SampleSound));
+        TULOError soundError;
+        if (!TULOVoiceCapture::checkCaptureSourceFile(sound, &soundError)) {
+            std::fprintf(stderr, "quillon-demo: %s\n", qPrintable(soundError.localizedDescription()));
+            return 2;
+        }
+        qputenv("QUILLON_PICTURES_DIR", QFile::encodeName(samples.absolutePath()));
+        TULOVoiceCapture::setCaptureSourceFile(sound);
+    }
+
     DemoStore store(bag, parser.value(accountOption), qEnvironmentVariable("QUILLON_STORE_PASSWORD"));
     TULOPostOutboxModel uploads(TULOPostOutbox::defaultOutbox());
     DemoWindow window(&store, &uploads);
     store.loadCatalogue(parser.value(artistOption));
+    store.loadConfiguration();
 
-    if (parser.isSet(scriptOption)) {
-        if (parser.value(sampleOption).isEmpty()) {
-            std::fprintf(stderr, "quillon-demo: --script needs --sample PHOTO\n");
-            return 2;
-        }
-        DemoScript script(&window, &store, parser.value(scriptOption), parser.value(sampleOption));
+    if (scripted) {
+        window.setOpensFeedWhenPostLands(false);
+        DemoScript script(&window, &store, parser.value(scriptOption), samples.absolutePath());
         int status = 0;
         QObject::connect(&script, &DemoScript::finished, [&](const QUrl &postURL) {
             // What each screen showed, beside the PNGs, for whoever checks them.
             QJsonArray screens;
             for (const DemoScreen &screen : script.screens()) {
                 std::printf("screen: %s\n", qPrintable(screen.path));
+                const QRect &r = screen.titleRect;
                 screens.append(QJsonObject { { QStringLiteral("path"), screen.path }, { QStringLiteral("title"), screen.title },
+                    { QStringLiteral("titleRect"), QJsonArray { r.x(), r.y(), r.width(), r.height() } },
                     { QStringLiteral("texts"), QJsonArray::fromStringList(screen.visibleTexts) } });
             }
             QFile index(QDir(parser.value(scriptOption)).filePath(QStringLiteral("screens.json")));
             if (index.open(QIODevice::WriteOnly))
                 index.write(QJsonDocument(screens).toJson());
-            std::printf("posted: %s\nfeed: %s\n", qPrintable(postURL.toString()), qPrintable(store.feedURL().toString()));
+            std::printf("screens: %s\ncover: %.3f\nposted: %s\nfeed: %s\n", qPrintable(QDir(parser.value(scriptOption)).absolutePath()),
+                script.coverFrameTime(), qPrintable(postURL.toString()), qPrintable(store.feedURL().toString()));
             std::fflush(stdout);
             QApplication::quit();
         });
@@ -88,9 +117,6 @@ int main(int argc, char **argv)
         return status ? status : loop;
     }
 
-    window.setComposeHandler([&window](const std::optional<TULOStoreItem> &) {
-        QMessageBox::information(&window, QObject::tr("Composer"), QObject::tr("The composer is not part of this build yet."));
-    });
     window.show();
     return QApplication::exec();
 }
