@@ -130,6 +130,7 @@ TULO_FFMPEG(AVFormat, int, av_seek_frame, (AVFormatContext * context, int stream
             (context, stream, timestamp, flags))
 TULO_FFMPEG(AVFormat, int, av_index_search_timestamp, (AVStream * stream, int64_t timestamp, int flags),
             (stream, timestamp, flags))
+TULO_FFMPEG(AVFormat, int, avformat_index_get_entries_count, (const AVStream *stream), (stream))
 TULO_FFMPEG(AVFormat, const AVIndexEntry *, avformat_index_get_entry, (AVStream * stream, int index), (stream, index))
 TULO_FFMPEG(AVFormat, AVRational, av_guess_sample_aspect_ratio, (AVFormatContext * context, AVStream *stream, AVFrame *frame),
             (context, stream, frame))
