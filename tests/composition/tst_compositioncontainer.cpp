@@ -779,7 +779,10 @@ private Q_SLOTS:
         if (whileSending) {
             // Pending on disk: the outbox of the next start sends it.
             TULOPostOutbox nextStart(outbox.folder());
-            QCOMPARE(nextStart.entry(status->idempotencyKey())->state, TULOPostOutboxEntry::Pending);
+            QTRY_VERIFY(nextStart.isReady()); // it reads its folder in the background
+            const auto entry = nextStart.entry(status->idempotencyKey());
+            QVERIFY(entry);
+            QCOMPARE(entry->state, TULOPostOutboxEntry::Pending);
         } else {
             QVERIFY(status->error().localizedDescription().contains(QStringLiteral("draft")));
         }
