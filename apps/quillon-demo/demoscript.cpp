@@ -42,6 +42,7 @@ namespace {
 // What the script types; the tag is chosen from the list that "@Kai" brings up.
 const char *const DemoTextBeforeTag = "Sunset over the harbour with @Kai";
 const char *const DemoTextAfterTag = ", and the new album is out now";
+const char *const DemoSoundBiteText = "A first listen from the studio";
 constexpr int DemoCoverFrameSteps = 4; // Page Up moves the cover frame a tenth of the video on
 constexpr int DemoRecordingTime = 2200;
 
@@ -174,6 +175,7 @@ void DemoScript::start()
     attachmentSteps();
     videoSteps();
     postSteps();
+    soundBiteSteps();
     m_stepClock.start();
     m_timer->start();
 }
@@ -244,23 +246,6 @@ void DemoScript::attachmentSteps()
     then(QStringLiteral("the photo in the post"), [this] {
         return !editor()->presentedViewController() && editor()->attachments().size() == 1;
     }, [this] { openMenu(); });
-    then(QStringLiteral("the attachment menu"), [this] { return menu() != nullptr; },
-        [this] { chooseMenuAction(localized("RECORD_AUDIO_BUTTON")); });
-    const auto recorder = [this]() -> TULOSoundBiteViewController * {
-        const QList<TULOSoundBiteViewController *> recorders = editor()->soundBiteViewControllers();
-        return recorders.size() == 1 && recorders.first()->viewIfLoaded() && recorders.first()->view()->isVisible() ? recorders.first() : nullptr;
-    };
-    then(QStringLiteral("the sound bite recorder"), [this, recorder] {
-        return !editor()->presentedViewController() && recorder(); },
-        [recorder] { recorder()->soundBiteView()->recordButton()->click(); });
-    then(QStringLiteral("the recording"), [] { return true; },
-        [this] { capture(QStringLiteral("05-soundbite"), editor()->title()); }, DemoRecordingTime / 2);
-    then(QString(), [] { return true; }, [this] {
-        if (TULOSoundBiteViewController *slot = editor()->soundBiteViewControllers().value(0); slot && !slot->attachment())
-            slot->soundBiteView()->recordButton()->click();
-    }, DemoRecordingTime / 2);
-    then(QStringLiteral("the recorded sound bite"), [recorder] { return recorder() && recorder()->attachment(); },
-        [this] { openMenu(); });
 }
 
 void DemoScript::videoSteps()
@@ -296,17 +281,18 @@ void DemoScript::videoSteps()
     });
     then(QStringLiteral("the video's properties filled in"), [properties] { return properties()->doneButton()->isEnabled(); },
         [this, properties, videoView] {
-            if (!capture(QStringLiteral("06-properties"), properties()->title()))
+            if (!capture(QStringLiteral("05-properties"), properties()->title()))
                 return;
             TULOVideoScrubberControl *scrubber = videoView()->scrubber();
             scrubber->setFocus(Qt::OtherFocusReason);
+            pressKey(scrubber, Qt::Key_Home); // the thumb starts in the middle
             for (int step = 0; step < DemoCoverFrameSteps; ++step)
                 pressKey(scrubber, Qt::Key_PageUp);
         }, 400);
     // The frame is decoded off the main thread.
     then(QStringLiteral("the cover frame"), [] { return true; },
         [this, properties, videoView] {
-            if (!capture(QStringLiteral("07-coverframe"), properties()->title()))
+            if (!capture(QStringLiteral("06-coverframe"), properties()->title()))
                 return;
             m_coverFrameTime = videoView()->coverImageTime();
             properties()->doneButton()->trigger();
@@ -321,7 +307,7 @@ void DemoScript::postSteps()
             && !container->childNavigationController()->transitionCoordinator() && editor()->attachments().size() == 2
             && container->shareButtonItem()->isEnabled();
     }, [this] {
-        if (capture(QStringLiteral("08-composed"), editor()->title()))
+        if (capture(QStringLiteral("07-composed"), editor()->title()))
             // Ctrl+Return's way: the container's default action, Post.
             m_window->compositionContainer()->performDefaultAction();
     }, 300);
@@ -329,10 +315,47 @@ void DemoScript::postSteps()
     then(QStringLiteral("the upload in the list"), [this] {
         return !m_window->compositionContainer()
             && (m_window->uploadsView()->listView()->model()->rowCount() > 0 || !m_postURL.isEmpty());
-    }, [this] { capture(QStringLiteral("09-uploading"), tr("Pending Uploads")); });
+    }, [this] { capture(QStringLiteral("08-uploading"), tr("Pending Uploads")); });
     then(QStringLiteral("the post to land"), [this] { return !m_postURL.isEmpty(); }, [this] {
-        if (capture(QStringLiteral("10-posted"), tr("Pending Uploads")))
-            Q_EMIT finished(m_postURL);
+        m_firstPostURL = m_postURL;
+        m_postURL.clear();
+        if (capture(QStringLiteral("09-posted"), tr("Pending Uploads")))
+            m_window->newPostButton()->click();
+    }, 200);
+}
+
+// A sound bite is a post of its own: it replaces every other attachment of the post it is in.
+void DemoScript::soundBiteSteps()
+{
+    then(QStringLiteral("the composer again"), [this] {
+        TULOComposePostViewController *composer = editor();
+        return composer && composer->isVisible() && !m_window->compositionContainer()->transitionCoordinator();
+    }, [this] {
+        typeText(editor()->composeView()->textView(), QString::fromUtf8(DemoSoundBiteText));
+        openMenu();
+    });
+    then(QStringLiteral("the attachment menu"), [this] { return menu() != nullptr; },
+        [this] { chooseMenuAction(localized("RECORD_AUDIO_BUTTON")); });
+    const auto recorder = [this]() -> TULOSoundBiteViewController * {
+        const QList<TULOSoundBiteViewController *> recorders = editor()->soundBiteViewControllers();
+        return recorders.size() == 1 && recorders.first()->viewIfLoaded() && recorders.first()->view()->isVisible() ? recorders.first() : nullptr;
+    };
+    then(QStringLiteral("the sound bite recorder"), [this, recorder] {
+        return !editor()->presentedViewController() && recorder(); },
+        [recorder] { recorder()->soundBiteView()->recordButton()->click(); });
+    then(QStringLiteral("the recording"), [] { return true; },
+        [this] { capture(QStringLiteral("10-soundbite"), editor()->title()); }, DemoRecordingTime / 2);
+    then(QString(), [] { return true; }, [this] {
+        if (TULOSoundBiteViewController *slot = editor()->soundBiteViewControllers().value(0); slot && !slot->attachment())
+            slot->soundBiteView()->recordButton()->click();
+    }, DemoRecordingTime / 2);
+    then(QStringLiteral("the recorded sound bite"), [this, recorder] {
+        return recorder() && recorder()->attachment() && m_window->compositionContainer()->shareButtonItem()->isEnabled();
+    }, [this] { m_window->compositionContainer()->performDefaultAction(); });
+    then(QStringLiteral("the sound bite to land"), [this] { return !m_postURL.isEmpty(); }, [this] {
+        m_soundBitePostURL = m_postURL;
+        if (capture(QStringLiteral("11-soundbite-posted"), tr("Pending Uploads")))
+            Q_EMIT finished(m_firstPostURL);
     }, 200);
 }
 

@@ -26,11 +26,12 @@ struct DemoScreen
     QStringList visibleTexts; // every label, heading and button text shown on it
 };
 
-// The demo without a person at the keyboard. Through the store window's own screens it shares
-// the first album: types text with a tag chosen from the completion list, attaches the sample
-// photo from the attachment menu, records a sound bite, attaches the sample video with a cover
-// frame picked in its properties, and posts, saving a PNG of every screen on the way.
-// finished() says where the post landed, or failed() why it did not.
+// The demo without a person at the keyboard. Through the store window's own screens it writes a
+// new post: types text with a tag chosen from the completion list, attaches the sample photo
+// from the attachment menu and the sample video with a cover frame picked in its properties, and
+// posts; then a second post with a recorded sound bite (a sound bite replaces every other
+// attachment, so it goes on its own). It saves a PNG of every screen on the way.
+// finished() says where the first post landed, or failed() why a post did not.
 class DemoScript : public QObject
 {
     Q_OBJECT
@@ -48,6 +49,8 @@ public:
     QList<DemoScreen> screens() const { return m_screens; }
     // The video's cover frame as picked, in seconds; negative before.
     double coverFrameTime() const { return m_coverFrameTime; }
+    // Where the sound bite's post landed; empty before.
+    QUrl soundBitePostURL() const { return m_soundBitePostURL; }
     // Each step waits at most this long (30 s by default).
     void setStepTimeout(int milliseconds) { m_stepTimeout = milliseconds; }
 
@@ -78,6 +81,7 @@ private:
     void attachmentSteps();
     void videoSteps();
     void postSteps();
+    void soundBiteSteps();
 
     DemoWindow *m_window;
     DemoStore *m_store;
@@ -90,6 +94,8 @@ private:
     int m_stepTimeout = 30000;
     double m_coverFrameTime = -1;
     QUrl m_postURL;
+    QUrl m_firstPostURL;
+    QUrl m_soundBitePostURL;
     bool m_failed = false;
     bool m_running = false;
 };

@@ -102,8 +102,10 @@ int main(int argc, char **argv)
             QFile index(QDir(parser.value(scriptOption)).filePath(QStringLiteral("screens.json")));
             if (index.open(QIODevice::WriteOnly))
                 index.write(QJsonDocument(screens).toJson());
-            std::printf("screens: %s\ncover: %.3f\nposted: %s\nfeed: %s\n", qPrintable(QDir(parser.value(scriptOption)).absolutePath()),
-                script.coverFrameTime(), qPrintable(postURL.toString()), qPrintable(store.feedURL().toString()));
+            std::printf("screens: %s\ncover: %.3f\nposted: %s\nsound bite: %s\nfeed: %s\n",
+                qPrintable(QDir(parser.value(scriptOption)).absolutePath()), script.coverFrameTime(),
+                qPrintable(postURL.toString()), qPrintable(script.soundBitePostURL().toString()),
+                qPrintable(store.feedURL().toString()));
             std::fflush(stdout);
             QApplication::quit();
         });

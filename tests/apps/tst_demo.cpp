@@ -72,6 +72,7 @@ class TestDemo : public QObject
     double m_coverTime = -1;
     QUrl m_postURL;
     QUrl m_feedURL;
+    QUrl m_soundBiteURL;
 
     QProcessEnvironment environment() const
     {
@@ -108,6 +109,8 @@ private Q_SLOTS:
         for (const QString &line : out.split(QLatin1Char('\n'))) {
             if (line.startsWith(QLatin1String("posted: ")))
                 m_postURL = QUrl(line.mid(8));
+            else if (line.startsWith(QLatin1String("sound bite: ")))
+                m_soundBiteURL = QUrl(line.mid(12));
             else if (line.startsWith(QLatin1String("feed: ")))
                 m_feedURL = QUrl(line.mid(6));
             else if (line.startsWith(QLatin1String("cover: ")))
@@ -125,9 +128,9 @@ private Q_SLOTS:
 
     void everyScreenInOrder()
     {
-        const QStringList expected {"01-store.png", "02-container.png", "03-completion.png", "04-menu.png", "05-soundbite.png",
-                                    "06-properties.png", "07-coverframe.png", "08-composed.png", "09-uploading.png",
-                                    "10-posted.png"};
+        const QStringList expected {"01-store.png", "02-container.png", "03-completion.png", "04-menu.png", "05-properties.png",
+                                    "06-coverframe.png", "07-composed.png", "08-uploading.png", "09-posted.png",
+                                    "10-soundbite.png", "11-soundbite-posted.png"};
         QCOMPARE(m_order, expected);
     }
 
@@ -144,12 +147,13 @@ private Q_SLOTS:
         QTest::newRow("container") << "02-container.png" << compose << text("COMPOSE_POST_BUTTON");
         QTest::newRow("completion list") << "03-completion.png" << compose << "Kaito Mori";
         QTest::newRow("attachment menu") << "04-menu.png" << text("UPLOAD_PHOTO_OR_VIDEO_BUTTON") << text("RECORD_AUDIO_BUTTON");
-        QTest::newRow("sound bite recorder") << "05-soundbite.png" << compose << "";
-        QTest::newRow("properties") << "06-properties.png" << video << "Harbour lights";
-        QTest::newRow("cover frame") << "07-coverframe.png" << video << "";
-        QTest::newRow("composed") << "08-composed.png" << compose << "Harbour lights";
-        QTest::newRow("uploading") << "09-uploading.png" << "Pending Uploads" << "Catalogue";
-        QTest::newRow("posted") << "10-posted.png" << "Pending Uploads" << m_postURL.toString();
+        QTest::newRow("properties") << "05-properties.png" << video << "Harbour lights";
+        QTest::newRow("cover frame") << "06-coverframe.png" << video << "";
+        QTest::newRow("composed") << "07-composed.png" << compose << "Harbour lights";
+        QTest::newRow("uploading") << "08-uploading.png" << "Pending Uploads" << "Catalogue";
+        QTest::newRow("posted") << "09-posted.png" << "Pending Uploads" << m_postURL.toString();
+        QTest::newRow("sound bite recorder") << "10-soundbite.png" << compose << "";
+        QTest::newRow("sound bite posted") << "11-soundbite-posted.png" << "Pending Uploads" << m_soundBiteURL.toString();
     }
     void screenShowsItsTitle()
     {
@@ -177,8 +181,8 @@ private Q_SLOTS:
                  qPrintable(texts.join(QStringLiteral(" | "))));
     }
 
-    // The post in the store's list as composed: the text with its tag token, the photo, the
-    // sound bite and the video with the cover time picked.
+    // The posts in the store's list as composed: the text with its tag token, the photo and the
+    // video with the cover time picked; then the sound bite in a post of its own.
     void postLandedAsComposed()
     {
         QVERIFY(m_postURL.toString().startsWith(m_sandbox.baseUrl().toString() + QStringLiteral("/feed")));
@@ -187,9 +191,21 @@ private Q_SLOTS:
         const QByteArray list = fetch(QUrl(m_sandbox.baseUrl().toString() + QStringLiteral("/posts")), &status);
         QCOMPARE(status, 200);
         const QJsonArray posts = QJsonDocument::fromJson(list).object().value(QStringLiteral("posts")).toArray();
-        QCOMPARE(posts.size(), 1);
-        const QJsonObject post = posts.first().toObject();
-        QVERIFY(m_postURL.fragment().endsWith(post.value(QStringLiteral("postId")).toString()));
+        QCOMPARE(posts.size(), 2);
+        QJsonObject post;
+        QJsonObject soundBitePost;
+        for (const QJsonValue &value : posts) {
+            const QString id = value.toObject().value(QStringLiteral("postId")).toString();
+            if (m_postURL.fragment().endsWith(id))
+                post = value.toObject();
+            else if (m_soundBiteURL.fragment().endsWith(id))
+                soundBitePost = value.toObject();
+        }
+        QVERIFY2(!post.isEmpty() && !soundBitePost.isEmpty(), list.constData());
+        const QJsonArray soundBites = soundBitePost.value(QStringLiteral("attachments")).toArray();
+        QCOMPARE(soundBites.size(), 1);
+        QVERIFY(soundBites.first().toObject().value(QStringLiteral("uti")).toString().startsWith(QLatin1String("audio/")));
+        QCOMPARE(soundBitePost.value(QStringLiteral("text")).toString(), QStringLiteral("A first listen from the studio"));
 
         const QString postText = post.value(QStringLiteral("text")).toString();
         QVERIFY2(postText.startsWith(QStringLiteral("Sunset over the harbour with @{artist:")), qPrintable(postText));
@@ -207,21 +223,22 @@ private Q_SLOTS:
             fetch(QUrl(attachment.value(QStringLiteral("url")).toString()), &status);
             QCOMPARE(status, 200);
         }
-        // In any order: the photo, the video and the sound bite.
-        QCOMPARE(types.size(), 3);
+        // In any order: the photo and the video.
+        QCOMPARE(types.size(), 2);
         std::sort(types.begin(), types.end());
-        QVERIFY2(types.at(0).startsWith(QLatin1String("audio/")), qPrintable(types.join(QLatin1Char(' '))));
-        QVERIFY2(types.at(1).startsWith(QLatin1String("image/")), qPrintable(types.join(QLatin1Char(' '))));
-        QVERIFY2(types.at(2).startsWith(QLatin1String("video/")), qPrintable(types.join(QLatin1Char(' '))));
+        QVERIFY2(types.at(0).startsWith(QLatin1String("image/")), qPrintable(types.join(QLatin1Char(' '))));
+        QVERIFY2(types.at(1).startsWith(QLatin1String("video/")), qPrintable(types.join(QLatin1Char(' '))));
         QCOMPARE(video.value(QStringLiteral("title")).toString(), QStringLiteral("Harbour lights"));
         // Four Page Up presses: four tenths into the 4 s video.
         QVERIFY2(m_coverTime > 1.0 && m_coverTime < 2.2, qPrintable(QString::number(m_coverTime)));
-        QVERIFY(qAbs(video.value(QStringLiteral("previewFrameTime")).toDouble(-1) - m_coverTime) < 0.01);
-        QVERIFY(!video.value(QStringLiteral("cover")).toObject().isEmpty());
+        const double frameTime = video.value(QStringLiteral("previewFrameTime")).toDouble(-1) / 1000.0; // milliseconds
+        QVERIFY2(qAbs(frameTime - m_coverTime) < 0.01, qPrintable(QStringLiteral("%1 posted, %2 picked").arg(frameTime).arg(m_coverTime)));
 
         const QByteArray feed = fetch(m_feedURL, &status);
         QCOMPARE(status, 200);
         QVERIFY(feed.contains("Sunset over the harbour"));
+        // The feed shows the video from the picked frame on.
+        QVERIFY2(feed.contains(QStringLiteral("#t=%1").arg(frameTime).toUtf8()), qPrintable(QString::number(frameTime)));
     }
 
     // Wrong or missing options end at once with a clear message, before anything is posted.
