@@ -162,6 +162,7 @@ void DemoWindow::newPost()
     compose(std::nullopt);
 }
 
+// The configuration loaded at start (its attachment limit raised), about `item` or nothing.
 void DemoWindow::compose(const std::optional<TULOStoreItem> &item)
 {
     std::optional<TULOConfiguration> configuration = m_store->configuration();
@@ -187,6 +188,14 @@ void DemoWindow::composePostViewControllerDidFinishWithResult(TULOCompositionCon
             self->updateButtons();
     });
     m_composer = nullptr;
+}
+
+void DemoWindow::composePostViewControllerConfigurationDidFailLoadWithError(
+    TULOCompositionContainerViewController *controller, const TULOError &error)
+{
+    m_problem = tr("The composer could not open: %1").arg(error.localizedDescription());
+    updateStatus();
+    composePostViewControllerDidFinishWithResult(controller, TULOComposePostResultCancelled);
 }
 
 void DemoWindow::updateButtons()

@@ -47,6 +47,8 @@ public:
     // TULOComposePostDelegate
     void composePostViewControllerDidFinishWithResult(TULOCompositionContainerViewController *controller,
         TULOComposePostResult result) override;
+    void composePostViewControllerConfigurationDidFailLoadWithError(TULOCompositionContainerViewController *controller,
+        const TULOError &error) override;
 
 public Q_SLOTS:
     void shareSelectedItem();
