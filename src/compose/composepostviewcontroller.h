@@ -189,6 +189,7 @@ protected:
     TULOAuthorView *authorSelectionView() const { return m_authorSelectionView; }
 
 private:
+    void chooseInitialAuthor();
     TULOClientContext contextValue() const;
     QString localizedString(const QString &key) const;
     void addAttachmentsToList(const QList<TULOAttachmentPtr> &attachments);
