@@ -1,4 +1,5 @@
 #include "accountrequeststestsupport.h"
+#include "signinformtestsupport.h"
 
 #include <Quillon/accounts/accountstore.h>
 #include <Quillon/accounts/facebookauthenticationviewcontroller.h>
@@ -48,31 +49,14 @@ class TestAccountStoreFacebook : public QObject
         return qobject_cast<TULOFacebookAuthenticationViewController *>(navigation->topViewController());
     }
 
-    // Waits for the dialog's form, then runs `script` in it.
     static bool runInDialog(TULOFacebookAuthenticationViewController *signIn, const QString &script)
     {
-        QWebEnginePage *page = signIn->view()->findChild<QWebEngineView *>()->page();
-        bool ready = false;
-        const auto poll = [&] {
-            bool answered = false;
-            page->runJavaScript(QStringLiteral("document.getElementById('login') !== null && document.readyState === 'complete'"),
-                                [&](const QVariant &result) {
-                                    ready = result.toBool();
-                                    answered = true;
-                                });
-            return QTest::qWaitFor([&] { return answered; }, 5000) && ready;
-        };
-        if (!QTest::qWaitFor(poll, TULOStoreTestWait))
-            return false;
-        page->runJavaScript(script);
-        return true;
+        return TULORunInSignInForm(signIn->view()->findChild<QWebEngineView *>()->page(), script);
     }
 
     static QString press(const char *button)
     {
-        return QStringLiteral("document.getElementById('email').value = '%1'; document.getElementById('pass').value = '%2';"
-                              "document.getElementById('%3').click();")
-            .arg(TULOSandboxSocial::facebookEmail(), TULOSandboxSocial::facebookPassword(), QString::fromLatin1(button));
+        return TULOSignInFormScript(TULOSandboxSocial::facebookEmail(), TULOSandboxSocial::facebookPassword(), button);
     }
 
 private Q_SLOTS:

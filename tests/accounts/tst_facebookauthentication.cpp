@@ -1,4 +1,5 @@
 #include "accountrequeststestsupport.h"
+#include "signinformtestsupport.h"
 
 #include <Quillon/accounts/accountinforequestoperation.h>
 #include <Quillon/accounts/websignin/facebookauthenticationwebviewcontroller.h>
@@ -67,31 +68,9 @@ private:
         return controller;
     }
 
-    // Waits for the dialog's form, then runs `script` in it.
     bool runInDialog(TULOFacebookAuthenticationWebViewController *controller, const QString &script)
     {
-        QWebEnginePage *page = controller->webView()->page();
-        bool ready = false;
-        const auto poll = [&] {
-            bool answered = false;
-            page->runJavaScript(QStringLiteral("document.getElementById('login') !== null && document.readyState === 'complete'"),
-                                [&](const QVariant &result) {
-                                    ready = result.toBool();
-                                    answered = true;
-                                });
-            return QTest::qWaitFor([&] { return answered; }, 5000) && ready;
-        };
-        if (!QTest::qWaitFor(poll, TULOStoreTestWait))
-            return false;
-        page->runJavaScript(script);
-        return true;
-    }
-
-    static QString fillAndPress(const QString &email, const QString &password, const char *button)
-    {
-        return QStringLiteral("document.getElementById('email').value = %1; document.getElementById('pass').value = %2;"
-                              "document.getElementById('%3').click();")
-            .arg(QStringLiteral("'%1'").arg(email), QStringLiteral("'%1'").arg(password), QString::fromLatin1(button));
+        return TULORunInSignInForm(controller->webView()->page(), script);
     }
 
 private Q_SLOTS:
@@ -240,7 +219,7 @@ private Q_SLOTS:
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
         controller->startAuthenticationProcess(); // ignored while one runs
-        QVERIFY(runInDialog(controller.get(), fillAndPress(TULOSandboxSocial::facebookEmail(), TULOSandboxSocial::facebookPassword(), "login_button")));
+        QVERIFY(runInDialog(controller.get(), TULOSignInFormScript(TULOSandboxSocial::facebookEmail(), TULOSandboxSocial::facebookPassword(), "login_button")));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
         QVERIFY2(outcome->error.isNull(), qPrintable(outcome->error.localizedDescription()));
         QVERIFY(!outcome->code.isEmpty());
@@ -341,7 +320,7 @@ private Q_SLOTS:
         auto outcome = std::make_shared<Outcome>();
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
-        QVERIFY(runInDialog(controller.get(), fillAndPress(QString(), QString(), "cancel_button")));
+        QVERIFY(runInDialog(controller.get(), TULOSignInFormScript(QString(), QString(), "cancel_button")));
         QTRY_COMPARE_WITH_TIMEOUT(outcome->calls, 1, TULOStoreTestWait);
         QCOMPARE(outcome->error.domain(), TULOFacebookAuthenticationErrorDomain);
         QCOMPARE(outcome->error.code(), qint64(TULOFacebookAuthenticationErrorNoCode));
@@ -355,7 +334,7 @@ private Q_SLOTS:
         auto controller = newController(outcome);
         controller->startAuthenticationProcess();
         const int before = m_store.requestCount(QStringLiteral("/facebook/dialog/oauth"));
-        QVERIFY(runInDialog(controller.get(), fillAndPress(TULOSandboxSocial::facebookEmail(), QStringLiteral("wrong"), "login_button")));
+        QVERIFY(runInDialog(controller.get(), TULOSignInFormScript(TULOSandboxSocial::facebookEmail(), QStringLiteral("wrong"), "login_button")));
         QTRY_COMPARE_WITH_TIMEOUT(m_store.requestCount(QStringLiteral("/facebook/dialog/oauth")), before + 2, TULOStoreTestWait);
         QVERIFY(runInDialog(controller.get(), QString()));
         QCOMPARE(outcome->calls, 0);

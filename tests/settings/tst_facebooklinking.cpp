@@ -1,4 +1,5 @@
 #include "settingstestsupport.h"
+#include "../accounts/signinformtestsupport.h"
 
 #include <Quillon/accounts/facebookauthenticationviewcontroller.h>
 #include <Quillon/platform/ui/settingstableviewcell.h>
@@ -28,24 +29,9 @@ class TestFacebookLinking : public QObject
     // Waits for the dialog's form, fills it in and presses `button`.
     static bool press(TULOFacebookAuthenticationViewController *signIn, const char *button)
     {
-        QWebEnginePage *page = signIn->view()->findChild<QWebEngineView *>()->page();
-        bool ready = false;
-        const auto poll = [&] {
-            bool answered = false;
-            page->runJavaScript(QStringLiteral("document.getElementById('login') !== null && document.readyState === 'complete'"),
-                                [&](const QVariant &result) {
-                                    ready = result.toBool();
-                                    answered = true;
-                                });
-            return QTest::qWaitFor([&] { return answered; }, 5000) && ready;
-        };
-        if (!QTest::qWaitFor(poll, TULOStoreTestWait))
-            return false;
-        page->runJavaScript(QStringLiteral("document.getElementById('email').value = '%1'; document.getElementById('pass').value = '%2';"
-                                           "document.getElementById('%3').click();")
-                                .arg(TULOSandboxSocial::facebookEmail(), TULOSandboxSocial::facebookPassword(),
-                                     QString::fromLatin1(button)));
-        return true;
+        return TULORunInSignInForm(signIn->view()->findChild<QWebEngineView *>()->page(),
+                                   TULOSignInFormScript(TULOSandboxSocial::facebookEmail(),
+                                                        TULOSandboxSocial::facebookPassword(), button));
     }
 
     static TULOSettingsTableViewCell *cellAt(TULOSocialServiceSetupViewController *list, int row)
