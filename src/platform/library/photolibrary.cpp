@@ -14,6 +14,7 @@
 #include <QMimeDatabase>
 #include <QSet>
 #include <QStandardPaths>
+#include <QThreadStorage>
 #include <QTimer>
 #include <QUrlQuery>
 #include <QUuid>
@@ -208,10 +209,11 @@ TULOPhotoAsset assetForRow(const Row &row, const QUrl &assetURL)
 // nice value per thread; the pool's threads are the library's own.
 void yieldToForegroundWork()
 {
-    static thread_local bool lowered = false;
-    if (!lowered) {
+    // Qt's per-thread storage: see artworkcatalog.cpp on why not thread_local.
+    static QThreadStorage<bool> lowered;
+    if (!lowered.hasLocalData()) {
         ::setpriority(PRIO_PROCESS, ::gettid(), 10);
-        lowered = true;
+        lowered.setLocalData(true);
     }
 }
 

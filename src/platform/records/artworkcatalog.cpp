@@ -8,10 +8,18 @@
 #include <QNetworkReply>
 #include <QRunnable>
 #include <QThreadPool>
+#include <QThreadStorage>
 
 namespace {
 
-thread_local bool tArtworkThread = false;
+// Qt's per-thread storage rather than a thread_local: a thread-local section in the library
+// lets the linker start its read-only-after-relocation range outside any loaded segment.
+QThreadStorage<bool> &artworkThreadFlag()
+{
+    static QThreadStorage<bool> flag;
+    return flag;
+}
+
 constexpr int TULOArtworkRequestTimeout = 30000;
 
 QThreadPool *artworkPool()
@@ -145,7 +153,7 @@ void TULOArtworkCatalog::requestImage(Completion completion) const
 {
     const TULOArtworkCatalog catalog = *this;
     artworkPool()->start(QRunnable::create([catalog, completion = std::move(completion)] {
-        tArtworkThread = true;
+        artworkThreadFlag().setLocalData(true);
         TULOError error;
         const QImage image = catalog.imageWithSize(catalog.fittingSize(), catalog.destinationScale(), &error);
         if (completion)
@@ -155,7 +163,7 @@ void TULOArtworkCatalog::requestImage(Completion completion) const
 
 bool TULOArtworkCatalog::isArtworkThread()
 {
-    return tArtworkThread;
+    return artworkThreadFlag().hasLocalData() && artworkThreadFlag().localData();
 }
 
 bool TULOArtworkCatalog::operator==(const TULOArtworkCatalog &other) const
