@@ -6,6 +6,7 @@
 #include <Quillon/media/audiocoverimageselectiontableviewcell.h>
 #include <Quillon/media/videocoverimageselectionview.h>
 #include <Quillon/platform/localization.h>
+#include <Quillon/platform/video/videosurface.h>
 #include <Quillon/platform/ui/settingstableviewcell.h>
 #include <Quillon/platform/ui/settingstextfieldtableviewcell.h>
 #include <Quillon/platform/ui/tableviewcell.h>
@@ -214,7 +215,11 @@ void TULOAttachmentPropertiesTableViewSection::commitValuesToAttachment(TULOAtta
         break;
     case TULOAttachmentPropertiesSectionTypeVideo:
         if (m_videoView) {
-            attachment.setThumbnailImage(m_videoView->coverImage());
+            // Done right after a move may come before the full-size frame: the exact frame
+            // shown is the cover then, rather than none or a wait.
+            const TULOVideoSurface *surface = m_videoView->playerLayer();
+            const QImage cover = m_videoView->coverImage();
+            attachment.setThumbnailImage(!cover.isNull() || !surface->isShowingExactFrame() ? cover : surface->currentFrame());
             // Stored in milliseconds, though it is read back as seconds on reopening.
             attachment.setThumbnailImageTime(m_videoView->coverImageTime() * 1000.0);
         }

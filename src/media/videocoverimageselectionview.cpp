@@ -81,6 +81,8 @@ TULOVideoCoverImageSelectionView::TULOVideoCoverImageSelectionView(const QUrl &a
 
     connect(m_playerLayer, &TULOVideoSurface::statusChanged, this,
             &TULOVideoCoverImageSelectionView::playerStatusChanged);
+    connect(m_playerLayer, &TULOVideoSurface::fullSizeFrameReady, this,
+            &TULOVideoCoverImageSelectionView::coverImageChanged);
     // Photo library videos come as asset URLs: the surface finds their file on its own thread.
     m_playerLayer->setFileLocator([assetURL](TULOError *error) { return TULOFilePathForAssetURL(assetURL, error); });
     layoutSubviews();
@@ -202,5 +204,5 @@ QImage TULOVideoCoverImageSelectionView::coverImage() const
 {
     if (m_playerLayer->status() != TULOVideoSurfaceStatusReadyToPlay)
         return {};
-    return m_playerLayer->copyFrameAtCurrentTime();
+    return m_playerLayer->fullSizeFrame();
 }

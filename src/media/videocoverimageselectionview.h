@@ -24,7 +24,9 @@ public:
                                      QWidget *parent = nullptr);
     ~TULOVideoCoverImageSelectionView() override;
 
-    // The frame at the current time at full size, or a null image when it cannot be decoded.
+    // The frame at the current time at full size. It is made off the main thread once the
+    // thumb rests (coverImageChanged() says when); null until then, after every move, and
+    // when the video cannot be decoded.
     QImage coverImage() const;
     // Seconds; 0 before the video is ready.
     double coverImageTime() const;
@@ -39,6 +41,10 @@ public:
     QUrl assetURL() const { return m_assetURL; }
 
     QSize sizeHint() const override;
+
+Q_SIGNALS:
+    // coverImage() holds the frame at coverImageTime().
+    void coverImageChanged();
 
 protected:
     void resizeEvent(QResizeEvent *event) override;

@@ -30,3 +30,4 @@ quillon_add_test(NAME videocoverimageselectionview SOURCES tst_videocoverimagese
 quillon_add_test(NAME valuetableviewcontroller SOURCES tst_valuetableviewcontroller.cpp LABELS media)
 quillon_add_test(NAME albumselectionviewcontroller SOURCES tst_albumselectionviewcontroller.cpp LABELS media)
 quillon_add_test(NAME audiocoverimageselectiontableviewcell SOURCES tst_audiocoverimageselectiontableviewcell.cpp LABELS media)
+quillon_add_test(NAME filepathforasseturl SOURCES tst_filepathforasseturl.cpp LABELS media)

@@ -106,6 +106,55 @@ private Q_SLOTS:
         QVERIFY(TULOImageDifference(surface.currentFrame(), TULOFFmpegFrameAt(video(), 5.1)) < 6.0);
     }
 
+    // The full-size frame (a cover) follows the exact one without a decode on the main thread:
+    // converted from the same frame when the view is smaller than the video, the exact frame
+    // itself when it is not. A seek drops it until the new one comes.
+    void fullSizeFrame_data()
+    {
+        QTest::addColumn<QSize>("viewSize");
+        QTest::addColumn<bool>("sameImage");
+        QTest::newRow("view smaller than the video") << QSize(80, 60) << false;
+        QTest::newRow("view as large as the video") << QSize(160, 120) << true;
+        QTest::newRow("view larger than the video") << QSize(320, 240) << true;
+    }
+    void fullSizeFrame()
+    {
+        QFETCH(QSize, viewSize);
+        QFETCH(bool, sameImage);
+        TULOVideoSurface surface;
+        surface.resize(viewSize);
+        QSignalSpy status(&surface, &TULOVideoSurface::statusChanged);
+        surface.setFilePath(video());
+        QVERIFY(status.wait(10000));
+        QSignalSpy ready(&surface, &TULOVideoSurface::fullSizeFrameReady);
+        for (const double time : {3.3, 7.8}) {
+            bool finished = false;
+            surface.seekToTime(time, [&](bool done) { finished = done; });
+            QVERIFY(surface.fullSizeFrame().isNull());
+            QTRY_VERIFY_WITH_TIMEOUT(finished, 10000);
+            QTRY_VERIFY_WITH_TIMEOUT(!surface.fullSizeFrame().isNull(), 10000);
+            const QImage full = surface.fullSizeFrame();
+            QCOMPARE(full.size(), QSize(160, 120));
+            QCOMPARE(full.cacheKey() == surface.currentFrame().cacheKey(), sameImage);
+            QVERIFY(TULOImageDifference(full, TULOFFmpegFrameAt(video(), time)) < 6.0);
+        }
+        QCOMPARE(ready.size(), 2);
+    }
+
+    // Seeks that follow each other fast leave only the last one's full-size frame.
+    void fullSizeFrameOfTheLastSeek()
+    {
+        TULOVideoSurface surface;
+        surface.resize(80, 60);
+        QSignalSpy status(&surface, &TULOVideoSurface::statusChanged);
+        surface.setFilePath(video());
+        QVERIFY(status.wait(10000));
+        for (int i = 0; i < 10; ++i)
+            surface.seekToTime(1.0 + i);
+        QTRY_VERIFY_WITH_TIMEOUT(!surface.fullSizeFrame().isNull(), 10000);
+        QVERIFY(TULOImageDifference(surface.fullSizeFrame(), TULOFFmpegFrameAt(video(), 10.0)) < 6.0);
+    }
+
     // The locator runs off the main thread; what it cannot find fails the surface with its reason.
     void fileLocator_data()
     {

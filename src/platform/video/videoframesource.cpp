@@ -62,11 +62,13 @@ struct TULOVideoFrameSource::Private
     AVFormatContext *format = nullptr;
     AVCodecContext *codec = nullptr;
     AVStream *stream = nullptr;
-    // Two converters, so that key frames at a thumbnail's size and exact frames at the view's
-    // size, asked for in turn, do not set one up again each time.
-    SwsContext *sws[2] = {nullptr, nullptr};
-    QSize swsTarget[2];
-    int swsRecent = 0;
+    // A converter per size in use (key frames at a thumbnail's size, exact frames at the view's,
+    // the full-size cover), so that sizes asked for in turn do not set one up again each time.
+    static constexpr int ConverterCount = 3;
+    SwsContext *sws[ConverterCount] = {};
+    QSize swsTarget[ConverterCount];
+    quint64 swsUsed[ConverterCount] = {};
+    quint64 swsUses = 0;
     AVPacket *packet = nullptr;
     AVFrame *decoded = nullptr;
     // The decoder's position after the last request: `kept` is the frame returned, `pending`
@@ -94,8 +96,8 @@ struct TULOVideoFrameSource::Private
 
     ~Private()
     {
-        sws_freeContext(sws[0]);
-        sws_freeContext(sws[1]);
+        for (SwsContext *context : sws)
+            sws_freeContext(context);
         av_frame_free(&pending);
         av_frame_free(&kept);
         av_frame_free(&decoded);
@@ -284,12 +286,21 @@ struct TULOVideoFrameSource::Private
             && (out.width() > maxSize.width() || out.height() > maxSize.height()))
             out = out.scaled(maxSize, Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
         const QSize coded = rotation % 180 ? out.transposed() : out;
-        const int slot = swsTarget[swsRecent] == coded ? swsRecent : 1 - swsRecent;
+        // The converter for this size, else the least recently used one.
+        int slot = 0;
+        for (int i = 0; i < ConverterCount; ++i) {
+            if (swsTarget[i] == coded) {
+                slot = i;
+                break;
+            }
+            if (swsUsed[i] < swsUsed[slot])
+                slot = i;
+        }
         sws[slot] = sws_getCachedContext(sws[slot], frame->width, frame->height, AVPixelFormat(frame->format),
                                          coded.width(), coded.height(), AV_PIX_FMT_RGB32, SWS_BILINEAR,
                                          nullptr, nullptr, nullptr);
         swsTarget[slot] = coded;
-        swsRecent = slot;
+        swsUsed[slot] = ++swsUses;
         if (!sws[slot])
             return {};
         QImage image(coded, QImage::Format_RGB32);

@@ -252,6 +252,22 @@ struct TULOVideoSurface::Worker : std::enable_shared_from_this<TULOVideoSurface:
             if (error.is(TULOVideoErrorDomain, TULOVideoErrorCancelled))
                 continue;
             post([request, exact, shown](TULOVideoSurface *s) { s->deliverFrame(request, exact, true, shown); });
+            if (exact.isNull())
+                continue;
+            // The full-size frame (a cover) once the seeks rest: the decoder still holds the
+            // frame, so this is a conversion of it, not a second decode.
+            QImage full = exact;
+            if (exact.size() != source->displaySize()) {
+                {
+                    std::lock_guard restLock(mutex);
+                    if (stop || hasRequest || openRequested)
+                        continue;
+                }
+                full = source->frameAtTime(t, {});
+                if (full.isNull())
+                    continue; // superseded meanwhile
+            }
+            post([request, full](TULOVideoSurface *s) { s->deliverFullSizeFrame(request, full); });
         }
     }
 };
@@ -290,6 +306,7 @@ void TULOVideoSurface::setFileLocator(FileLocator locate)
     m_error = {};
     m_duration = 0.0;
     m_frame = {};
+    m_fullSizeFrame = {};
     ++m_file;
     {
         std::lock_guard lock(m_worker->mutex);
@@ -309,6 +326,7 @@ void TULOVideoSurface::seekToTime(double seconds, SeekCompletion completion)
     if (m_duration > 0.0 && seconds > m_duration)
         seconds = m_duration;
     m_currentTime = seconds;
+    m_fullSizeFrame = {};
     ++m_generation;
     if (m_completion)
         std::exchange(m_completion, {})(false);
@@ -379,12 +397,12 @@ QList<double> TULOVideoSurface::decodedKeyFrameTimes() const
     return times;
 }
 
-QImage TULOVideoSurface::copyFrameAtCurrentTime(TULOError *error) const
+void TULOVideoSurface::deliverFullSizeFrame(quint64 generation, const QImage &image)
 {
-    TULOVideoFrameSource source(m_filePath);
-    if (!source.open(error))
-        return {};
-    return source.frameAtTime(m_currentTime, {}, error);
+    if (generation != m_generation || image.isNull())
+        return;
+    m_fullSizeFrame = image;
+    Q_EMIT fullSizeFrameReady();
 }
 
 QSize TULOVideoSurface::sizeHint() const

@@ -58,9 +58,10 @@ public:
 
     QImage currentFrame() const { return m_frame; }
     bool isShowingExactFrame() const { return m_frameIsExact; }
-    // The frame at the current time at full size (decoded on the calling thread), or a null
-    // image with the error.
-    QImage copyFrameAtCurrentTime(TULOError *error = nullptr) const;
+    // The frame at the current time at the video's full size; null until fullSizeFrameReady()
+    // (shortly after the exact frame, once the seeks rest) and again after every seek. It is
+    // converted on the surface's thread from the frame decoded for the view, never decoded twice.
+    QImage fullSizeFrame() const { return m_fullSizeFrame; }
 
     QSize sizeHint() const override;
 
@@ -70,6 +71,8 @@ Q_SIGNALS:
     void seekRequested(double seconds);
     // A new frame shows; `exact` when it is the frame at the current time.
     void frameShown(bool exact);
+    // fullSizeFrame() holds the frame at the current time.
+    void fullSizeFrameReady();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
@@ -79,6 +82,7 @@ private:
     struct Worker;
     void requestFrame();
     void deliverFrame(quint64 generation, const QImage &image, bool exact, double frameTime);
+    void deliverFullSizeFrame(quint64 generation, const QImage &image);
     void showNearestKeyFrame();
 
     QString m_filePath;
@@ -89,6 +93,7 @@ private:
     double m_currentTime = 0.0;
     QImage m_frame;
     bool m_frameIsExact = false;
+    QImage m_fullSizeFrame;
     double m_frameTime = 0.0; // of the frame shown
     quint64 m_generation = 0;
     quint64 m_file = 0; // bumped by every file set
