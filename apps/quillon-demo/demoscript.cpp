@@ -43,6 +43,7 @@ namespace {
 const char *const DemoTextBeforeTag = "Sunset over the harbour with @Kai";
 const char *const DemoTextAfterTag = ", and the new album is out now";
 const char *const DemoSoundBiteText = "A first listen from the studio";
+const char *const DemoShareText = "On repeat all week";
 constexpr int DemoCoverFrameSteps = 4; // Page Up moves the cover frame a tenth of the video on
 constexpr int DemoRecordingTime = 2200;
 
@@ -176,6 +177,7 @@ void DemoScript::start()
     videoSteps();
     postSteps();
     soundBiteSteps();
+    shareSteps();
     m_stepClock.start();
     m_timer->start();
 }
@@ -354,7 +356,31 @@ void DemoScript::soundBiteSteps()
     }, [this] { m_window->compositionContainer()->performDefaultAction(); });
     then(QStringLiteral("the sound bite to land"), [this] { return !m_postURL.isEmpty(); }, [this] {
         m_soundBitePostURL = m_postURL;
-        if (capture(QStringLiteral("11-soundbite-posted"), tr("Pending Uploads")))
+        m_postURL.clear();
+        capture(QStringLiteral("11-soundbite-posted"), tr("Pending Uploads"));
+    }, 200);
+}
+
+// An album shared from the catalogue: the container signs in and loads its configuration itself.
+void DemoScript::shareSteps()
+{
+    then(QString(), [] { return true; }, [this] {
+        m_window->catalogueView()->setCurrentRow(0);
+        m_window->shareButton()->click();
+    });
+    then(QStringLiteral("the composer for the album"), [this] {
+        TULOComposePostViewController *composer = editor();
+        return composer && composer->isVisible() && !m_window->compositionContainer()->transitionCoordinator();
+    }, [this] {
+        if (!capture(QStringLiteral("12-share"), editor()->title()))
+            return;
+        typeText(editor()->composeView()->textView(), QString::fromUtf8(DemoShareText));
+    });
+    then(QStringLiteral("the album's post to be ready"), [this] { return m_window->compositionContainer()->shareButtonItem()->isEnabled(); },
+        [this] { m_window->compositionContainer()->performDefaultAction(); });
+    then(QStringLiteral("the album's post to land"), [this] { return !m_postURL.isEmpty(); }, [this] {
+        m_sharePostURL = m_postURL;
+        if (capture(QStringLiteral("13-share-posted"), tr("Pending Uploads")))
             Q_EMIT finished(m_firstPostURL);
     }, 200);
 }

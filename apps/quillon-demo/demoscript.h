@@ -30,7 +30,8 @@ struct DemoScreen
 // new post: types text with a tag chosen from the completion list, attaches the sample photo
 // from the attachment menu and the sample video with a cover frame picked in its properties, and
 // posts; then a second post with a recorded sound bite (a sound bite replaces every other
-// attachment, so it goes on its own). It saves a PNG of every screen on the way.
+// attachment, so it goes on its own), and a third that shares an album from the catalogue. It
+// saves a PNG of every screen on the way.
 // finished() says where the first post landed, or failed() why a post did not.
 class DemoScript : public QObject
 {
@@ -51,6 +52,8 @@ public:
     double coverFrameTime() const { return m_coverFrameTime; }
     // Where the sound bite's post landed; empty before.
     QUrl soundBitePostURL() const { return m_soundBitePostURL; }
+    // Where the shared album's post landed; empty before.
+    QUrl sharePostURL() const { return m_sharePostURL; }
     // Each step waits at most this long (30 s by default).
     void setStepTimeout(int milliseconds) { m_stepTimeout = milliseconds; }
 
@@ -82,6 +85,7 @@ private:
     void videoSteps();
     void postSteps();
     void soundBiteSteps();
+    void shareSteps();
 
     DemoWindow *m_window;
     DemoStore *m_store;
@@ -96,6 +100,7 @@ private:
     QUrl m_postURL;
     QUrl m_firstPostURL;
     QUrl m_soundBitePostURL;
+    QUrl m_sharePostURL;
     bool m_failed = false;
     bool m_running = false;
 };

@@ -162,14 +162,22 @@ void DemoWindow::newPost()
     compose(std::nullopt);
 }
 
-// The configuration loaded at start (its attachment limit raised), about `item` or nothing.
+// An album is shared as a host shares a store item: the container signs in and loads its own
+// configuration. A new post opens at once with the configuration loaded at start, its attachment
+// limit raised.
 void DemoWindow::compose(const std::optional<TULOStoreItem> &item)
 {
-    std::optional<TULOConfiguration> configuration = m_store->configuration();
-    if (m_composer || !configuration)
+    if (m_composer)
         return;
-    configuration->setItem(item);
-    auto *composer = new TULOCompositionContainerViewController(configuration);
+    TULOCompositionContainerViewController *composer = nullptr;
+    if (item) {
+        composer = new TULOCompositionContainerViewController(*item);
+    } else {
+        const std::optional<TULOConfiguration> configuration = m_store->configuration();
+        if (!configuration)
+            return;
+        composer = new TULOCompositionContainerViewController(configuration);
+    }
     composer->setClientContext(std::make_shared<TULOClientContext>(m_store->clientContext()));
     composer->setDelegate(this);
     m_composer = composer;
@@ -200,9 +208,8 @@ void DemoWindow::composePostViewControllerConfigurationDidFailLoadWithError(
 
 void DemoWindow::updateButtons()
 {
-    const bool canCompose = m_store->configuration() && !m_composer;
-    m_newPost->setEnabled(canCompose);
-    m_share->setEnabled(canCompose && m_catalogue->currentRow() >= 0);
+    m_newPost->setEnabled(m_store->configuration() && !m_composer);
+    m_share->setEnabled(!m_composer && m_catalogue->currentRow() >= 0);
 }
 
 void DemoWindow::openFeed()

@@ -88,7 +88,6 @@ int main(int argc, char **argv)
     if (scripted) {
         window.setOpensFeedWhenPostLands(false);
         DemoScript script(&window, &store, parser.value(scriptOption), samples.absolutePath());
-        int status = 0;
         QObject::connect(&script, &DemoScript::finished, [&](const QUrl &postURL) {
             // What each screen showed, beside the PNGs, for whoever checks them.
             QJsonArray screens;
@@ -102,21 +101,20 @@ int main(int argc, char **argv)
             QFile index(QDir(parser.value(scriptOption)).filePath(QStringLiteral("screens.json")));
             if (index.open(QIODevice::WriteOnly))
                 index.write(QJsonDocument(screens).toJson());
-            std::printf("screens: %s\ncover: %.3f\nposted: %s\nsound bite: %s\nfeed: %s\n",
+            std::printf("screens: %s\ncover: %.3f\nposted: %s\nsound bite: %s\nshared: %s\nfeed: %s\n",
                 qPrintable(QDir(parser.value(scriptOption)).absolutePath()), script.coverFrameTime(),
                 qPrintable(postURL.toString()), qPrintable(script.soundBitePostURL().toString()),
-                qPrintable(store.feedURL().toString()));
+                qPrintable(script.sharePostURL().toString()), qPrintable(store.feedURL().toString()));
             std::fflush(stdout);
-            QApplication::quit();
+            // Not quit(): a sheet still open refuses to close (it asks its Cancel) and stops quit().
+            QApplication::exit(0);
         });
         QObject::connect(&script, &DemoScript::failed, [&](const QString &reason) {
             std::fprintf(stderr, "quillon-demo: %s\n", qPrintable(reason));
-            status = 1;
-            QApplication::quit();
+            QApplication::exit(1);
         });
         script.start();
-        const int loop = QApplication::exec();
-        return status ? status : loop;
+        return QApplication::exec();
     }
 
     window.show();

@@ -73,6 +73,7 @@ class TestDemo : public QObject
     QUrl m_postURL;
     QUrl m_feedURL;
     QUrl m_soundBiteURL;
+    QUrl m_sharedURL;
 
     QProcessEnvironment environment() const
     {
@@ -111,6 +112,8 @@ private Q_SLOTS:
                 m_postURL = QUrl(line.mid(8));
             else if (line.startsWith(QLatin1String("sound bite: ")))
                 m_soundBiteURL = QUrl(line.mid(12));
+            else if (line.startsWith(QLatin1String("shared: ")))
+                m_sharedURL = QUrl(line.mid(8));
             else if (line.startsWith(QLatin1String("feed: ")))
                 m_feedURL = QUrl(line.mid(6));
             else if (line.startsWith(QLatin1String("cover: ")))
@@ -130,7 +133,7 @@ private Q_SLOTS:
     {
         const QStringList expected {"01-store.png", "02-container.png", "03-completion.png", "04-menu.png", "05-properties.png",
                                     "06-coverframe.png", "07-composed.png", "08-uploading.png", "09-posted.png",
-                                    "10-soundbite.png", "11-soundbite-posted.png"};
+                                    "10-soundbite.png", "11-soundbite-posted.png", "12-share.png", "13-share-posted.png"};
         QCOMPARE(m_order, expected);
     }
 
@@ -154,6 +157,8 @@ private Q_SLOTS:
         QTest::newRow("posted") << "09-posted.png" << "Pending Uploads" << m_postURL.toString();
         QTest::newRow("sound bite recorder") << "10-soundbite.png" << compose << "";
         QTest::newRow("sound bite posted") << "11-soundbite-posted.png" << "Pending Uploads" << m_soundBiteURL.toString();
+        QTest::newRow("album shared") << "12-share.png" << compose << text("COMPOSE_POST_BUTTON");
+        QTest::newRow("album's post landed") << "13-share-posted.png" << "Pending Uploads" << m_sharedURL.toString();
     }
     void screenShowsItsTitle()
     {
@@ -191,17 +196,34 @@ private Q_SLOTS:
         const QByteArray list = fetch(QUrl(m_sandbox.baseUrl().toString() + QStringLiteral("/posts")), &status);
         QCOMPARE(status, 200);
         const QJsonArray posts = QJsonDocument::fromJson(list).object().value(QStringLiteral("posts")).toArray();
-        QCOMPARE(posts.size(), 2);
+        QCOMPARE(posts.size(), 3);
         QJsonObject post;
         QJsonObject soundBitePost;
+        QJsonObject sharedPost;
         for (const QJsonValue &value : posts) {
             const QString id = value.toObject().value(QStringLiteral("postId")).toString();
             if (m_postURL.fragment().endsWith(id))
                 post = value.toObject();
             else if (m_soundBiteURL.fragment().endsWith(id))
                 soundBitePost = value.toObject();
+            else if (m_sharedURL.fragment().endsWith(id))
+                sharedPost = value.toObject();
         }
-        QVERIFY2(!post.isEmpty() && !soundBitePost.isEmpty(), list.constData());
+        QVERIFY2(!post.isEmpty() && !soundBitePost.isEmpty() && !sharedPost.isEmpty(), list.constData());
+        // The shared album, as the catalogue lists it first, is what the post is about.
+        const QByteArray artist = fetch(QUrl(m_sandbox.baseUrl().toString()
+                                             + QStringLiteral("/catalog/lookup?id=1001&profile=artist-content&version=2")),
+                                        &status);
+        QCOMPARE(status, 200);
+        const QJsonObject albums = QJsonDocument::fromJson(artist).object().value(QStringLiteral("results")).toObject()
+                                       .value(QStringLiteral("1001")).toObject().value(QStringLiteral("children")).toObject();
+        QString firstLight;
+        for (auto album = albums.begin(); album != albums.end(); ++album)
+            if (album.value().toObject().value(QStringLiteral("name")).toString() == QLatin1String("First Light"))
+                firstLight = album.key();
+        QVERIFY2(!firstLight.isEmpty(), artist.constData());
+        QCOMPARE(sharedPost.value(QStringLiteral("item")).toObject().value(QStringLiteral("id")).toString(), firstLight);
+        QCOMPARE(sharedPost.value(QStringLiteral("text")).toString(), QStringLiteral("On repeat all week"));
         const QJsonArray soundBites = soundBitePost.value(QStringLiteral("attachments")).toArray();
         QCOMPARE(soundBites.size(), 1);
         QVERIFY(soundBites.first().toObject().value(QStringLiteral("uti")).toString().startsWith(QLatin1String("audio/")));

@@ -16,6 +16,7 @@
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/semaphore_p.h>
 #include <Quillon/platform/store/postoutbox.h>
+#include <Quillon/platform/store/storeaccount.h>
 #include <Quillon/platform/store/storeerror.h>
 #include <Quillon/platform/ui/barbuttonitem.h>
 #include <Quillon/platform/ui/navigationcontroller.h>
@@ -28,6 +29,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTest>
 
 namespace {
@@ -173,15 +175,25 @@ class TestCompositionContainer : public QObject
     QPalette m_lightPalette;
 
     // Shows `container` as a form sheet over a host window.
-    std::unique_ptr<TULOWindow> present(TULOViewController *container)
+    std::unique_ptr<TULOWindow> present(TULOViewController *container, bool animated = false)
     {
         auto window = std::make_unique<TULOWindow>();
         auto *host = new TULOViewController(window.get());
         window->setRootViewController(host);
         window->resize(900, 700);
         window->show();
-        host->presentViewController(container, false);
+        host->presentViewController(container, animated);
         return window;
+    }
+
+    static void answerSignInAs(const QString &password)
+    {
+        TULOAuthenticationContext::setDefaultPromptHandler([password](const QString &, const TULOError &previous) {
+            // An empty password is the user cancelling; one refused is not offered twice.
+            if (password.isEmpty() || !previous.isNull())
+                return std::optional<TULOAuthenticationPromptReply>();
+            return std::optional<TULOAuthenticationPromptReply>({TULOSandboxStore::demoAccountName(), password, false});
+        });
     }
 
 private Q_SLOTS:
@@ -190,10 +202,7 @@ private Q_SLOTS:
         QVERIFY(m_fixture.start());
         m_lightPalette = QApplication::palette();
         // The configuration load signs in again when it must; the user answers as the demo artist.
-        TULOAuthenticationContext::setDefaultPromptHandler([](const QString &, const TULOError &) {
-            return std::optional<TULOAuthenticationPromptReply>(
-                {TULOSandboxStore::demoAccountName(), TULOSandboxStore::demoPassword(), false});
-        });
+        answerSignInAs(TULOSandboxStore::demoPassword());
     }
     void cleanupTestCase()
     {
@@ -483,6 +492,74 @@ private Q_SLOTS:
         const QJsonArray destinations = post.value(QStringLiteral("externalDestinations")).toArray();
         QCOMPARE(destinations.size(), 1);
         QCOMPARE(destinations.first().toObject().value(QStringLiteral("service")).toString(), TULOTestTwitter);
+    }
+
+    void itemConstructorSignsInAndLoads_data()
+    {
+        QTest::addColumn<bool>("signedOut");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<bool>("storeReachable");
+        QTest::addColumn<bool>("editorShown");
+        QTest::newRow("kept session") << false << QString() << true << true;
+        QTest::newRow("signs in") << true << TULOSandboxStore::demoPassword() << true << true;
+        QTest::newRow("sign-in cancelled") << true << QString() << true << false;
+        QTest::newRow("password refused") << true << QStringLiteral("not the password") << true << false;
+        QTest::newRow("store unreachable") << false << TULOSandboxStore::demoPassword() << false << false;
+    }
+    // As a host shares a store item: the container presented at once (animated, so the
+    // configuration may arrive while the sheet comes up) shows the editor about the item once
+    // signed in, or tells the host why not; it never waits for ever.
+    void itemConstructorSignsInAndLoads()
+    {
+        QFETCH(bool, signedOut);
+        QFETCH(QString, password);
+        QFETCH(bool, storeReachable);
+        QFETCH(bool, editorShown);
+        if (signedOut)
+            TULOStoreAccountStore::defaultStore()->invalidateToken();
+        answerSignInAs(password);
+        // Later tests post with the demo account's session.
+        const auto restore = qScopeGuard([this] {
+            answerSignInAs(TULOSandboxStore::demoPassword());
+            TULOSignInDemoAccount(m_fixture.sandbox);
+        });
+        HostDelegate host;
+        TULOStoreItem album = itemNamed(QStringLiteral("First Light"));
+        album.setItemIdentifier(QStringLiteral("2001"));
+        auto *container = new TULOCompositionContainerViewController(album);
+        QPointer<TULOCompositionContainerViewController> guard(container);
+        container->setDelegate(&host);
+        if (!storeReachable) {
+            // A port nothing listens on: the bag cannot be loaded.
+            TULOSandboxStore closed;
+            QVERIFY(closed.start());
+            const QUrl bag = closed.bagUrl();
+            closed.stop();
+            container->setClientContext(std::make_shared<TULOClientContext>(bag));
+        }
+        auto window = present(container, true);
+        QTRY_VERIFY_WITH_TIMEOUT(!host.loadErrors.isEmpty() || (container->composePostViewController()
+                                                                && container->composePostViewController()->isVisible()), 30000);
+        QVERIFY(guard);
+        QVERIFY(!container->isLoadingConfiguration());
+        if (editorShown) {
+            QVERIFY2(host.loadErrors.isEmpty(), qPrintable(host.loadErrors.value(0).localizedDescription()));
+            TULOComposePostViewController *editor = container->composePostViewController();
+            QCOMPARE(container->childNavigationController()->topViewController(), editor);
+            QVERIFY(editor->composeView()->isVisible());
+            QCOMPARE(editor->configuration().item()->itemIdentifier(), QStringLiteral("2001"));
+            QCOMPARE(editor->navigationItem()->rightBarButtonItem(), container->shareButtonItem());
+            // The editor took its appearance: typing reaches it and enables Post.
+            QTest::keyClicks(editor->composeView()->textView(), QStringLiteral("Out now"));
+            QVERIFY(container->shareButtonItem()->isEnabled());
+        } else {
+            QCOMPARE(host.loadErrors.size(), 1);
+            // Said in words, not a bare code.
+            const QString reason = host.loadErrors.first().localizedDescription();
+            QVERIFY2(!reason.isEmpty() && !reason.startsWith(QLatin1String("The operation couldn")), qPrintable(reason));
+            QVERIFY(!container->composePostViewController());
+            QVERIFY(!container->shareButtonItem()->isEnabled());
+        }
     }
 
     // A post whose file is gone by the time it is prepared: the host hears Posted at once, as

@@ -37,6 +37,13 @@ private:
             delete navigation;
         }
         TULOAppearanceRecorder *make(const QString &name) { return new TULOAppearanceRecorder(name, &log); }
+        // A stack to present as a form sheet, with `root` on it.
+        static TULONavigationController *sheet(TULOViewController *root)
+        {
+            auto *stack = new TULONavigationController(root);
+            stack->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+            return stack;
+        }
     };
 
 private Q_SLOTS:
@@ -129,8 +136,7 @@ private Q_SLOTS:
             presented(TULOModalPresentationStyleFullScreen);
         } else if (operation == "dismissFromChild") {
             child = screen.make(QStringLiteral("E"));
-            auto *stack = new TULONavigationController(child);
-            stack->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+            auto *stack = Screen::sheet(child);
             screen.navigation->presentViewController(stack, false);
         }
         screen.log.clear();
@@ -151,8 +157,7 @@ private Q_SLOTS:
         } else if (operation == "dismissSheet" || operation == "dismissFull") {
             screen.navigation->dismissViewController(animated, completion);
         } else if (operation == "presentStack") {
-            auto *stack = new TULONavigationController(screen.make(QStringLiteral("E")));
-            stack->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+            auto *stack = Screen::sheet(screen.make(QStringLiteral("E")));
             screen.navigation->presentViewController(stack, animated, completion);
         } else if (operation == "dismissFromChild") {
             child->dismissViewController(animated, completion);
@@ -165,6 +170,47 @@ private Q_SLOTS:
         // Nothing arrives late, and nothing twice.
         QTest::qWait(50);
         QCOMPARE(screen.log, expected);
+    }
+
+    // A stack whose top is replaced while it is being presented (a screen that loads what it
+    // shows, done before the sheet is up): the new top appears with the sheet, the old one goes.
+    void replacedWhileAppearing_data()
+    {
+        QTest::addColumn<bool>("whileDismissing");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("while presented") << false
+            << QStringList{"E.willAppear", "E.willDisappear", "E.didDisappear", "F.willAppear", "F.didAppear", "completion"};
+        QTest::newRow("while dismissed") << true
+            << QStringList{"E.willDisappear", "E.didDisappear", "completion"};
+    }
+    void replacedWhileAppearing()
+    {
+        QFETCH(bool, whileDismissing);
+        QFETCH(QStringList, expected);
+        Screen screen;
+        TULOAppearanceRecorder *e = screen.make(QStringLiteral("E"));
+        auto *stack = Screen::sheet(e);
+        auto completion = [&screen] { screen.log.append(QStringLiteral("completion")); };
+        if (whileDismissing) {
+            screen.navigation->presentViewController(stack, false);
+            screen.log.clear();
+            screen.navigation->dismissViewController(true, completion);
+        } else {
+            screen.log.clear();
+            screen.navigation->presentViewController(stack, true, completion);
+        }
+        QVERIFY(stack->transitionCoordinator());
+        const QPointer<TULOAppearanceRecorder> f = screen.make(QStringLiteral("F"));
+        stack->setViewControllers({f}, false);
+        QTRY_VERIFY(screen.log.contains(QStringLiteral("completion")));
+        QStringList calls = screen.log;
+        calls.removeIf([](const QString &call) { return call.endsWith(QLatin1String(".transitionEnded")); });
+        QCOMPARE(calls, expected);
+        QCOMPARE(e->appearanceState(), TULOAppearanceStateDisappeared);
+        if (!whileDismissing) {
+            QVERIFY(f->isVisible());
+            QVERIFY(f->view()->isVisible());
+        }
     }
 
     void presentedAndPresentingControllers()
@@ -332,8 +378,7 @@ private Q_SLOTS:
         QFETCH(bool, expectedDismissed);
         Screen screen;
         TULOAppearanceRecorder *e = screen.make(QStringLiteral("E"));
-        auto *stack = new TULONavigationController(e);
-        stack->setModalPresentationStyle(TULOModalPresentationStyleFormSheet);
+        auto *stack = Screen::sheet(e);
         int cancels = 0;
         if (hasCancelButton) {
             auto *cancel = new TULOBarButtonItem(QStringLiteral("Cancel"), TULOBarButtonItemStylePlain, e,

@@ -237,7 +237,8 @@ void TULONavigationController::transitionTo(const QList<TULOViewController *> &r
         return;
     }
 
-    const bool onScreen = appearanceState() == TULOAppearanceStateAppeared;
+    const TULOAppearanceState appearance = appearanceState();
+    const bool onScreen = appearance == TULOAppearanceStateAppeared;
     const bool animate = animated && onScreen && loaded;
     auto *coordinator = new TULOTransitionCoordinator(animate, this);
     setTransitionCoordinator(coordinator);
@@ -251,6 +252,19 @@ void TULONavigationController::transitionTo(const QList<TULOViewController *> &r
             oldTop->beginAppearanceTransition(false, animate);
         if (newTop)
             newTop->beginAppearanceTransition(true, animate);
+    } else if (appearance == TULOAppearanceStateAppearing) {
+        // Replaced while this stack comes on screen (a screen loaded in the meantime): the old
+        // top, already told it appears, goes; the new one appears with this controller, whose
+        // end of the transition reaches only the top.
+        if (oldTop) {
+            oldTop->beginAppearanceTransition(false, false);
+            oldTop->endAppearanceTransition();
+        }
+        if (newTop)
+            newTop->beginAppearanceTransition(true, false);
+    } else if (appearance == TULOAppearanceStateDisappearing && oldTop) {
+        // The old top went with this controller; the end of its transition would reach only the new top.
+        oldTop->endAppearanceTransition();
     }
     if (loaded && newTop) {
         QWidget *incoming = newTop->view();
