@@ -260,7 +260,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("held");
         QTest::addColumn<int>("ageMinutes");
         QTest::addColumn<bool>("kept");
-        QTest::newRow("cut short, lock free") << true << false << 0 << false;
+        QTest::newRow("cut short, lock free") << true << false << 60 << false;
+        QTest::newRow("lock file just made, not held yet") << true << false << 0 << true;
         QTest::newRow("being written") << true << true << 60 << true;
         QTest::newRow("just made, not locked yet") << false << false << 0 << true;
         QTest::newRow("old, never locked") << false << false << 60 << false;
@@ -286,6 +287,8 @@ private Q_SLOTS:
             const time_t then = time(nullptr) - ageMinutes * 60;
             const utimbuf times {then, then};
             QCOMPARE(::utime(QFile::encodeName(partial).constData(), &times), 0);
+            if (lockFile)
+                QCOMPARE(::utime(QFile::encodeName(partial + QStringLiteral("/.lock")).constData(), &times), 0);
         }
         auto box = outbox();
         QCOMPARE(QFileInfo::exists(partial), kept);

@@ -39,6 +39,8 @@ using Manifest = TULOPostOutboxManifest;
 const char *const TULOPostUploadTaskName = "com.vantor.Quillon.postUpload";
 // A partial folder without a lock file is left alone this long: its writer may be about to lock it.
 constexpr qint64 TULOOutboxPartialGrace = 10 * 60;
+// A lock file younger than this may not be held yet by the writer that made it.
+constexpr qint64 TULOOutboxLockGrace = 60;
 // How often a post another process holds is looked at again.
 constexpr int TULOOutboxElsewherePoll = 1000;
 // Folder notifications come in bursts (a post is several files); one read of the folder per burst.
@@ -170,13 +172,17 @@ QList<TULOPostOutboxEntry> TULOPostOutbox::readFolder(const QString &folder)
         const QString path = folder + QLatin1Char('/') + name;
         if (name.endsWith(QLatin1String(Manifest::PartialSuffix))) {
             // A post whose writing was cut short was never handed over: its originals are intact.
-            // One still being written holds its lock.
+            // One still being written holds its lock. A lock file just made is not tried: its
+            // writer may not hold it yet, and taking it first would sweep the folder under it.
             bool stale = false;
-            if (QFileInfo::exists(path + QLatin1Char('/') + QLatin1String(Manifest::LockName))) {
-                const int fd = Manifest::lockFolder(path);
-                stale = fd >= 0;
-                if (fd >= 0)
-                    ::close(fd);
+            const QFileInfo lock(path + QLatin1Char('/') + QLatin1String(Manifest::LockName));
+            if (lock.exists()) {
+                if (lock.lastModified().toUTC().secsTo(now) > TULOOutboxLockGrace) {
+                    const int fd = Manifest::lockFolder(path);
+                    stale = fd >= 0;
+                    if (fd >= 0)
+                        ::close(fd);
+                }
             } else {
                 stale = QFileInfo(path).lastModified().toUTC().secsTo(now) > TULOOutboxPartialGrace;
             }
