@@ -7,6 +7,7 @@
 #include <Quillon/compose/attachmentpropertiesviewcontroller.h>
 #include <Quillon/compose/composepostview.h>
 #include <Quillon/compose/composepostviewcontroller.h>
+#include <Quillon/compose/lockupview.h>
 #include <Quillon/compose/taglistviewcontroller.h>
 #include <Quillon/compose/tokentextview.h>
 #include <Quillon/composition/compositioncontainerviewcontroller.h>
@@ -371,6 +372,11 @@ void DemoScript::shareSteps()
     then(QStringLiteral("the composer for the album"), [this] {
         TULOComposePostViewController *composer = editor();
         return composer && composer->isVisible() && !m_window->compositionContainer()->transitionCoordinator();
+    }, [] {});
+    // The album's artwork comes from the store; the screen is taken with it, unless it is slow.
+    then(QString(), [this] {
+        const auto *lockup = editor()->composeView()->findChild<TULOLockupView *>();
+        return (lockup && !lockup->image().isNull()) || m_stepClock.elapsed() > 5000;
     }, [this] {
         if (!capture(QStringLiteral("12-share"), editor()->title()))
             return;

@@ -22,6 +22,21 @@
 
 #include <cstdio>
 
+namespace {
+
+QtMessageHandler previousHandler = nullptr;
+
+// Off screen, every sheet and menu makes the platform say it cannot raise windows, grab the
+// keyboard or pass size hints to a window manager it does not have: noise in the scripted run.
+void quietOffscreenPlatform(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    if (type == QtWarningMsg && message.startsWith(QLatin1String("This plugin does not support")))
+        return;
+    previousHandler(type, context, message);
+}
+
+} // namespace
+
 int main(int argc, char **argv)
 {
     QApplication application(argc, argv);
@@ -57,6 +72,8 @@ int main(int argc, char **argv)
     const bool scripted = parser.isSet(scriptOption);
     const QDir samples(parser.value(samplesOption));
     if (scripted) {
+        if (QGuiApplication::platformName() == QLatin1String("offscreen"))
+            previousHandler = qInstallMessageHandler(quietOffscreenPlatform);
         if (parser.value(samplesOption).isEmpty()) {
             std::fprintf(stderr, "quillon-demo: --script needs --samples FOLDER (resources/samples)\n");
             return 2;

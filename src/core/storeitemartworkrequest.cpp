@@ -6,6 +6,8 @@
 #include <QGuiApplication>
 #include <QScreen>
 
+#include <cmath>
+
 TULOStoreItemArtworkRequest::TULOStoreItemArtworkRequest(const TULOStoreItem &item, const QSizeF &imageSize, qreal scale)
     : m_artworkCatalog(item.artworkCatalog())
     , m_imageSize(imageSize)
@@ -31,8 +33,12 @@ TULOStoreItemArtworkRequest::TULOStoreItemArtworkRequest(const TULOStoreItem &it
     setDataConsumer(consumer);
 
     const TULOArtworkList list = item.artworkList();
+    const TULOLookupItemArtwork artworkTemplate = item.artworkTemplate();
     if (!list.isEmpty())
         setUrl(list.URLForWidth(qint64(imageSize.width())));
+    else if (!artworkTemplate.isNull()) // lookups describe artwork by a template: asked for at device pixels
+        setUrl(artworkTemplate.URLWithHeight(quint64(std::ceil(imageSize.height() * scale)),
+                                             quint64(std::ceil(imageSize.width() * scale))));
 }
 
 qreal TULOStoreItemArtworkRequest::mainScreenScale()

@@ -128,13 +128,29 @@ private Q_SLOTS:
     void storeArtworkLoads_data()
     {
         QTest::addColumn<qreal>("scale");
-        QTest::newRow("scale 1") << 1.0;
-        QTest::newRow("scale 2") << 2.0;
+        QTest::addColumn<bool>("fromTemplate");
+        QTest::newRow("list, scale 1") << 1.0 << false;
+        QTest::newRow("list, scale 2") << 2.0 << false;
+        // As an artist's albums come from a lookup.
+        QTest::newRow("template, scale 1") << 1.0 << true;
+        QTest::newRow("template, scale 2") << 2.0 << true;
     }
     void storeArtworkLoads()
     {
         QFETCH(qreal, scale);
-        const auto request = std::make_shared<TULOStoreItemArtworkRequest>(songFromStore(), QSizeF(48, 48), scale);
+        QFETCH(bool, fromTemplate);
+        TULOStoreItem item = songFromStore();
+        if (fromTemplate) {
+            item.setArtworkList(TULOArtworkList());
+            item.setArtworkTemplate(TULOLookupItemArtwork(
+                {{QStringLiteral("url"), m_store.baseUrl().toString() + QStringLiteral("/artwork/2001/{w}x{h}.png")},
+                 {QStringLiteral("width"), 1200},
+                 {QStringLiteral("height"), 1200}}));
+        }
+        const auto request = std::make_shared<TULOStoreItemArtworkRequest>(item, QSizeF(48, 48), scale);
+        if (fromTemplate)
+            QVERIFY2(request->url().path().endsWith(QStringLiteral("/%1x%1.png").arg(qRound(48 * scale))),
+                     qPrintable(request->url().toString()));
         const auto operation = request->newLoadOperation();
         QVERIFY(!std::dynamic_pointer_cast<TULOArtworkCatalogResourceOperation>(operation));
         const auto [output, error] = runLoad(request, TULOSandboxContext(m_store));
