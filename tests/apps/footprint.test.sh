@@ -2,7 +2,8 @@
 # What a command-line post maps: the web engine (and the QML it pulls in) belongs to the web
 # sign-in alone, so neither help nor a post may map it; FFmpeg is opened only for a file that
 # needs it, libsndfile only for a sound, Qt Multimedia (and the sound server's client) only for
-# the microphone or a speaker, Qt Sensors only for the proximity sensor. The maps are the command's own, read at its exit by a preloaded library.
+# the microphone or a speaker, Qt Sensors only for the proximity sensor, the TLS backend only
+# for a store reached over HTTPS (the embedded one speaks plain HTTP). The maps are the command's own, read at its exit by a preloaded library.
 set -uo pipefail
 SOURCE="$1"; BUILD="$2"
 QUILLON="$BUILD/bin/quillon"
@@ -44,14 +45,15 @@ WEB="libQt6WebEngineCore libQt6WebEngineWidgets libQt6Qml libQt6Quick libquillon
 FFMPEG="libavformat libavcodec libswscale"
 DEVICES="libQt6Multimedia libquillon-multimedia libpulse libQt6Sensors libquillon-sensors"
 SOUND="libsndfile"
+TLS="libqopensslbackend libqcertonlybackend"
 ffmpeg -loglevel error -f lavfi -i "testsrc=size=64x48:rate=10" -frames:v 10 -c:v mpeg4 "$WORK/clip.mp4" \
     || fail "ffmpeg could not make the test video"
 ffmpeg -loglevel error -f lavfi -i "sine=frequency=440:duration=2" "$WORK/tone.wav" \
     || fail "ffmpeg could not make the test sound"
 
 check_maps help "$WEB $FFMPEG $DEVICES $SOUND" "" post --help
-check_maps dry-run "$WEB $FFMPEG $DEVICES $SOUND" "" post --dry-run --text "Hello from the command line"
-check_maps dry-run-json "$WEB $FFMPEG $DEVICES $SOUND" "" post --dry-run --json --text "Hello again"
+check_maps dry-run "$WEB $FFMPEG $DEVICES $SOUND $TLS" "" post --dry-run --text "Hello from the command line"
+check_maps dry-run-json "$WEB $FFMPEG $DEVICES $SOUND $TLS" "" post --dry-run --json --text "Hello again"
 check_maps dry-run-video "$WEB $DEVICES $SOUND" "libavformat" post --dry-run --text "A clip" --attach "$WORK/clip.mp4"
 grep -q "video/mp4" "$WORK/out" || fail "dry-run-video: the clip was not taken for a video: $(cat "$WORK/out")"
 # A recording fed from a file reads and writes sound, and touches no device.
