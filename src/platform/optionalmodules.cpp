@@ -66,6 +66,14 @@ void *TULOOptionalModules::handle(Module module)
         static void *const webSignIn = open(WebSignIn);
         return webSignIn;
     }
+    case Multimedia: {
+        static void *const multimedia = open(Multimedia);
+        return multimedia;
+    }
+    case Sensors: {
+        static void *const sensors = open(Sensors);
+        return sensors;
+    }
     }
     return nullptr;
 }
@@ -81,6 +89,10 @@ QString TULOOptionalModules::fileName(Module module)
         return QStringLiteral("libquillon-voicememos.so");
     case WebSignIn:
         return QStringLiteral("libquillon-websignin.so");
+    case Multimedia:
+        return QStringLiteral("libquillon-multimedia.so");
+    case Sensors:
+        return QStringLiteral("libquillon-sensors.so");
     }
     return QString();
 }

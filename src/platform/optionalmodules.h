@@ -8,16 +8,17 @@
 struct QMetaObject;
 
 // The optional modules: shared libraries that carry features a system may lack (photo
-// library, camera capture, voice memos) or that few jobs need (the web sign-in). Each is
-// opened once, with lazy binding; a module whose file is missing or does not load yields a
-// null handle, so its feature is absent instead of failing.
+// library, camera capture, voice memos) or that few jobs need (the web sign-in, the Qt
+// Multimedia and Qt Sensors backends). Each is opened once, with lazy binding; a module whose
+// file is missing or does not load yields a null handle, so its feature is absent instead of
+// failing.
 //
 // A platform module exports, with C linkage, `const QMetaObject *TULOModuleClassNamed(const
 // char *)` answering its QObject classes by name; the web sign-in exports its own factory.
 class QUILLON_EXPORT TULOOptionalModules
 {
 public:
-    enum Module { PhotoLibrary, CameraCapture, VoiceMemos, WebSignIn };
+    enum Module { PhotoLibrary, CameraCapture, VoiceMemos, WebSignIn, Multimedia, Sensors };
 
     // Opened on first use, thread-safely; the same handle afterwards.
     static void *handle(Module module);

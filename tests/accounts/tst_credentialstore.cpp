@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLockFile>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -275,6 +276,22 @@ private Q_SLOTS:
         QCOMPARE(store.findItem(QStringLiteral("a"), QStringLiteral("twitter")),
             std::optional<QByteArray>("fresh"));
         QCOMPARE(store.setAsidePaths().size(), 1);
+    }
+
+    void readsDoNotWaitForAWriter()
+    {
+        // Another program changing the file holds the lock; a reader still gets what is stored
+        // instead of waiting for it (a command would hang) or failing.
+        const QString folder = m_folder.filePath(uniqueAccount(QStringLiteral("locked")));
+        TULOCredentialStoreFile store(folder);
+        QVERIFY(store.addItem(QStringLiteral("ann"), QStringLiteral("twitter"), "token"));
+        QLockFile writer(QDir(folder).filePath(QStringLiteral("credentials.lock")));
+        QVERIFY(writer.tryLock(0));
+        TULOError error;
+        QCOMPARE(store.findItem(QStringLiteral("ann"), QStringLiteral("twitter"), &error),
+            std::optional<QByteArray>("token"));
+        QVERIFY(!store.findItem(QStringLiteral("bob"), QStringLiteral("twitter"), &error));
+        QVERIFY(isCode(error, TULOCredentialStoreErrorItemNotFound));
     }
 
     void twoStoresOnOneFolderSeeEachOther()

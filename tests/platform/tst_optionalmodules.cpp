@@ -1,4 +1,9 @@
 #include <Quillon/core/quillon.h>
+#include <Quillon/platform/audio/captureavailability.h>
+#include <Quillon/platform/audio/mediaplayer.h>
+#include <Quillon/platform/audio/proximitysensor.h>
+#include <Quillon/platform/audio/voicecapture.h>
+#include <Quillon/platform/multimediamodule_p.h>
 #include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/optionalmodules.h>
 
@@ -49,6 +54,23 @@ int probe()
     return 0;
 }
 
+// Child mode: what the Qt Multimedia and Qt Sensors backends give with the modules found.
+int probeBackends()
+{
+    TULOError error;
+    const bool microphone = TULOVoiceCapture::createMicrophone("no-such-input", {}, &error) != nullptr;
+    const std::unique_ptr<TULOMediaPlayer> player = TULOMediaPlayer::create(QUrl::fromLocalFile(QStringLiteral("/no/such.wav")));
+    void *sensors = TULOOptionalModules::handle(TULOOptionalModules::Sensors);
+    std::printf("multimedia=%d\n", TULOMultimediaModule::shared() ? 1 : 0);
+    std::printf("sensors=%d\n", TULOOptionalModules::symbolNamed("TULOCreateProximitySensor", sensors) ? 1 : 0);
+    std::printf("microphone=%d\n", microphone ? 1 : 0);
+    std::printf("microphoneError=%s\n", qPrintable(error.localizedDescription()));
+    std::printf("player=%d\n", player ? 1 : 0);
+    std::printf("audioInput=%d\n", TULOVoiceCaptureAvailability::shared()->hasAudioInput() ? 1 : 0);
+    std::printf("proximity=%d\n", TULOProximitySensor::device() ? 1 : 0);
+    return 0;
+}
+
 } // namespace
 
 class TestOptionalModules : public QObject
@@ -56,21 +78,39 @@ class TestOptionalModules : public QObject
     Q_OBJECT
 
 private:
+    // Fills `folder` with the built modules whose files are marked installed; the others are
+    // left out, or replaced by a file that is no shared object.
+    static bool installModules(const QString &folder, const QList<std::pair<QString, bool>> &files, bool replaceWithGarbage)
+    {
+        for (const auto &[fileName, installed] : files) {
+            const QString target = QDir(folder).filePath(fileName);
+            if (installed) {
+                if (!QFile::copy(QDir(builtModulesPath()).filePath(fileName), target))
+                    return false;
+            } else if (replaceWithGarbage) {
+                QFile file(target);
+                if (!file.open(QIODevice::WriteOnly) || file.write("not a shared object\n") < 0)
+                    return false;
+            }
+        }
+        return true;
+    }
+
     // Runs this test program in child mode with only the files of `folder` as modules.
-    static QMap<QString, QString> probeWith(const QString &folder)
+    static QMap<QString, QString> probeWith(const QString &folder, const QString &mode = QStringLiteral("--probe"))
     {
         QProcess child;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("QUILLON_MODULE_PATH"), folder);
         child.setProcessEnvironment(environment);
-        child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--probe")});
+        child.start(QCoreApplication::applicationFilePath(), {mode});
         if (!child.waitForFinished(60000) || child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0)
             return {};
         QMap<QString, QString> result;
         for (const QByteArray &line : child.readAllStandardOutput().split('\n')) {
-            const QList<QByteArray> parts = line.trimmed().split('=');
-            if (parts.size() == 2)
-                result.insert(QString::fromLatin1(parts[0]), QString::fromLatin1(parts[1]));
+            const qsizetype equals = line.indexOf('=');
+            if (equals > 0)
+                result.insert(QString::fromLatin1(line.left(equals)), QString::fromUtf8(line.mid(equals + 1).trimmed()));
         }
         return result;
     }
@@ -166,23 +206,68 @@ private Q_SLOTS:
         QFETCH(bool, replaceWithGarbage);
         QTemporaryDir folder;
         QVERIFY(folder.isValid());
-        for (const auto &other : moduleCases) {
-            const QString fileName = QStringLiteral("libquillon-%1.so").arg(QLatin1String(other.name));
-            const QString target = folder.filePath(fileName);
-            if (QLatin1String(other.name) != module) {
-                QVERIFY(QFile::copy(QDir(builtModulesPath()).filePath(fileName), target));
-            } else if (replaceWithGarbage) {
-                QFile file(target);
-                QVERIFY(file.open(QIODevice::WriteOnly));
-                file.write("not a shared object\n");
-            }
-        }
+        QList<std::pair<QString, bool>> files;
+        for (const auto &other : moduleCases)
+            files.append({QStringLiteral("libquillon-%1.so").arg(QLatin1String(other.name)), QLatin1String(other.name) != module});
+        QVERIFY(installModules(folder.path(), files, replaceWithGarbage));
         const QMap<QString, QString> result = probeWith(folder.path());
         QCOMPARE(result.size(), 3);
         for (const auto &other : moduleCases) {
             const bool present = QLatin1String(other.name) != module;
             QCOMPARE(result.value(QLatin1String(other.name)), present ? QStringLiteral("11") : QStringLiteral("00"));
         }
+    }
+
+    void multimediaBackendsComeFromTheirModule()
+    {
+        // Opened on first use, the same instance after; the module's answers are Qt Multimedia's.
+        // (Its player is not made here: Qt's GStreamer player needs a sound output to exist.)
+        TULOMultimediaModule *multimedia = TULOMultimediaModule::shared();
+        QVERIFY(multimedia);
+        QCOMPARE(TULOMultimediaModule::shared(), multimedia);
+        QCOMPARE(multimedia->hasAudioInput(), !QMediaDevices::audioInputs().isEmpty());
+        QCOMPARE(multimedia->hasAudioOutput(), !QMediaDevices::audioOutputs().isEmpty());
+        QVERIFY(TULOOptionalModules::symbolNamed(
+            "TULOCreateProximitySensor", TULOOptionalModules::handle(TULOOptionalModules::Sensors)));
+    }
+
+    void missingOrBrokenBackendModuleRemovesOnlyItsFeature_data()
+    {
+        QTest::addColumn<bool>("multimedia");
+        QTest::addColumn<bool>("sensors");
+        QTest::addColumn<bool>("replaceWithGarbage");
+        QTest::newRow("both installed") << true << true << false;
+        QTest::newRow("multimedia missing") << false << true << false;
+        QTest::newRow("multimedia corrupt") << false << true << true;
+        QTest::newRow("sensors missing") << true << false << false;
+        QTest::newRow("sensors corrupt") << true << false << true;
+    }
+    void missingOrBrokenBackendModuleRemovesOnlyItsFeature()
+    {
+        QFETCH(bool, multimedia);
+        QFETCH(bool, sensors);
+        QFETCH(bool, replaceWithGarbage);
+        QTemporaryDir folder;
+        QVERIFY(folder.isValid());
+        QVERIFY(installModules(folder.path(),
+            {{QStringLiteral("libquillon-multimedia.so"), multimedia}, {QStringLiteral("libquillon-sensors.so"), sensors}},
+            replaceWithGarbage));
+        const QMap<QString, QString> result = probeWith(folder.path(), QStringLiteral("--probe-backends"));
+        QCOMPARE(result.value(QStringLiteral("multimedia")), multimedia ? QStringLiteral("1") : QStringLiteral("0"));
+        QCOMPARE(result.value(QStringLiteral("sensors")), sensors ? QStringLiteral("1") : QStringLiteral("0"));
+        // No microphone goes by the name asked for, module or not: an error that says why.
+        QCOMPARE(result.value(QStringLiteral("microphone")), QStringLiteral("0"));
+        const bool notInstalled = result.value(QStringLiteral("microphoneError")).contains(QStringLiteral("not installed"));
+        QCOMPARE(notInstalled, !multimedia);
+        // Playback falls back to the clock-paced player; without the modules there is no
+        // microphone and no proximity sensor.
+        QCOMPARE(result.value(QStringLiteral("player")), QStringLiteral("1"));
+        if (!multimedia)
+            QCOMPARE(result.value(QStringLiteral("audioInput")), QStringLiteral("0"));
+        else
+            QCOMPARE(result.value(QStringLiteral("audioInput")) == QStringLiteral("1"), !QMediaDevices::audioInputs().isEmpty());
+        if (!sensors)
+            QCOMPARE(result.value(QStringLiteral("proximity")), QStringLiteral("0"));
     }
 };
 
@@ -191,6 +276,10 @@ int main(int argc, char *argv[])
     if (argc > 1 && qstrcmp(argv[1], "--probe") == 0) {
         QCoreApplication app(argc, argv);
         return probe();
+    }
+    if (argc > 1 && qstrcmp(argv[1], "--probe-backends") == 0) {
+        QCoreApplication app(argc, argv);
+        return probeBackends();
     }
     QCoreApplication app(argc, argv);
     TestOptionalModules test;

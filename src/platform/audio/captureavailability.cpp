@@ -2,11 +2,10 @@
 
 #include <Quillon/platform/audio/voicecapture.h>
 #include <Quillon/platform/dispatch.h>
+#include <Quillon/platform/multimediamodule_p.h>
 #include <Quillon/platform/optionalmodules.h>
 
-#include <QAudioDevice>
 #include <QCoreApplication>
-#include <QMediaDevices>
 #include <QMetaObject>
 #include <QMutex>
 #include <memory>
@@ -29,14 +28,18 @@ TULOVoiceCaptureAvailability *TULOVoiceCaptureAvailability::shared()
 }
 
 TULOVoiceCaptureAvailability::TULOVoiceCaptureAvailability()
-    : QObject(QCoreApplication::instance()), m_devices(new QMediaDevices(this))
+    : QObject(QCoreApplication::instance())
 {
-    connect(m_devices, &QMediaDevices::audioInputsChanged, this, &TULOVoiceCaptureAvailability::availabilityChanged);
+    if (TULOMultimediaModule *multimedia = TULOMultimediaModule::shared()) {
+        m_devices = multimedia->watchAudioInputs(this);
+        connect(m_devices, SIGNAL(audioInputsChanged()), this, SIGNAL(availabilityChanged()));
+    }
 }
 
 bool TULOVoiceCaptureAvailability::hasAudioInput() const
 {
-    return !QMediaDevices::audioInputs().isEmpty();
+    TULOMultimediaModule *multimedia = TULOMultimediaModule::shared();
+    return multimedia && multimedia->hasAudioInput();
 }
 
 bool TULOVoiceCaptureAvailability::isAvailable() const

@@ -5,11 +5,10 @@
 #include <QObject>
 #include <QPointer>
 
-class QMediaDevices;
-
-// Whether a voice capture can start now, following microphones as they come and go
-// (QMediaDevices) and the configured capture (an installed factory or a capture source
-// file, which stand in for a microphone). Main thread only.
+// Whether a voice capture can start now, following microphones as they come and go (through
+// the multimedia module; without it there is no microphone) and the configured capture (an
+// installed factory or a capture source file, which stand in for a microphone). Main thread
+// only.
 class QUILLON_EXPORT TULOVoiceCaptureAvailability : public QObject
 {
     Q_OBJECT
@@ -30,7 +29,7 @@ Q_SIGNALS:
 private:
     TULOVoiceCaptureAvailability();
 
-    QMediaDevices *m_devices = nullptr;
+    QObject *m_devices = nullptr; // the module's watch of the audio inputs
 };
 
 // The device capabilities the attachment sources depend on, by their platform names:

@@ -18,8 +18,9 @@ class QUILLON_EXPORT TULOMediaPlayer : public QObject
 public:
     enum ItemStatus : qint64 { ItemStatusUnknown = 0, ItemStatusReadyToPlay = 1, ItemStatusFailed = 2 };
 
-    // A player over Qt Multimedia for the asset at `url`; where no audio output exists (or
-    // QUILLON_AUDIO_OUTPUT=none), one that decodes with libsndfile and plays into nothing.
+    // A player over Qt Multimedia (the multimedia module) for the asset at `url`; where no
+    // audio output or no module exists (or QUILLON_AUDIO_OUTPUT=none), one that decodes with
+    // libsndfile and plays into nothing.
     static std::unique_ptr<TULOMediaPlayer> create(const QUrl &url);
 
     ~TULOMediaPlayer() override;

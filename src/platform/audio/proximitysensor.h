@@ -11,8 +11,9 @@ class QUILLON_EXPORT TULOProximitySensor : public QObject
     Q_OBJECT
 
 public:
-    // The device's sensor through Qt Sensors, or nullptr where no backend offers one (the
-    // feature is then absent). QUILLON_PROXIMITY=simulated picks the simulator instead.
+    // The device's sensor through Qt Sensors (the optional module libquillon-sensors.so), or
+    // nullptr where the module or a backend is missing (the feature is then absent).
+    // QUILLON_PROXIMITY=simulated picks the simulator instead.
     static TULOProximitySensor *device();
     // Replaces the device (a simulator, for machines without the sensor); nullptr restores
     // the detected one. The caller keeps ownership.

@@ -1,8 +1,8 @@
 #include <Quillon/platform/audio/voicecapture.h>
 
 #include <Quillon/platform/audio/captureavailability.h>
-#include <Quillon/platform/audio/voicecapture_qaudiosource_p.h>
 #include <Quillon/platform/audio/voicecapture_sndfile_p.h>
+#include <Quillon/platform/multimediamodule_p.h>
 
 #include <QCoreApplication>
 
@@ -74,7 +74,13 @@ std::unique_ptr<TULOVoiceCapture> TULOVoiceCapture::createFileFed(const QString 
 std::unique_ptr<TULOVoiceCapture> TULOVoiceCapture::createMicrophone(const QByteArray &deviceId, const TULOVoiceCaptureContext &context,
                                                                     TULOError *error)
 {
-    auto capture = TULOVoiceCaptureQAudioSource::create(deviceId, context, error);
+    TULOMultimediaModule *multimedia = TULOMultimediaModule::shared();
+    if (!multimedia) {
+        TULOSetError(error, TULOError::withDescription(TULOOSStatusErrorDomain, TULOOSStatusErrorUnknown,
+                                                       QStringLiteral("This system cannot record: the multimedia module is not installed.")));
+        return nullptr;
+    }
+    auto capture = multimedia->makeMicrophoneCapture(deviceId, context, error);
     if (capture)
         setSharedSessionActivationContext(context);
     return capture;

@@ -76,8 +76,9 @@ bool TULOCredentialStoreFile::prepareFolder(TULOError *error) const
     return true;
 }
 
-std::optional<QList<TULOCredentialStoreFile::TULOItem>> TULOCredentialStoreFile::load(TULOError *error)
+std::optional<QList<TULOCredentialStoreFile::TULOItem>> TULOCredentialStoreFile::read(bool *damaged, TULOError *error) const
 {
+    *damaged = false;
     QList<TULOItem> items;
     QFile file(filePath());
     if (!file.exists())
@@ -116,6 +117,16 @@ std::optional<QList<TULOCredentialStoreFile::TULOItem>> TULOCredentialStoreFile:
         }
     }
     if (valid)
+        return items;
+    *damaged = true;
+    return std::nullopt;
+}
+
+std::optional<QList<TULOCredentialStoreFile::TULOItem>> TULOCredentialStoreFile::load(TULOError *error)
+{
+    bool damaged = false;
+    std::optional<QList<TULOItem>> items = read(&damaged, error);
+    if (items || !damaged)
         return items;
 
     // Kept for recovery by hand; the store carries on empty so the user can sign in again.
@@ -173,14 +184,21 @@ std::optional<QByteArray> TULOCredentialStoreFile::findItem(
     QMutexLocker locker(&m_mutex);
     if (!prepareFolder(error))
         return std::nullopt;
-    QLockFile lock(QDir(m_directory).filePath(TULOCredentialLockName));
-    if (!lock.tryLock(TULOLockTimeoutMilliseconds)) {
-        TULOSetError(error,
-            makeError(TULOCredentialStoreErrorUnavailable,
-                QStringLiteral("Another program holds the credential file.")));
-        return std::nullopt;
+    // Changes replace the file by a rename, so a read sees one whole version without the lock,
+    // whose file is written and flushed to disk each time it is taken. Only a damaged file,
+    // which is moved aside, needs it.
+    bool damaged = false;
+    std::optional<QList<TULOItem>> items = read(&damaged, error);
+    if (damaged) {
+        QLockFile lock(QDir(m_directory).filePath(TULOCredentialLockName));
+        if (!lock.tryLock(TULOLockTimeoutMilliseconds)) {
+            TULOSetError(error,
+                makeError(TULOCredentialStoreErrorUnavailable,
+                    QStringLiteral("Another program holds the credential file.")));
+            return std::nullopt;
+        }
+        items = load(error);
     }
-    const std::optional<QList<TULOItem>> items = load(error);
     if (!items)
         return std::nullopt;
     for (const TULOItem &item : *items) {

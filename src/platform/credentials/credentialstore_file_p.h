@@ -7,7 +7,8 @@
 #include <QStringList>
 
 // Items in one JSON file, 0600 in a 0700 folder, replaced atomically on each change. A lock
-// file serialises processes; a file that does not parse is moved aside, never deleted.
+// file serialises the processes that change it (readers need none); a file that does not
+// parse is moved aside, never deleted.
 class TULOCredentialStoreFile : public TULOCredentialStore
 {
 public:
@@ -41,6 +42,9 @@ private:
     bool change(TULOChange kind, const QString &account, const QString &service, const QByteArray &data,
         TULOError *error);
     bool prepareFolder(TULOError *error) const;
+    // The file's items; null with `damaged` set when it does not parse.
+    std::optional<QList<TULOItem>> read(bool *damaged, TULOError *error) const;
+    // The same, a damaged file moved aside (and an empty list): under the lock.
     std::optional<QList<TULOItem>> load(TULOError *error);
     bool save(const QList<TULOItem> &items, TULOError *error) const;
 

@@ -52,7 +52,10 @@ QNetworkRequest TULOStoreRequest::networkRequest(const TULOClientContext &contex
         request.setHeader(QNetworkRequest::ContentTypeHeader, m_contentType);
     for (const auto &header : m_headers)
         request.setRawHeader(header.first, header.second);
-    request.setSslConfiguration(TULONetworkAccess::sslConfiguration());
+    // Only for TLS: asking for a configuration loads the TLS backend and the system's
+    // authorities, which a command talking to a local store over plain HTTP does not need.
+    if (request.url().scheme() == QLatin1String("https"))
+        request.setSslConfiguration(TULONetworkAccess::sslConfiguration());
     // Redirects stay on the same scheme; the store never sends the client elsewhere.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     return request;

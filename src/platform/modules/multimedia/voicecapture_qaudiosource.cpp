@@ -1,4 +1,4 @@
-#include <Quillon/platform/audio/voicecapture_qaudiosource_p.h>
+#include "voicecapture_qaudiosource.h"
 
 #include <QAudioFormat>
 #include <QAudioSource>

@@ -1,22 +1,9 @@
-#include <Quillon/platform/audio/mediaplayer_qmediaplayer_p.h>
-#include <Quillon/platform/audio/mediaplayer_sndfile_p.h>
-#include <Quillon/platform/audio/voicecapture.h>
+#include "mediaplayer_qmediaplayer.h"
 
-#include <QAudioDevice>
-#include <QMediaDevices>
+#include <Quillon/platform/audio/voicecapture.h>
 
 #include <cmath>
 #include <limits>
-
-std::unique_ptr<TULOMediaPlayer> TULOMediaPlayer::create(const QUrl &url)
-{
-    // Without a speaker the item plays into nothing at the pace of the clock.
-    if (qEnvironmentVariable("QUILLON_AUDIO_OUTPUT") == QLatin1String("none") || QMediaDevices::audioOutputs().isEmpty())
-        return std::make_unique<TULOMediaPlayerSndfile>(url);
-    return std::make_unique<TULOMediaPlayerQMediaPlayer>(url);
-}
-
-TULOMediaPlayer::~TULOMediaPlayer() = default;
 
 TULOMediaPlayerQMediaPlayer::TULOMediaPlayerQMediaPlayer(const QUrl &url)
     : m_url(url)

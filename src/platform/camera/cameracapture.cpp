@@ -1,22 +1,11 @@
 #include <Quillon/platform/camera/cameracapture.h>
 
 #include <Quillon/platform/audio/captureavailability.h>
+#include <Quillon/platform/multimediamodule_p.h>
 
-#include <QAudioDevice>
-#include <QAudioInput>
-#include <QCamera>
-#include <QCameraDevice>
 #include <QCoreApplication>
-#include <QImageCapture>
 #include <QImageReader>
-#include <QMediaCaptureSession>
-#include <QMediaDevices>
-#include <QMediaRecorder>
 #include <QTimer>
-#include <QUrl>
-#include <QVideoFrame>
-#include <QVideoSink>
-
 
 namespace {
 
@@ -35,12 +24,7 @@ QString text(const char *source)
 } // namespace
 
 struct TULOCameraCapture::Backend {
-    QMediaCaptureSession session;
-    std::unique_ptr<QCamera> camera;
-    std::unique_ptr<QAudioInput> audioInput;
-    QImageCapture imageCapture;
-    QMediaRecorder recorder;
-    QVideoSink sink;
+    std::unique_ptr<TULOCameraDevice> device;
 };
 
 TULOCameraCapture::TULOCameraCapture(QObject *parent)
@@ -72,47 +56,23 @@ bool TULOCameraCapture::start(TULOError *error)
         QTimer::singleShot(0, this, [this, frame] { Q_EMIT previewFrameChanged(frame); });
         return true;
     }
-    const QCameraDevice device = QMediaDevices::defaultVideoInput();
-    if (device.isNull()) {
+    TULOMultimediaModule *multimedia = TULOMultimediaModule::shared();
+    if (!multimedia) {
         TULOSetError(error, makeError(TULOCameraCaptureErrorNoCamera, text("No camera is connected.")));
         return false;
     }
+    std::unique_ptr<TULOCameraDevice> device = multimedia->startCamera(this, error);
+    if (!device)
+        return false;
     m_backend = std::make_unique<Backend>();
-    m_backend->camera = std::make_unique<QCamera>(device);
-    m_backend->session.setCamera(m_backend->camera.get());
-    m_backend->session.setImageCapture(&m_backend->imageCapture);
-    m_backend->session.setRecorder(&m_backend->recorder);
-    m_backend->session.setVideoSink(&m_backend->sink);
-    if (!QMediaDevices::audioInputs().isEmpty()) {
-        m_backend->audioInput = std::make_unique<QAudioInput>();
-        m_backend->session.setAudioInput(m_backend->audioInput.get());
-    }
-    connect(&m_backend->sink, &QVideoSink::videoFrameChanged, this,
-        [this](const QVideoFrame &frame) { Q_EMIT previewFrameChanged(frame.toImage()); });
-    connect(&m_backend->imageCapture, &QImageCapture::imageCaptured, this,
-        [this](int, const QImage &image) { Q_EMIT photoCaptured(image); });
-    connect(&m_backend->imageCapture, &QImageCapture::errorOccurred, this,
-        [this](int, QImageCapture::Error, const QString &message) {
-            Q_EMIT captureFailed(makeError(TULOCameraCaptureErrorCaptureFailed, message));
-        });
-    connect(&m_backend->recorder, &QMediaRecorder::recorderStateChanged, this, [this](QMediaRecorder::RecorderState state) {
-        if (state == QMediaRecorder::StoppedState && m_backend->recorder.error() == QMediaRecorder::NoError)
-            Q_EMIT videoRecorded(m_backend->recorder.actualLocation().toLocalFile());
-    });
-    connect(&m_backend->recorder, &QMediaRecorder::errorOccurred, this,
-        [this](QMediaRecorder::Error, const QString &message) {
-            Q_EMIT captureFailed(makeError(TULOCameraCaptureErrorCaptureFailed, message));
-        });
-    m_backend->camera->start();
+    m_backend->device = std::move(device);
     m_active = true;
     return true;
 }
 
 void TULOCameraCapture::stop()
 {
-    if (m_backend && m_backend->camera)
-        m_backend->camera->stop();
-    m_backend.reset();
+    m_backend.reset(); // stops the camera
     m_active = false;
 }
 
@@ -134,7 +94,7 @@ void TULOCameraCapture::takePhoto()
         });
         return;
     }
-    m_backend->imageCapture.capture();
+    m_backend->device->takePhoto();
 }
 
 void TULOCameraCapture::startRecording(const QString &filePath)
@@ -143,17 +103,16 @@ void TULOCameraCapture::startRecording(const QString &filePath)
         Q_EMIT captureFailed(makeError(TULOCameraCaptureErrorNoCamera, text("This camera cannot record video.")));
         return;
     }
-    m_backend->recorder.setOutputLocation(QUrl::fromLocalFile(filePath));
-    m_backend->recorder.record();
+    m_backend->device->startRecording(filePath);
 }
 
 void TULOCameraCapture::stopRecording()
 {
     if (m_backend)
-        m_backend->recorder.stop();
+        m_backend->device->stopRecording();
 }
 
 bool TULOCameraCapture::isRecording() const
 {
-    return m_backend && m_backend->recorder.recorderState() == QMediaRecorder::RecordingState;
+    return m_backend && m_backend->device->isRecording();
 }

@@ -1,6 +1,8 @@
+// The device's proximity sensor through Qt Sensors, opened when the sensor is first asked for
+// (multimediamodule_p.h).
+
 #include <Quillon/platform/audio/proximitysensor.h>
 
-#include <QPointer>
 #include <QProximitySensor>
 
 #include <memory>
@@ -52,40 +54,10 @@ private:
     bool m_near = false;
 };
 
-QPointer<TULOProximitySensor> &installed()
-{
-    static QPointer<TULOProximitySensor> sensor;
-    return sensor;
-}
-
-TULOProximitySensor *detected()
-{
-    // Looked for once; an absent sensor stays absent for the life of the process.
-    static bool searched = false;
-    static std::unique_ptr<TULOProximitySensor> sensor;
-    if (!searched) {
-        searched = true;
-        if (qEnvironmentVariable("QUILLON_PROXIMITY") == QLatin1String("simulated")) {
-            sensor = std::make_unique<TULOSimulatedProximitySensor>();
-        } else {
-            auto real = std::make_unique<QtSensorsProximitySensor>();
-            if (real->connect_())
-                sensor = std::move(real);
-        }
-    }
-    return sensor.get();
-}
-
 } // namespace
 
-TULOProximitySensor *TULOProximitySensor::device()
+extern "C" Q_DECL_EXPORT TULOProximitySensor *TULOCreateProximitySensor()
 {
-    if (installed())
-        return installed();
-    return detected();
-}
-
-void TULOProximitySensor::setDevice(TULOProximitySensor *sensor)
-{
-    installed() = sensor;
+    auto sensor = std::make_unique<QtSensorsProximitySensor>();
+    return sensor->connect_() ? sensor.release() : nullptr;
 }
