@@ -410,10 +410,19 @@ void TULOPhotoAssetItemDelegate::paint(QPainter *painter, const QStyleOptionView
     }
     if (thumbnail.isNull() && (index.data(TULOPhotoAssetModel::FailedRole).toBool() || video)) {
         // A broken photo (or a video nobody has made a picture of) shows its kind, not a hole.
-        const QStyle *style = option.widget ? option.widget->style() : QApplication::style();
-        const QIcon icon = style->standardIcon(video ? QStyle::SP_MediaPlay : QStyle::SP_MessageBoxWarning);
         const int side = cell.width() / 3;
-        icon.paint(painter, QRect(cell.center().x() - side / 2, cell.center().y() - side / 2, side, side));
+        const QRect symbol(cell.center().x() - side / 2, cell.center().y() - side / 2, side, side);
+        if (video) {
+            // Drawn in the text colour: the style's play icon is black, lost on a dark placeholder.
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(palette.color(QPalette::PlaceholderText));
+            const QPointF triangle[3] = {{symbol.left() + side * 0.25, qreal(symbol.top())},
+                {symbol.left() + side * 0.25, qreal(symbol.bottom())}, {symbol.right() - side * 0.1, symbol.center().y() + 0.5}};
+            painter->drawPolygon(triangle, 3);
+        } else {
+            const QStyle *style = option.widget ? option.widget->style() : QApplication::style();
+            style->standardIcon(QStyle::SP_MessageBoxWarning).paint(painter, symbol);
+        }
     }
     if (video) {
         // A film badge in the corner, with the length when it is known.
