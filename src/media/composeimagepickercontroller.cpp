@@ -397,6 +397,7 @@ QWidget *TULOComposeImagePickerController::makeLibraryView()
     m_listView->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     m_listView->setSpacing(0);
     m_listView->setModel(m_albumFilter);
+    new TULOPhotoAssetPrefetcher(m_listView, m_model);
     grid->updateCellSize();
     connect(m_listView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
         &TULOComposeImagePickerController::selectionChanged);

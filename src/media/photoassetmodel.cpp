@@ -5,18 +5,26 @@
 
 #include <Quillon/platform/library/photolibrary.h>
 
+#include <QAbstractProxyModel>
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
+#include <QListView>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPointer>
+#include <QScrollBar>
 
 #include <algorithm>
 #include <cmath>
 
 namespace {
+
+// Thumbnails in memory: some 700 at the normal size, dozens of pages of a grid.
+constexpr int thumbnailMemoryKilobytes = 32 * 1024;
+// Cells ready to paint, for the cells on screen and those just scrolled past, at 2x too.
+constexpr int cellMemoryKilobytes = 16 * 1024;
 
 QString localized(const char *key)
 {
@@ -78,7 +86,7 @@ void TULOFollowPhotoLibraryChanges(TULOPhotoLibrary *library, QObject *receiver,
 }
 
 TULOPhotoAssetModel::TULOPhotoAssetModel(const TULOThumbnailCache &cache, QObject *parent)
-    : QAbstractListModel(parent), m_loader(cache)
+    : QAbstractListModel(parent), m_thumbnails(thumbnailMemoryKilobytes), m_loader(cache)
 {
     connect(&m_loader, &TULOThumbnailLoader::thumbnailReady, this, &TULOPhotoAssetModel::thumbnailReady);
 }
@@ -156,14 +164,12 @@ QVariant TULOPhotoAssetModel::data(const QModelIndex &index, int role) const
     case AssetRole:
         return QVariant::fromValue(asset);
     case ThumbnailRole: {
-        const auto found = m_thumbnails.constFind(path);
-        if (found != m_thumbnails.constEnd())
-            return *found;
-        if (!m_failed.contains(path) && !m_requested.contains(path)) {
+        const QImage thumbnail = currentThumbnail(asset);
+        if (thumbnail.isNull() && needsThumbnail(asset)) {
             m_requested.insert(path);
-            const_cast<TULOThumbnailLoader &>(m_loader).requestThumbnail(path, TULOThumbnailSizeNormal);
+            const_cast<TULOThumbnailLoader &>(m_loader).requestThumbnail(path, TULOThumbnailSizeNormal, asset.date());
         }
-        return QImage();
+        return thumbnail;
     }
     case FailedRole:
         return m_failed.contains(path);
@@ -186,28 +192,178 @@ TULOAttachmentPtr TULOPhotoAssetModel::attachmentForRow(int row) const
     if (asset.isNull())
         return nullptr;
     auto attachment = std::make_shared<TULOAttachment>(asset.assetURL(), asset.defaultRepresentation().UTI());
-    attachment->setThumbnailImage(m_thumbnails.value(asset.filePath()));
+    QImage thumbnail = currentThumbnail(asset);
+    // One scrolled out of memory long ago is read back from the cache (a small file).
+    if (thumbnail.isNull() && !m_failed.contains(asset.filePath()))
+        thumbnail = m_loader.cache().cachedThumbnail(asset.filePath(), TULOThumbnailSizeNormal, asset.date());
+    attachment->setThumbnailImage(thumbnail);
     return attachment;
+}
+
+QImage TULOPhotoAssetModel::currentThumbnail(const TULOPhotoAsset &asset) const
+{
+    const Thumbnail *thumbnail = m_thumbnails.object(asset.filePath());
+    // A file changed since its picture was made gets a new one.
+    return thumbnail && thumbnail->modified == asset.date() ? thumbnail->image : QImage();
+}
+
+bool TULOPhotoAssetModel::needsThumbnail(const TULOPhotoAsset &asset) const
+{
+    const QString &path = asset.filePath();
+    return !m_failed.contains(path) && !m_requested.contains(path);
+}
+
+void TULOPhotoAssetModel::prefetchRows(const QList<int> &rows)
+{
+    for (const int row : rows) {
+        const TULOPhotoAsset asset = assetAt(row);
+        if (asset.isNull() || !needsThumbnail(asset) || !currentThumbnail(asset).isNull())
+            continue;
+        m_requested.insert(asset.filePath());
+        m_loader.prefetchThumbnail(asset.filePath(), TULOThumbnailSizeNormal, asset.date());
+    }
+}
+
+void TULOPhotoAssetModel::cancelRequestsExcept(const QList<int> &wantedRows)
+{
+    QSet<QString> wanted;
+    for (const int row : wantedRows) {
+        if (row >= 0 && row < m_assets.size())
+            wanted.insert(m_assets.at(row).filePath());
+    }
+    const QStringList cancelled = m_loader.cancelThumbnails([&wanted](const QString &path) { return wanted.contains(path); });
+    for (const QString &path : cancelled)
+        m_requested.remove(path);
 }
 
 void TULOPhotoAssetModel::thumbnailReady(const QString &filePath, const QImage &image, const TULOError &error)
 {
     Q_UNUSED(error) // the cell shows a placeholder; the file name is in its tool tip
+    ++m_deliveredCount;
+    m_requested.remove(filePath);
     const auto row = m_rowsByPath.constFind(filePath);
-    if (image.isNull())
-        m_failed.insert(filePath);
-    else
-        m_thumbnails.insert(filePath, image);
     if (row == m_rowsByPath.constEnd())
         return;
+    if (image.isNull()) {
+        m_failed.insert(filePath);
+    } else {
+        const int cost = std::max(1, int(image.sizeInBytes() / 1024));
+        m_thumbnails.insert(filePath, new Thumbnail{image, m_assets.at(*row).date()}, cost);
+    }
     const QModelIndex changed = index(*row);
     Q_EMIT dataChanged(changed, changed, {ThumbnailRole, FailedRole});
     Q_EMIT thumbnailArrived(*row);
 }
 
-TULOPhotoAssetItemDelegate::TULOPhotoAssetItemDelegate(int cellSize, QObject *parent)
-    : QStyledItemDelegate(parent), m_cellSize(cellSize)
+TULOPhotoAssetPrefetcher::TULOPhotoAssetPrefetcher(QListView *view, TULOPhotoAssetModel *model)
+    : QObject(view), m_view(view), m_model(model)
 {
+    for (QScrollBar *bar : {view->verticalScrollBar(), view->horizontalScrollBar()})
+        connect(bar, &QScrollBar::valueChanged, this, &TULOPhotoAssetPrefetcher::scrolled);
+}
+
+int TULOPhotoAssetPrefetcher::sourceRow(int viewRow) const
+{
+    const auto *proxy = qobject_cast<const QAbstractProxyModel *>(m_view->model());
+    return proxy ? proxy->mapToSource(proxy->index(viewRow, 0)).row() : viewRow;
+}
+
+namespace {
+
+// The first visible row of a list view and how many rows a screenful holds (a few more when
+// cells are cut at the edges).
+std::pair<int, int> visibleRange(const QListView *view)
+{
+    const QModelIndex first = view->indexAt(QPoint(1, 1));
+    const QRect cell = first.isValid() ? view->visualRect(first) : QRect();
+    if (cell.isEmpty())
+        return {-1, 0};
+    const QSize area = view->viewport()->size();
+    const int across = std::max(1, area.width() / cell.width()), down = std::max(1, area.height() / cell.height());
+    if (!view->isWrapping())
+        return {first.row(), (view->flow() == QListView::LeftToRight ? across : down) + 2};
+    return {first.row(), view->flow() == QListView::LeftToRight ? across * (down + 2) : down * (across + 2)};
+}
+
+} // namespace
+
+QList<int> TULOPhotoAssetPrefetcher::visibleRows() const
+{
+    const auto [first, count] = visibleRange(m_view);
+    QList<int> rows;
+    const int end = first < 0 ? first : std::min(first + count, m_view->model()->rowCount());
+    for (int row = first; row < end; ++row)
+        rows << sourceRow(row);
+    return rows;
+}
+
+void TULOPhotoAssetPrefetcher::scrolled(int value)
+{
+    const bool backwards = value < m_lastValue;
+    m_lastValue = value;
+    const auto [first, count] = visibleRange(m_view);
+    if (first < 0)
+        return;
+    const int rowCount = m_view->model()->rowCount();
+    m_prefetched.clear();
+    // Nearest first: the workers take prefetched rows in the order given.
+    if (backwards) {
+        for (int row = first - 1; row >= std::max(0, first - count); --row)
+            m_prefetched << sourceRow(row);
+    } else {
+        for (int row = first + count; row < std::min(rowCount, first + 2 * count); ++row)
+            m_prefetched << sourceRow(row);
+    }
+    m_model->cancelRequestsExcept(visibleRows() + m_prefetched);
+    m_model->prefetchRows(m_prefetched);
+}
+
+namespace {
+
+// Qt's raster engine hands a blend of more than some 96 scanlines to its global thread pool in
+// parts and waits for them: with the processors busy (thumbnails being made, other programs) the
+// GUI thread then waits for a pool thread to be scheduled, for each cell. Bands of fewer rows are
+// blended on the GUI thread itself, which is quicker for a cell anyway.
+void drawInBands(QPainter *painter, const QPoint &topLeft, const QPixmap &pixmap)
+{
+    // In points, so that bands meet on whole points at any scale (up to 3x stays under the limit).
+    constexpr int bandPoints = 24;
+    const qreal ratio = pixmap.devicePixelRatio();
+    const QSizeF size = pixmap.deviceIndependentSize();
+    for (int top = 0; top < size.height(); top += bandPoints) {
+        const qreal points = std::min<qreal>(bandPoints, size.height() - top);
+        painter->drawPixmap(QRectF(topLeft.x(), topLeft.y() + top, size.width(), points), pixmap,
+            QRectF(0, top * ratio, pixmap.width(), points * ratio));
+    }
+}
+
+} // namespace
+
+TULOPhotoAssetItemDelegate::TULOPhotoAssetItemDelegate(int cellSize, QObject *parent)
+    : QStyledItemDelegate(parent), m_cellSize(cellSize), m_decorations(cellMemoryKilobytes)
+{
+}
+
+QPixmap TULOPhotoAssetItemDelegate::decoration(const QString &key, const QSize &size, qreal devicePixelRatio,
+    const std::function<void(QPainter *painter, const QRectF &rect)> &draw) const
+{
+    const QSize pixels = (QSizeF(size) * devicePixelRatio).toSize();
+    const QString sizedKey = key + QStringLiteral("/%1x%2@%3").arg(pixels.width()).arg(pixels.height()).arg(devicePixelRatio);
+    if (const QPixmap *cached = m_decorations.object(sizedKey))
+        return *cached;
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    {
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.scale(devicePixelRatio, devicePixelRatio);
+        draw(&painter, QRectF(QPointF(0, 0), QSizeF(size)));
+    }
+    QPixmap pixmap = QPixmap::fromImage(std::move(image));
+    pixmap.setDevicePixelRatio(devicePixelRatio);
+    m_decorations.insert(sizedKey, new QPixmap(pixmap), std::max(1, int(pixels.width() * qint64(pixels.height()) * 4 / 1024)));
+    return pixmap;
 }
 
 QSize TULOPhotoAssetItemDelegate::sizeHint(const QStyleOptionViewItem &, const QModelIndex &) const
@@ -221,28 +377,52 @@ void TULOPhotoAssetItemDelegate::paint(QPainter *painter, const QStyleOptionView
     const QPalette &palette = option.palette;
     const QRect cell = option.rect.adjusted(2, 2, -2, -2);
     const bool selected = option.state & QStyle::State_Selected;
+    const qreal ratio = option.widget ? option.widget->devicePixelRatioF() : painter->device()->devicePixelRatioF();
+    const auto colorKey = [&palette](QPalette::ColorRole role) { return QString::number(palette.color(role).rgba(), 16); };
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
-    painter->setRenderHint(QPainter::SmoothPixmapTransform);
-    QPainterPath clip;
-    clip.addRoundedRect(cell, 4, 4);
-    painter->setClipPath(clip);
-    painter->fillRect(cell, palette.color(QPalette::AlternateBase));
 
     const QImage thumbnail = index.data(TULOPhotoAssetModel::ThumbnailRole).value<QImage>();
     const bool video = index.data(TULOPhotoAssetModel::IsVideoRole).toBool();
     if (!thumbnail.isNull()) {
-        // Centre-cropped to the square cell.
-        const QSizeF size = thumbnail.size().scaled(cell.size(), Qt::KeepAspectRatioByExpanding);
-        const QRectF target(cell.center().x() - size.width() / 2 + 0.5, cell.center().y() - size.height() / 2 + 0.5,
-            size.width(), size.height());
-        painter->drawImage(target, thumbnail);
-    } else if (index.data(TULOPhotoAssetModel::FailedRole).toBool() || video) {
+        drawInBands(painter, cell.topLeft(),
+            decoration(QStringLiteral("thumbnail:%1").arg(thumbnail.cacheKey()), cell.size(), ratio,
+                [&thumbnail](QPainter *cellPainter, const QRectF &rect) {
+                    QPainterPath clip;
+                    clip.addRoundedRect(rect, 4, 4);
+                    cellPainter->setClipPath(clip);
+                    // Centre-cropped to the square cell.
+                    const QSizeF size = QSizeF(thumbnail.size()).scaled(rect.size(), Qt::KeepAspectRatioByExpanding);
+                    cellPainter->drawImage(QRectF(rect.center().x() - size.width() / 2, rect.center().y() - size.height() / 2,
+                                               size.width(), size.height()),
+                        thumbnail);
+                }));
+    } else {
+        // The placeholder until the thumbnail arrives.
+        const QColor color = palette.color(QPalette::AlternateBase);
+        drawInBands(painter, cell.topLeft(),
+            decoration(QStringLiteral("placeholder:") + colorKey(QPalette::AlternateBase), cell.size(), ratio,
+                [color](QPainter *cellPainter, const QRectF &rect) {
+                    cellPainter->setPen(Qt::NoPen);
+                    cellPainter->setBrush(color);
+                    cellPainter->drawRoundedRect(rect, 4, 4);
+                }));
+    }
+    if (thumbnail.isNull() && (index.data(TULOPhotoAssetModel::FailedRole).toBool() || video)) {
         // A broken photo (or a video nobody has made a picture of) shows its kind, not a hole.
-        const QStyle *style = option.widget ? option.widget->style() : QApplication::style();
-        const QIcon icon = style->standardIcon(video ? QStyle::SP_MediaPlay : QStyle::SP_MessageBoxWarning);
         const int side = cell.width() / 3;
-        icon.paint(painter, QRect(cell.center().x() - side / 2, cell.center().y() - side / 2, side, side));
+        const QRect symbol(cell.center().x() - side / 2, cell.center().y() - side / 2, side, side);
+        if (video) {
+            // Drawn in the text colour: the style's play icon is black, lost on a dark placeholder.
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(palette.color(QPalette::PlaceholderText));
+            const QPointF triangle[3] = {{symbol.left() + side * 0.25, qreal(symbol.top())},
+                {symbol.left() + side * 0.25, qreal(symbol.bottom())}, {symbol.right() - side * 0.1, symbol.center().y() + 0.5}};
+            painter->drawPolygon(triangle, 3);
+        } else {
+            const QStyle *style = option.widget ? option.widget->style() : QApplication::style();
+            style->standardIcon(QStyle::SP_MessageBoxWarning).paint(painter, symbol);
+        }
     }
     if (video) {
         // A film badge in the corner, with the length when it is known.
@@ -269,31 +449,42 @@ void TULOPhotoAssetItemDelegate::paint(QPainter *painter, const QStyleOptionView
             painter->drawText(badge.adjusted(20, 0, -4, 0), Qt::AlignRight | Qt::AlignVCenter, duration);
         }
     }
-    painter->setClipping(false);
     const QColor highlight = palette.color(QPalette::Highlight);
     if (selected) {
-        painter->setPen(QPen(highlight, 3));
-        painter->setBrush(Qt::NoBrush);
-        painter->drawRoundedRect(QRectF(cell).adjusted(1.5, 1.5, -1.5, -1.5), 4, 4);
+        drawInBands(painter, cell.topLeft(),
+            decoration(QStringLiteral("selected:") + colorKey(QPalette::Highlight), cell.size(), ratio,
+                [highlight](QPainter *ringPainter, const QRectF &rect) {
+                    ringPainter->setPen(QPen(highlight, 3));
+                    ringPainter->drawRoundedRect(rect.adjusted(1.5, 1.5, -1.5, -1.5), 4, 4);
+                }));
     }
     // The check mark circle: filled when selected, an empty ring otherwise so it reads as a toggle.
-    const QRectF mark(cell.right() - 23, cell.top() + 5, 18, 18);
-    painter->setPen(QPen(Qt::white, 1.5));
-    painter->setBrush(selected ? highlight : QColor(0, 0, 0, 60));
-    painter->drawEllipse(mark);
-    if (selected) {
-        QPen tick(palette.color(QPalette::HighlightedText), 2);
-        tick.setCapStyle(Qt::RoundCap);
-        tick.setJoinStyle(Qt::RoundJoin);
-        painter->setPen(tick);
-        const QPointF points[3] = {{mark.left() + 4.5, mark.center().y()}, {mark.left() + 7.5, mark.bottom() - 5},
-            {mark.right() - 4, mark.top() + 5}};
-        painter->drawPolyline(points, 3);
-    }
+    const QColor tickColor = palette.color(QPalette::HighlightedText);
+    painter->drawPixmap(QPoint(cell.right() - 24, cell.top() + 4),
+        decoration(selected ? QStringLiteral("checked:") + colorKey(QPalette::Highlight) + colorKey(QPalette::HighlightedText)
+                            : QStringLiteral("unchecked"),
+            QSize(20, 20), ratio, [selected, highlight, tickColor](QPainter *markPainter, const QRectF &rect) {
+                const QRectF mark = rect.adjusted(1, 1, -1, -1);
+                markPainter->setPen(QPen(Qt::white, 1.5));
+                markPainter->setBrush(selected ? highlight : QColor(0, 0, 0, 60));
+                markPainter->drawEllipse(mark);
+                if (selected) {
+                    QPen tick(tickColor, 2);
+                    tick.setCapStyle(Qt::RoundCap);
+                    tick.setJoinStyle(Qt::RoundJoin);
+                    markPainter->setPen(tick);
+                    const QPointF points[3] = {{mark.left() + 4.5, mark.center().y()},
+                        {mark.left() + 7.5, mark.bottom() - 5}, {mark.right() - 4, mark.top() + 5}};
+                    markPainter->drawPolyline(points, 3);
+                }
+            }));
     if (option.state & QStyle::State_HasFocus) {
-        painter->setPen(QPen(highlight, 1, Qt::DashLine));
-        painter->setBrush(Qt::NoBrush);
-        painter->drawRoundedRect(QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5), 5, 5);
+        drawInBands(painter, option.rect.topLeft(),
+            decoration(QStringLiteral("focus:") + colorKey(QPalette::Highlight), option.rect.size(), ratio,
+                [highlight](QPainter *focusPainter, const QRectF &rect) {
+                    focusPainter->setPen(QPen(highlight, 1, Qt::DashLine));
+                    focusPainter->drawRoundedRect(rect.adjusted(0.5, 0.5, -0.5, -0.5), 5, 5);
+                }));
     }
     painter->restore();
 }

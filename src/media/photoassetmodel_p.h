@@ -5,20 +5,24 @@
 #include <Quillon/platform/library/photoasset.h>
 
 #include <QAbstractListModel>
+#include <QCache>
 #include <QHash>
 #include <QImage>
 #include <QList>
+#include <QPixmap>
 #include <QSet>
 #include <QStyledItemDelegate>
 
 #include <functional>
 #include <memory>
 
+class QListView;
 class TULOPhotoLibrary;
 
 // Photos and videos of the photo library for the shelf and the image picker. Thumbnails are
 // asked for when a view first paints a cell, so only what is on screen is decoded, and they
-// arrive from the thumbnail cache's workers.
+// arrive from the thumbnail cache's workers. The thumbnails kept in memory are bounded: a grid
+// scrolled through a library of any size holds the recent ones, and asks again for the others.
 class TULOPhotoAssetModel : public QAbstractListModel
 {
     Q_OBJECT
@@ -52,22 +56,67 @@ public:
     TULOAttachmentPtr attachmentForRow(int row) const;
 
     // Thumbnails delivered so far; for tests and benchmarks.
-    int thumbnailCount() const { return int(m_thumbnails.size() + m_failed.size()); }
+    int thumbnailCount() const { return m_deliveredCount; }
     TULOThumbnailLoader *loader() { return &m_loader; }
+
+    // Thumbnails kept in memory: at most `kilobytes` of pixels, the least recently shown go first.
+    void setThumbnailMemoryLimit(int kilobytes) { m_thumbnails.setMaxCost(kilobytes); }
+    int thumbnailMemoryLimit() const { return int(m_thumbnails.maxCost()); }
+    int thumbnailMemoryUsed() const { return int(m_thumbnails.totalCost()); }
+
+    // What a view is about to show: thumbnails of `rows` are made by workers that yield to those
+    // asked for by painting, and pending ones for rows outside `wantedRows` are dropped (asked
+    // again if shown).
+    void prefetchRows(const QList<int> &rows);
+    void cancelRequestsExcept(const QList<int> &wantedRows);
 
 Q_SIGNALS:
     void thumbnailArrived(int row);
 
 private:
+    struct Thumbnail {
+        QImage image;
+        QDateTime modified; // of the file the picture was made from
+    };
+
     void thumbnailReady(const QString &filePath, const QImage &image, const TULOError &error);
+    // The thumbnail in memory when it was made from the file as the asset knows it.
+    QImage currentThumbnail(const TULOPhotoAsset &asset) const;
+    // Neither failed nor asked for already.
+    bool needsThumbnail(const TULOPhotoAsset &asset) const;
 
     QList<TULOPhotoAsset> m_assets;
     QString m_libraryPath;
     QHash<QString, int> m_rowsByPath;
-    QHash<QString, QImage> m_thumbnails;
+    mutable QCache<QString, Thumbnail> m_thumbnails; // looking one up makes it the most recent
     QSet<QString> m_failed;
     mutable QSet<QString> m_requested;
+    int m_deliveredCount = 0;
     TULOThumbnailLoader m_loader;
+};
+
+// Keeps the thumbnails of a list view's model coming ahead of its scrolling: the page beyond
+// the visible one in the direction of the scroll is made next, and what was scrolled past and
+// not made yet is dropped. The view's model is the asset model or a proxy of it.
+class TULOPhotoAssetPrefetcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    TULOPhotoAssetPrefetcher(QListView *view, TULOPhotoAssetModel *model);
+
+    // Source rows of the visible cells, then of those to make next; for tests.
+    QList<int> visibleRows() const;
+    QList<int> prefetchedRows() const { return m_prefetched; }
+
+private:
+    void scrolled(int value);
+    int sourceRow(int viewRow) const;
+
+    QListView *m_view;
+    TULOPhotoAssetModel *m_model;
+    int m_lastValue = 0;
+    QList<int> m_prefetched;
 };
 
 // Paints a square, centre-cropped thumbnail with a check mark when selected, a badge for
@@ -86,7 +135,15 @@ public:
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
 private:
+    // A part of a cell (the thumbnail cropped with its rounded corners, the placeholder, the
+    // check mark, the selection and focus rings) drawn once per look and size: painting a cell
+    // while scrolling is then a copy of pixels, where anti-aliased shapes and a scaled picture
+    // drawn afresh would cost the GUI thread on every frame.
+    QPixmap decoration(const QString &key, const QSize &size, qreal devicePixelRatio,
+        const std::function<void(QPainter *painter, const QRectF &rect)> &draw) const;
+
     int m_cellSize;
+    mutable QCache<QString, QPixmap> m_decorations;
 };
 
 // The rows of a selection in the order they were checked: those still selected keep their

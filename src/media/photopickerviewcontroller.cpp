@@ -99,6 +99,7 @@ void TULOPhotoPickerViewController::loadView()
     m_listView->setFrameShape(QFrame::NoFrame);
     m_listView->setItemDelegate(new TULOPhotoAssetItemDelegate(cellSize, m_listView));
     m_listView->setModel(m_model);
+    new TULOPhotoAssetPrefetcher(m_listView, m_model);
     m_listView->setFixedHeight(cellSize + 4 + m_listView->style()->pixelMetric(QStyle::PM_ScrollBarExtent));
     m_listView->setVisible(m_model->rowCount() > 0);
     connect(m_listView->selectionModel(), &QItemSelectionModel::selectionChanged, this,

@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
+#include <QThreadPool>
 #include <QtEndian>
 
 namespace {
@@ -213,6 +214,101 @@ private Q_SLOTS:
         TULOError error;
         QVERIFY(!cache.storeThumbnail(photo, QImage(8, 8, QImage::Format_RGB32), TULOThumbnailSizeNormal, &error));
         QCOMPARE(error.code(), qint64(TULOThumbnailErrorWriteFailed));
+    }
+
+    // A library's index knows each file's modification time: the thumbnail is served on that
+    // alone, without looking at the file, and only while it names that time.
+    void knownModificationTimeServesWithoutTheFile_data()
+    {
+        QTest::addColumn<qint64>("knownShift");
+        QTest::addColumn<bool>("photoKept");
+        QTest::addColumn<bool>("served");
+        QTest::addRow("as-indexed") << qint64(0) << true << true;
+        QTest::addRow("photo-gone-since") << qint64(0) << false << true;
+        QTest::addRow("indexed-later-version") << qint64(60) << true << false;
+        QTest::addRow("indexed-earlier-version") << qint64(-60) << true << false;
+    }
+    void knownModificationTimeServesWithoutTheFile()
+    {
+        QFETCH(qint64, knownShift);
+        QFETCH(bool, photoKept);
+        QFETCH(bool, served);
+        const QString photo = m_dir.filePath(QStringLiteral("indexed-%1.png").arg(QString::fromLatin1(QTest::currentDataTag())));
+        QVERIFY(writePhoto(photo, QSize(400, 300)));
+        const TULOThumbnailCache cache;
+        QVERIFY(!cache.thumbnail(photo, TULOThumbnailSizeNormal).isNull());
+        const QDateTime modified = QFileInfo(photo).lastModified();
+        if (!photoKept)
+            QVERIFY(QFile::remove(photo));
+        const QImage image = cache.cachedThumbnail(photo, TULOThumbnailSizeNormal, modified.addSecs(knownShift));
+        QCOMPARE(!image.isNull(), served);
+        if (served)
+            QCOMPARE(image.size(), QSize(128, 96));
+        QVERIFY(cache.cachedThumbnail(photo, TULOThumbnailSizeNormal, QDateTime()).isNull());
+    }
+
+    // What a view scrolled past is dropped before it is made; everything else arrives, once.
+    void cancelledRequestsAreNeverDelivered()
+    {
+        QStringList photos;
+        for (int i = 0; i < 40; ++i) {
+            photos << m_dir.filePath(QStringLiteral("cancel-%1.png").arg(i));
+            QVERIFY(writePhoto(photos.last(), QSize(1200, 900)));
+        }
+        TULOThumbnailLoader loader(TULOThumbnailCache(m_dir.filePath(QStringLiteral("cancel-cache"))));
+        QStringList delivered;
+        connect(&loader, &TULOThumbnailLoader::thumbnailReady, this,
+            [&](const QString &path, const QImage &, const TULOError &) { delivered << path; });
+        for (int i = 0; i < photos.size(); ++i) {
+            if (i % 3 == 0)
+                loader.prefetchThumbnail(photos.at(i));
+            else
+                loader.requestThumbnail(photos.at(i));
+        }
+        const auto odd = [](const QString &path) { return QFileInfo(path).baseName().section(QLatin1Char('-'), 1).toInt() % 2; };
+        const QStringList cancelled = loader.cancelThumbnails([&](const QString &path) { return !odd(path); });
+        QVERIFY(!cancelled.isEmpty());
+        for (const QString &path : cancelled)
+            QVERIFY2(odd(path), qPrintable(path));
+        QTRY_COMPARE(delivered.size() + cancelled.size(), photos.size());
+        QTRY_COMPARE(loader.pendingCount(), 0);
+        QTest::qWait(50);
+        QStringList all = delivered + cancelled;
+        all.sort();
+        QStringList expected = photos;
+        expected.sort();
+        QCOMPARE(all, expected); // each once: delivered or cancelled, never both
+    }
+
+    // Qt's raster engine paints large areas with jobs on its global pool and waits for them: a
+    // loader busy with a long queue must leave that pool free, or painting stalls until it is done.
+    void busyLoaderLeavesQtsThreadPoolFree_data()
+    {
+        QTest::addColumn<bool>("ahead");
+        QTest::addRow("shown") << false;
+        QTest::addRow("ahead") << true;
+    }
+    void busyLoaderLeavesQtsThreadPoolFree()
+    {
+        QFETCH(bool, ahead);
+        QStringList photos;
+        for (int i = 0; i < 40; ++i) {
+            photos << m_dir.filePath(QStringLiteral("busy-%1-%2.png").arg(QString::fromLatin1(QTest::currentDataTag())).arg(i));
+            QVERIFY(writePhoto(photos.last(), QSize(1600, 1200)));
+        }
+        TULOThumbnailLoader loader(TULOThumbnailCache(m_dir.filePath(QStringLiteral("busy-cache"))));
+        QSignalSpy ready(&loader, &TULOThumbnailLoader::thumbnailReady);
+        for (const QString &photo : std::as_const(photos)) {
+            if (ahead)
+                loader.prefetchThumbnail(photo);
+            else
+                loader.requestThumbnail(photo);
+        }
+        QVERIFY(ready.wait(20000));
+        const int active = QThreadPool::globalInstance()->activeThreadCount();
+        QVERIFY2(loader.pendingCount() > 0, "the loader finished too soon to tell");
+        QCOMPARE(active, 0);
+        QTRY_COMPARE(ready.size(), int(photos.size()));
     }
 
     void loaderDeliversOnTheGuiThreadOncePerRequest()

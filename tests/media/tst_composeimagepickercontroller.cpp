@@ -13,7 +13,11 @@
 #include <QDir>
 #include <QItemSelectionModel>
 #include <QListView>
+#include <QPainter>
+#include <QScrollBar>
 #include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QStyleOptionViewItem>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -295,6 +299,149 @@ private Q_SLOTS:
             const QString duration = index.data(TULOPhotoAssetModel::DurationRole).toString();
             QCOMPARE(duration, isVideo ? QStringLiteral("0:03") : QString());
             QCOMPARE(index.data(Qt::AccessibleTextRole).toString().endsWith(QStringLiteral(", 0:03")), isVideo);
+        }
+    }
+
+    // A grid scrolled through a large library keeps only some thumbnails in memory; one let go
+    // is made again when its cell shows, and a chosen photo still carries its picture.
+    void thumbnailsInMemoryStayWithinTheirLimit()
+    {
+        const QList<TULOPhotoAsset> assets = m_library->recentAssets(-1);
+        QVERIFY(assets.size() >= 7);
+        const auto showAll = [&](TULOPhotoAssetModel &model) {
+            for (int row = 0; row < model.rowCount(); ++row)
+                model.data(model.index(row), TULOPhotoAssetModel::ThumbnailRole);
+        };
+        TULOPhotoAssetModel unbounded(*m_cache);
+        unbounded.setAssets(assets, m_libraryPath);
+        showAll(unbounded);
+        QTRY_COMPARE(unbounded.thumbnailCount(), unbounded.rowCount());
+        const int everything = unbounded.thumbnailMemoryUsed();
+        QVERIFY(everything > 0);
+
+        TULOPhotoAssetModel model(*m_cache);
+        model.setThumbnailMemoryLimit(everything / 2);
+        model.setAssets(assets, m_libraryPath);
+        showAll(model);
+        QTRY_COMPARE(model.thumbnailCount(), model.rowCount());
+        QVERIFY(model.thumbnailMemoryUsed() > 0);
+        QVERIFY(model.thumbnailMemoryUsed() <= everything / 2);
+        int letGo = -1;
+        for (int row = 0; row < model.rowCount() && letGo < 0; ++row) {
+            const QModelIndex index = model.index(row);
+            if (!index.data(TULOPhotoAssetModel::FailedRole).toBool()
+                && index.data(TULOPhotoAssetModel::ThumbnailRole).value<QImage>().isNull())
+                letGo = row;
+        }
+        QVERIFY2(letGo >= 0, "no thumbnail was let go");
+        QVERIFY(!model.attachmentForRow(letGo)->thumbnailImage().isNull());
+        const int delivered = model.thumbnailCount();
+        QTRY_VERIFY(!model.data(model.index(letGo), TULOPhotoAssetModel::ThumbnailRole).value<QImage>().isNull());
+        QCOMPARE(model.thumbnailCount(), delivered + 1);
+        QVERIFY(model.thumbnailMemoryUsed() <= everything / 2);
+    }
+
+    // A photo edited while the grid is open shows its new picture, never the old one.
+    void changedPhotoGetsANewThumbnail()
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("Edited"));
+        const QString photo = folder + QStringLiteral("/edit.jpg");
+        const QDateTime before = QDateTime::currentDateTime().addSecs(-120);
+        QVERIFY(TULOTestWritePhoto(photo, QSize(400, 300), 0, before)); // red
+        TULOPhotoLibrary library(folder, m_dir.filePath(QStringLiteral("edited.sqlitedb")));
+        TULOPhotoAssetModel model(*m_cache);
+        model.setAssets(library.recentAssets(-1), folder);
+        QCOMPARE(model.rowCount(), 1);
+        const auto hueShown = [&model] {
+            const QImage image = model.data(model.index(0), TULOPhotoAssetModel::ThumbnailRole).value<QImage>();
+            return image.isNull() ? -2 : image.pixelColor(2, 2).hsvHue();
+        };
+        QTRY_VERIFY(hueShown() >= 0);
+        QVERIFY(hueShown() < 20 || hueShown() > 340);
+
+        QVERIFY(TULOTestWritePhoto(photo, QSize(400, 300), 240, before.addSecs(60))); // blue
+        model.setAssets(library.recentAssets(-1), folder);
+        QCOMPARE(hueShown(), -2);
+        QTRY_VERIFY(hueShown() >= 0);
+        QVERIFY(std::abs(hueShown() - 240) < 20);
+    }
+
+    // Scrolling the grid makes the next screenful's thumbnails ahead, in the scroll's direction,
+    // before any cell of it is painted.
+    void scrollingPrefetchesAhead_data()
+    {
+        QTest::addColumn<bool>("down");
+        QTest::addRow("down") << true;
+        QTest::addRow("up") << false;
+    }
+    void scrollingPrefetchesAhead()
+    {
+        QFETCH(bool, down);
+        const QString folder = m_dir.filePath(QStringLiteral("Many"));
+        const QDateTime now = QDateTime::currentDateTime();
+        for (int i = 0; i < 120 && !QFileInfo::exists(folder + QStringLiteral("/119.jpg")); ++i)
+            QVERIFY(TULOTestWritePhoto(folder + QStringLiteral("/%1.jpg").arg(i), QSize(64, 48), i * 3, now.addSecs(-i)));
+        TULOPhotoLibrary library(folder, m_dir.filePath(QStringLiteral("many.sqlitedb")));
+        auto picker = loadedPicker(&library);
+        QWidget *view = picker->view();
+        view->resize(picker->preferredContentSize());
+        view->show();
+        QListView *grid = picker->collectionView();
+        QScrollBar *bar = grid->verticalScrollBar();
+        QTRY_VERIFY(bar->maximum() > 0);
+        TULOPhotoAssetModel *model = picker->model();
+        auto *prefetcher = grid->findChild<TULOPhotoAssetPrefetcher *>();
+        QVERIFY(prefetcher);
+        bar->setValue(bar->maximum() / 2);
+        if (!down)
+            bar->setValue(bar->value() - 1);
+        const QList<int> visible = prefetcher->visibleRows();
+        const QList<int> ahead = prefetcher->prefetchedRows();
+        QVERIFY(!visible.isEmpty());
+        QCOMPARE(ahead.size(), visible.size());
+        for (int i = 0; i < ahead.size(); ++i) {
+            // Nearest first, next to the screenful.
+            const int expected = down ? visible.last() + 1 + i : visible.first() - 1 - i;
+            QCOMPARE(ahead.at(i), expected);
+        }
+        QTRY_COMPARE(model->loader()->pendingCount(), 0);
+        for (const int row : ahead)
+            QVERIFY2(!model->data(model->index(row), TULOPhotoAssetModel::ThumbnailRole).value<QImage>().isNull(),
+                qPrintable(QStringLiteral("row %1").arg(row)));
+    }
+
+    // A cell is painted in bands; at any scale they meet without a seam of what lies beneath.
+    void cellsPaintWithoutSeams_data()
+    {
+        QTest::addColumn<qreal>("scale");
+        for (const qreal scale : {1.0, 1.25, 1.5, 2.0, 3.0})
+            QTest::addRow("%gx", scale) << scale;
+    }
+    void cellsPaintWithoutSeams()
+    {
+        QFETCH(qreal, scale);
+        constexpr int cellSize = 104;
+        QStandardItemModel model(1, 1);
+        QImage thumbnail(128, 96, QImage::Format_RGB32);
+        thumbnail.fill(QColor(20, 160, 60));
+        model.setData(model.index(0, 0), thumbnail, TULOPhotoAssetModel::ThumbnailRole);
+        TULOPhotoAssetItemDelegate delegate(cellSize);
+        QImage canvas((QSizeF(cellSize, cellSize) * scale).toSize(), QImage::Format_ARGB32_Premultiplied);
+        canvas.setDevicePixelRatio(scale);
+        canvas.fill(Qt::magenta);
+        QStyleOptionViewItem option;
+        option.rect = QRect(0, 0, cellSize, cellSize);
+        option.palette = QApplication::palette();
+        {
+            QPainter painter(&canvas);
+            delegate.paint(&painter, option, model.index(0, 0));
+        }
+        // Down the middle, clear of the rounded corners and the check mark.
+        const int x = canvas.width() / 2;
+        for (int y = int(std::ceil(6 * scale)); y < canvas.height() - int(std::ceil(6 * scale)); ++y) {
+            const QColor color = canvas.pixelColor(x, y);
+            QVERIFY2(std::abs(color.green() - 160) < 10 && color.red() < 40 && color.blue() < 80,
+                qPrintable(QStringLiteral("row %1: %2").arg(y).arg(color.name())));
         }
     }
 

@@ -1,6 +1,8 @@
 #include <Quillon/platform/image/thumbnailcache.h>
 
+#include <Quillon/platform/operationqueue.h>
 #include <Quillon/platform/privatefiles.h>
+#include <Quillon/platform/threadpriority_p.h>
 
 #include <QBuffer>
 #include <QCoreApplication>
@@ -13,11 +15,11 @@
 #include <QMimeDatabase>
 #include <QPointer>
 #include <QStandardPaths>
-#include <QThreadPool>
 #include <QUrl>
 #include <QWaitCondition>
 #include <QtEndian>
 
+#include <algorithm>
 #include <array>
 
 #include <cerrno>
@@ -53,6 +55,25 @@ QString mtimeString(const QFileInfo &info)
     return QString::number(info.lastModified().toSecsSinceEpoch());
 }
 
+// The threads thumbnails are made on, shared by every loader. Not Qt's global pool: the raster
+// paint engine splits large fills and scalings into jobs on that pool and waits for them, so
+// workers busy there with a queue of photos would stall the GUI thread's painting. Thumbnails
+// made ahead of a scroll have threads of their own that yield to the GUI thread; those of the
+// cells on screen, which the user waits for, do not.
+TULOOperationQueue *thumbnailQueue(bool ahead)
+{
+    // Never destroyed, like the main queue: a loader may still be finishing at exit.
+    const auto make = [](const QString &name) {
+        auto *queue = new TULOOperationQueue(name);
+        // Decoding is CPU-bound, and the GUI thread must keep a core.
+        queue->setMaxConcurrentOperationCount(2);
+        return queue;
+    };
+    static TULOOperationQueue *const shown = make(QStringLiteral("com.vantor.Quillon.thumbnails"));
+    static TULOOperationQueue *const prefetched = make(QStringLiteral("com.vantor.Quillon.thumbnails.ahead"));
+    return ahead ? prefetched : shown;
+}
+
 quint32 crc32(const QByteArray &bytes)
 {
     static const auto table = [] {
@@ -80,22 +101,19 @@ QByteArray bigEndian(quint32 value)
 
 // The text chunks of a PNG up to its image data. Plain tEXt, as the cache's writers use, and
 // the compressed and international forms that some write for long or non-Latin values.
-QHash<QByteArray, QByteArray> readTextChunks(const QString &path)
+QHash<QByteArray, QByteArray> readTextChunks(const QByteArray &png)
 {
     QHash<QByteArray, QByteArray> texts;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.read(8) != QByteArray("\x89PNG\r\n\x1a\n", 8))
+    if (!png.startsWith(QByteArray("\x89PNG\r\n\x1a\n", 8)))
         return texts;
-    for (;;) {
-        const QByteArray header = file.read(8);
-        if (header.size() < 8)
+    qsizetype offset = 8;
+    while (offset + 8 <= png.size()) {
+        const quint32 length = qFromBigEndian<quint32>(png.constData() + offset);
+        const QByteArray type = png.mid(offset + 4, 4);
+        if (type == "IDAT" || type == "IEND" || length > (1u << 20) || offset + 8 + qsizetype(length) > png.size())
             break;
-        const quint32 length = qFromBigEndian<quint32>(header.constData());
-        const QByteArray type = header.mid(4);
-        if (type == "IDAT" || type == "IEND" || length > (1u << 20))
-            break;
-        const QByteArray data = file.read(length);
-        file.skip(4);
+        const QByteArray data = png.mid(offset + 8, length);
+        offset += 12 + qsizetype(length);
         const qsizetype separator = data.indexOf('\0');
         if (separator <= 0)
             continue;
@@ -115,11 +133,21 @@ QHash<QByteArray, QByteArray> readTextChunks(const QString &path)
     return texts;
 }
 
-// A thumbnail file belongs to the file when it names the file's URI and current mtime.
-bool belongsTo(const QString &thumbnailPath, const QByteArray &uri, const QFileInfo &info)
+// A thumbnail file read once: the texts are checked and the picture decoded from the same bytes.
+QByteArray readSmallFile(const QString &path)
 {
-    const QHash<QByteArray, QByteArray> texts = readTextChunks(thumbnailPath);
-    return texts.value(keyURI) == uri && texts.value(keyMTime) == mtimeString(info).toLatin1();
+    QFile file(path);
+    // A thumbnail is a few kilobytes; anything huge is not one.
+    if (!file.open(QIODevice::ReadOnly) || file.size() > (16 << 20))
+        return QByteArray();
+    return file.readAll();
+}
+
+// A thumbnail file belongs to the file when it names the file's URI and current mtime.
+bool belongsTo(const QByteArray &png, const QByteArray &uri, const QDateTime &modified)
+{
+    const QHash<QByteArray, QByteArray> texts = readTextChunks(png);
+    return texts.value(keyURI) == uri && texts.value(keyMTime) == QByteArray::number(modified.toSecsSinceEpoch());
 }
 
 // A PNG with the texts as plain tEXt chunks right after its header, where readers look first.
@@ -197,16 +225,23 @@ QImage TULOThumbnailCache::cachedThumbnail(const QString &filePath, TULOThumbnai
     const QFileInfo info(filePath);
     if (!info.isFile())
         return QImage();
-    const QString path = thumbnailPath(filePath, size);
-    if (!belongsTo(path, URIForFile(filePath), info))
+    return cachedThumbnail(filePath, size, info.lastModified());
+}
+
+QImage TULOThumbnailCache::cachedThumbnail(const QString &filePath, TULOThumbnailSize size, const QDateTime &modified) const
+{
+    if (!modified.isValid())
         return QImage();
-    return QImageReader(path, "png").read();
+    const QByteArray png = readSmallFile(thumbnailPath(filePath, size));
+    if (png.isEmpty() || !belongsTo(png, URIForFile(filePath), modified))
+        return QImage();
+    return QImage::fromData(png, "png");
 }
 
 bool TULOThumbnailCache::hasFailed(const QString &filePath) const
 {
     const QFileInfo info(filePath);
-    return info.isFile() && belongsTo(failurePath(filePath), URIForFile(filePath), info);
+    return info.isFile() && belongsTo(readSmallFile(failurePath(filePath)), URIForFile(filePath), info.lastModified());
 }
 
 QImage TULOThumbnailCache::decodeThumbnail(const QString &filePath, TULOThumbnailSize size, TULOError *error)
@@ -279,7 +314,7 @@ struct TULOThumbnailLoader::Shared {
     QMutex mutex;
     QWaitCondition idle;
     QList<Request> pending;
-    int running = 0;
+    int running[2] = {0, 0}; // workers for the cells shown, and for those ahead
     bool stopped = false;
 };
 
@@ -294,18 +329,44 @@ TULOThumbnailLoader::~TULOThumbnailLoader()
     QMutexLocker lock(&m_shared->mutex);
     m_shared->stopped = true;
     m_shared->pending.clear();
-    while (m_shared->running > 0)
+    while (m_shared->running[0] + m_shared->running[1] > 0)
         m_shared->idle.wait(&m_shared->mutex);
 }
 
-void TULOThumbnailLoader::requestThumbnail(const QString &filePath, TULOThumbnailSize size)
+void TULOThumbnailLoader::requestThumbnail(const QString &filePath, TULOThumbnailSize size, const QDateTime &modified)
 {
     {
         QMutexLocker lock(&m_shared->mutex);
         m_shared->pending.removeIf([&](const Request &request) { return request.filePath == filePath; });
-        m_shared->pending.append(Request{filePath, size});
+        m_shared->pending.append(Request{filePath, size, modified, false});
     }
     startWorkers();
+}
+
+void TULOThumbnailLoader::prefetchThumbnail(const QString &filePath, TULOThumbnailSize size, const QDateTime &modified)
+{
+    {
+        QMutexLocker lock(&m_shared->mutex);
+        for (const Request &request : std::as_const(m_shared->pending)) {
+            if (request.filePath == filePath)
+                return;
+        }
+        m_shared->pending.prepend(Request{filePath, size, modified, true});
+    }
+    startWorkers();
+}
+
+QStringList TULOThumbnailLoader::cancelThumbnails(const std::function<bool(const QString &filePath)> &keep)
+{
+    QStringList cancelled;
+    QMutexLocker lock(&m_shared->mutex);
+    m_shared->pending.removeIf([&](const Request &request) {
+        if (keep(request.filePath))
+            return false;
+        cancelled << request.filePath;
+        return true;
+    });
+    return cancelled;
 }
 
 void TULOThumbnailLoader::cancelAll()
@@ -317,38 +378,53 @@ void TULOThumbnailLoader::cancelAll()
 int TULOThumbnailLoader::pendingCount() const
 {
     QMutexLocker lock(&m_shared->mutex);
-    return int(m_shared->pending.size()) + m_shared->running;
+    return int(m_shared->pending.size()) + m_shared->running[0] + m_shared->running[1];
 }
 
 void TULOThumbnailLoader::startWorkers()
 {
-    // Two workers: decoding is CPU-bound, and the GUI thread must keep a core.
     constexpr int maximumWorkers = 2;
     QMutexLocker lock(&m_shared->mutex);
-    while (m_shared->running < maximumWorkers && m_shared->running < m_shared->pending.size()) {
-        ++m_shared->running;
-        const std::shared_ptr<Shared> shared = m_shared;
-        const TULOThumbnailCache cache = m_cache;
-        const QPointer<TULOThumbnailLoader> loader(this);
-        QThreadPool::globalInstance()->start([shared, cache, loader] {
-            for (;;) {
-                Request request;
-                {
-                    QMutexLocker workerLock(&shared->mutex);
-                    if (shared->stopped || shared->pending.isEmpty()) {
-                        --shared->running;
-                        shared->idle.wakeAll();
-                        return;
-                    }
-                    request = shared->pending.takeLast();
-                }
-                TULOError error;
-                const QImage image = cache.thumbnail(request.filePath, request.size, &error);
-                QMetaObject::invokeMethod(QCoreApplication::instance(), [loader, request, image, error] {
-                    if (loader)
-                        Q_EMIT loader->thumbnailReady(request.filePath, image, error);
-                }, Qt::QueuedConnection);
-            }
-        });
+    for (const bool ahead : {false, true}) {
+        const auto waiting = std::count_if(m_shared->pending.cbegin(), m_shared->pending.cend(),
+            [ahead](const Request &request) { return request.ahead == ahead; });
+        int &running = m_shared->running[ahead];
+        for (; running < maximumWorkers && running < waiting; ++running)
+            startWorker(ahead);
     }
+}
+
+void TULOThumbnailLoader::startWorker(bool ahead)
+{
+    const std::shared_ptr<Shared> shared = m_shared;
+    const TULOThumbnailCache cache = m_cache;
+    const QPointer<TULOThumbnailLoader> loader(this);
+    thumbnailQueue(ahead)->addOperation([shared, cache, loader, ahead] {
+        if (ahead)
+            TULOYieldToForegroundWork();
+        for (;;) {
+            Request request;
+            {
+                QMutexLocker workerLock(&shared->mutex);
+                // The latest of its kind: what was scrolled to, or the row nearest to the screen.
+                const auto next = std::find_if(shared->pending.rbegin(), shared->pending.rend(),
+                    [ahead](const Request &pending) { return pending.ahead == ahead; });
+                if (shared->stopped || next == shared->pending.rend()) {
+                    --shared->running[ahead];
+                    shared->idle.wakeAll();
+                    return;
+                }
+                request = *next;
+                shared->pending.erase(std::next(next).base());
+            }
+            TULOError error;
+            QImage image = cache.cachedThumbnail(request.filePath, request.size, request.modified);
+            if (image.isNull())
+                image = cache.thumbnail(request.filePath, request.size, &error);
+            QMetaObject::invokeMethod(QCoreApplication::instance(), [loader, request, image, error] {
+                if (loader)
+                    Q_EMIT loader->thumbnailReady(request.filePath, image, error);
+            }, Qt::QueuedConnection);
+        }
+    });
 }

@@ -3,12 +3,14 @@
 #include <Quillon/platform/error.h>
 #include <Quillon/quillon_export.h>
 
+#include <QDateTime>
 #include <QImage>
 #include <QList>
 #include <QMutex>
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 // Errors of the thumbnail cache.
@@ -46,6 +48,9 @@ public:
 
     // The stored thumbnail when it belongs to the file as it is now; null otherwise.
     QImage cachedThumbnail(const QString &filePath, TULOThumbnailSize size) const;
+    // The same for the file as the caller knows it (a library's index): the file itself is not
+    // looked at, only the thumbnail, read once.
+    QImage cachedThumbnail(const QString &filePath, TULOThumbnailSize size, const QDateTime &modified) const;
     // True when an earlier attempt found the file, as it is now, impossible to thumbnail.
     bool hasFailed(const QString &filePath) const;
 
@@ -77,8 +82,17 @@ public:
     const TULOThumbnailCache &cache() const { return m_cache; }
 
     // Asks for a thumbnail; thumbnailReady follows once, unless cancelled first. A repeated
-    // request for a pending file only moves it to the front.
-    void requestThumbnail(const QString &filePath, TULOThumbnailSize size = TULOThumbnailSizeNormal);
+    // request for a pending file only moves it to the front. With the file's modification time
+    // as an index knows it, a current cached thumbnail is served without looking at the file.
+    void requestThumbnail(const QString &filePath, TULOThumbnailSize size = TULOThumbnailSizeNormal,
+        const QDateTime &modified = QDateTime());
+    // The same for what is about to be shown, nearest first as given: made beside the requests,
+    // by workers that yield to the GUI thread. A later request for the file makes it an
+    // ordinary one; a repeated prefetch changes nothing.
+    void prefetchThumbnail(const QString &filePath, TULOThumbnailSize size = TULOThumbnailSizeNormal,
+        const QDateTime &modified = QDateTime());
+    // Drops the pending requests whose file `keep` refuses, and returns those files.
+    QStringList cancelThumbnails(const std::function<bool(const QString &filePath)> &keep);
     void cancelAll();
     int pendingCount() const;
 
@@ -90,10 +104,13 @@ private:
     struct Request {
         QString filePath;
         TULOThumbnailSize size;
+        QDateTime modified;
+        bool ahead; // made ahead of a scroll, not shown yet
     };
     struct Shared;
 
     void startWorkers();
+    void startWorker(bool ahead);
 
     TULOThumbnailCache m_cache;
     std::shared_ptr<Shared> m_shared;

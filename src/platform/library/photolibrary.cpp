@@ -3,6 +3,7 @@
 #include <Quillon/platform/library/librarycache_p.h>
 #include <Quillon/platform/library/photolibraryindex_p.h>
 #include <Quillon/platform/operationqueue.h>
+#include <Quillon/platform/threadpriority_p.h>
 #include <Quillon/platform/typeidentifiers.h>
 #include <Quillon/platform/video/videoframesource.h>
 
@@ -14,7 +15,6 @@
 #include <QMimeDatabase>
 #include <QSet>
 #include <QStandardPaths>
-#include <QThreadStorage>
 #include <QTimer>
 #include <QUrlQuery>
 #include <QUuid>
@@ -22,8 +22,6 @@
 #include <algorithm>
 #include <optional>
 
-#include <sys/resource.h>
-#include <unistd.h>
 
 
 namespace {
@@ -204,19 +202,6 @@ TULOPhotoAsset assetForRow(const Row &row, const QUrl &assetURL)
     return asset;
 }
 
-// A walk of a large library runs beside what the user waits for (thumbnails, the GUI thread):
-// the worker thread doing it gets a smaller share of the processors than they do. Linux sets a
-// nice value per thread; the pool's threads are the library's own.
-void yieldToForegroundWork()
-{
-    // Qt's per-thread storage: see artworkcatalog.cpp on why not thread_local.
-    static QThreadStorage<bool> lowered;
-    if (!lowered.hasLocalData()) {
-        ::setpriority(PRIO_PROCESS, ::gettid(), 10);
-        lowered.setLocalData(true);
-    }
-}
-
 bool newerFirst(const Row &a, const Row &b)
 {
     return a.modified != b.modified ? a.modified > b.modified : a.path < b.path;
@@ -340,7 +325,8 @@ void TULOPhotoLibrary::loadRecentAssets(int limit, AssetsBlock block)
         const QList<TULOPhotoAsset> indexed = indexedRecentAssets(limit);
         if (!indexed.isEmpty())
             block(indexed, TULOError());
-        yieldToForegroundWork();
+        // The walk that checks the index against the folders is nobody's wait.
+        TULOYieldToForegroundWork();
         TULOError error;
         const QList<TULOPhotoAsset> current = recentAssets(limit, &error);
         if (indexed.isEmpty() || current != indexed || error)
@@ -390,7 +376,7 @@ void TULOPhotoLibrary::watchFolders()
 void TULOPhotoLibrary::watchedFolderChanged()
 {
     m_queue->addOperation([this] {
-        yieldToForegroundWork();
+        TULOYieldToForegroundWork();
         refresh();
     });
 }

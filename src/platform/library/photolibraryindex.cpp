@@ -58,9 +58,11 @@ QList<TULOPhotoLibraryIndex::Row> TULOPhotoLibraryIndex::newest(const QString &r
     QList<Row> rows;
     if (!m_database->isOpen() && !m_database->reopen(error))
         return rows;
-    // Paths under the root sort between "root/" and "root0" ('0' follows '/').
+    // Paths under the root sort between "root/" and "root0" ('0' follows '/'). The unary plus
+    // keeps SQLite from answering through the path index, which holds every row of the root and
+    // would sort them all for the newest few; walking the date index stops after `limit` rows.
     const bool ok = m_database->enumerateRowsForSQL(
-        QStringLiteral("SELECT %1 FROM photo_files WHERE path > ? AND path < ? ORDER BY modified DESC, path LIMIT ?")
+        QStringLiteral("SELECT %1 FROM photo_files WHERE +path > ? AND +path < ? ORDER BY modified DESC, path LIMIT ?")
             .arg(QLatin1String(kColumns)),
         {root + QLatin1Char('/'), root + QLatin1Char('0'), limit < 0 ? qint64(-1) : qint64(limit)},
         [&rows](const TULOSQLiteStatement &statement, bool *) {

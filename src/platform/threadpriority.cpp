@@ -1,0 +1,17 @@
+#include <Quillon/platform/threadpriority_p.h>
+
+#include <QThreadStorage>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+void TULOYieldToForegroundWork()
+{
+    // Qt's per-thread storage: see artworkcatalog.cpp on why not thread_local.
+    static QThreadStorage<bool> lowered;
+    if (!lowered.hasLocalData()) {
+        // Linux sets a nice value per thread.
+        ::setpriority(PRIO_PROCESS, ::gettid(), 10);
+        lowered.setLocalData(true);
+    }
+}
