@@ -32,8 +32,6 @@ std::unique_ptr<TULOTokenTextView> makeTokenView(int length)
     auto view = std::make_unique<TULOTokenTextView>();
     QTextCursor cursor(view->document());
     cursor.beginEditBlock();
-    QTextCharFormat base;
-    base.setFont(view->font());
     for (int unit = 0; unit < length / 20; ++unit) {
         cursor.insertText(QStringLiteral("lorem ipsum dolor s"), QTextCharFormat());
         TULOTag tag;
@@ -41,7 +39,8 @@ std::unique_ptr<TULOTokenTextView> makeTokenView(int length)
         tag.setIdentifier(QString::number(unit));
         tag.setName(QStringLiteral("Artist %1").arg(unit));
         const auto attachment = std::make_shared<TULOTagTokenTextAttachment>(tag);
-        cursor.insertText(attachment->attributedString(), attachment->attributedStringWithBaseAttributes(base));
+        // As the view inserts a token: its format holds the token alone.
+        cursor.insertText(attachment->attributedString(), attachment->attributedStringWithBaseAttributes());
     }
     cursor.endEditBlock();
     return view;

@@ -31,16 +31,15 @@ TULOTagTokenView::TULOTagTokenView(QWidget *parent)
     updateTextColor();
 }
 
-void TULOTagTokenView::paintEvent(QPaintEvent *event)
+void TULOTagTokenView::drawContents(QPainter &painter)
 {
-    TULOTokenTextAttachmentView::paintEvent(event);
+    // The label may be given another name or font from outside.
     const QFont font = m_label->font();
     if (m_name.text() != m_label->text() || m_nameFont != font) {
         m_name.setText(m_label->text());
         m_name.prepare(QTransform(), font);
         m_nameFont = font;
     }
-    QPainter painter(this);
     painter.setFont(font);
     painter.setPen(m_label->palette().color(QPalette::WindowText));
     // As the label aligns it: centred in its contents.

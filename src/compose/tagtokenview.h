@@ -22,7 +22,7 @@ public:
     QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
-    void paintEvent(QPaintEvent *event) override;
+    void drawContents(QPainter &painter) override;
     void resizeEvent(QResizeEvent *event) override;
     void selectedDidChange() override;
     void changeEvent(QEvent *event) override;

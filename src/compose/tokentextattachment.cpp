@@ -61,10 +61,11 @@ QRectF TULOTokenTextAttachment::cachedAttachmentBounds(qreal proposedLineFragmen
 
 std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::attachmentForFormat(const QTextFormat &format)
 {
+    // Asked for each token on every layout pass: the stored type is the only one there is.
     const QVariant value = format.property(TULOTokenTextAttachmentProperty);
-    if (!value.canConvert<std::shared_ptr<TULOTokenTextAttachment>>())
+    if (value.metaType() != QMetaType::fromType<std::shared_ptr<TULOTokenTextAttachment>>())
         return nullptr;
-    return value.value<std::shared_ptr<TULOTokenTextAttachment>>();
+    return *static_cast<const std::shared_ptr<TULOTokenTextAttachment> *>(value.constData());
 }
 
 std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::copy() const

@@ -1,5 +1,6 @@
 #include <Quillon/compose/tokentextattachmentview.h>
 
+#include <QEvent>
 #include <QPainter>
 
 TULOTokenTextAttachmentView::TULOTokenTextAttachmentView(QWidget *parent)
@@ -15,13 +16,42 @@ void TULOTokenTextAttachmentView::setSelected(bool selected)
     if (m_selected == selected)
         return;
     m_selected = selected;
+    m_label = QPixmap();
     selectedDidChange();
     update();
 }
 
+void TULOTokenTextAttachmentView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
+        m_label = QPixmap();
+}
+
 void TULOTokenTextAttachmentView::paintEvent(QPaintEvent *)
 {
+    if (width() <= 0 || height() <= 0)
+        return;
+    const qreal scale = devicePixelRatioF();
+    const QSize pixels = (QSizeF(size()) * scale).toSize();
+    if (m_label.isNull() || m_label.size() != pixels || m_label.devicePixelRatio() != scale) {
+        m_label = QPixmap(pixels);
+        m_label.setDevicePixelRatio(scale);
+        m_label.fill(Qt::transparent);
+        QPainter label(&m_label);
+        drawLabel(label);
+    }
     QPainter painter(this);
+    painter.drawPixmap(0, 0, m_label);
+    drawContents(painter);
+}
+
+void TULOTokenTextAttachmentView::drawContents(QPainter &)
+{
+}
+
+void TULOTokenTextAttachmentView::drawLabel(QPainter &painter) const
+{
     painter.setRenderHint(QPainter::Antialiasing);
     QColor fill = palette().color(QPalette::Highlight);
     if (!m_selected)

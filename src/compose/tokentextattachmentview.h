@@ -2,6 +2,7 @@
 
 #include <Quillon/quillon_export.h>
 
+#include <QPixmap>
 #include <QWidget>
 
 // The view that draws one token over the text: a small rounded label that shows whether the
@@ -18,8 +19,18 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void changeEvent(QEvent *event) override;
     virtual void selectedDidChange() {}
+    // What the label shows (a name, say), drawn onto the view over the label on each paint.
+    virtual void drawContents(QPainter &painter);
 
 private:
+    void drawLabel(QPainter &painter) const;
+
     bool m_selected = false;
+    // A long text shows hundreds of tokens and repaints them all on each key: a blit each is far
+    // cheaper than filling rounded, antialiased labels again. Drawn again after a change of
+    // size, screen, selection, palette or style. Text stays out of it: drawn on a transparent
+    // picture it would lose the smoothing it gets on the window.
+    QPixmap m_label;
 };
