@@ -26,6 +26,7 @@ protected:
     void resizeEvent(QResizeEvent *event) override;
     void selectedDidChange() override;
     void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void updateTextColor();

@@ -3,12 +3,37 @@
 #include <QEvent>
 #include <QPainter>
 
+#include <atomic>
+
+namespace {
+
+// Views live on the main thread, but an attachment may be asked for its size from another.
+std::atomic<quint64> TULOTokenSizeHintGeneration{1};
+
+} // namespace
+
 TULOTokenTextAttachmentView::TULOTokenTextAttachmentView(QWidget *parent)
     : QWidget(parent)
 {
     // Clicks place the caret in the text; the view is only a picture of the token.
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setFocusPolicy(Qt::NoFocus);
+    sizeHintMayHaveChanged();
+}
+
+TULOTokenTextAttachmentView::~TULOTokenTextAttachmentView()
+{
+    sizeHintMayHaveChanged();
+}
+
+quint64 TULOTokenTextAttachmentView::sizeHintGeneration()
+{
+    return TULOTokenSizeHintGeneration.load(std::memory_order_relaxed);
+}
+
+void TULOTokenTextAttachmentView::sizeHintMayHaveChanged()
+{
+    TULOTokenSizeHintGeneration.fetch_add(1, std::memory_order_relaxed);
 }
 
 void TULOTokenTextAttachmentView::setSelected(bool selected)
@@ -26,6 +51,8 @@ void TULOTokenTextAttachmentView::changeEvent(QEvent *event)
     QWidget::changeEvent(event);
     if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
         m_label = QPixmap();
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+        sizeHintMayHaveChanged();
 }
 
 void TULOTokenTextAttachmentView::paintEvent(QPaintEvent *)

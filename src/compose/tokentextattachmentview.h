@@ -14,13 +14,22 @@ class QUILLON_EXPORT TULOTokenTextAttachmentView : public QWidget
 public:
     explicit TULOTokenTextAttachmentView(QWidget *parent = nullptr);
 
+    ~TULOTokenTextAttachmentView() override;
+
     bool isSelected() const { return m_selected; }
     void setSelected(bool selected);
+
+    // Changes whenever the size hint of any token view may have changed: a view was made or
+    // destroyed, or got another font or style, or sizeHintMayHaveChanged() was called. Sizes
+    // remembered at one generation hold while it lasts.
+    static quint64 sizeHintGeneration();
 
 protected:
     void paintEvent(QPaintEvent *event) override;
     void changeEvent(QEvent *event) override;
     virtual void selectedDidChange() {}
+    // For subclasses whose size hint follows more than their own font and style.
+    static void sizeHintMayHaveChanged();
     // What the label shows (a name, say), drawn onto the view over the label on each paint.
     virtual void drawContents(QPainter &painter);
 
