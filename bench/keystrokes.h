@@ -9,7 +9,11 @@ class QTextEdit;
 
 struct TULOKeystrokeTiming
 {
-    double seconds = 0; // per keystroke
+    // Per keystroke, in the main thread's processor time: a keystroke's layout and painting
+    // run there, and on a machine shared with other work the wall clock would also count the
+    // time other processes had the processor.
+    double seconds = 0;
+    double wallSeconds = 0; // per keystroke, as the clock on the wall sees it
     bool typed = true; // every key changed the text as it should
     bool painted = true; // every key was followed by a paint of the editor
 };
