@@ -571,8 +571,13 @@ void TULOTokenTextView::placeTokenViewsFrom(qsizetype from)
             const QRectF frame = tokenViewFrame(block, index, *attachment);
             if (view->parentWidget() != viewport())
                 view->setParent(viewport());
-            view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
-            view->show();
+            // Setting even the same geometry makes the viewport look at every child again before
+            // it paints: most views stay where they are.
+            const QRect geometry(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height()));
+            if (view->geometry() != geometry)
+                view->setGeometry(geometry);
+            if (view->isHidden())
+                view->show();
             m_tokenViews.append(view);
             m_tokenIndexes.append(index);
             placed.insert(view);
