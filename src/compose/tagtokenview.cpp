@@ -28,19 +28,29 @@ TULOTagTokenView::TULOTagTokenView(QWidget *parent)
     m_label->hide(); // painted by this view; it still holds the text, font, colour and place
     m_name.setTextFormat(Qt::PlainText);
     m_name.setPerformanceHint(QStaticText::AggressiveCaching);
+    // The label's font and style make this view's size hint.
+    m_label->installEventFilter(this);
     updateTextColor();
 }
 
-void TULOTagTokenView::paintEvent(QPaintEvent *event)
+bool TULOTagTokenView::eventFilter(QObject *watched, QEvent *event)
 {
-    TULOTokenTextAttachmentView::paintEvent(event);
+    if (watched == m_label && (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange))
+        sizeHintMayHaveChanged();
+    return TULOTokenTextAttachmentView::eventFilter(watched, event);
+}
+
+void TULOTagTokenView::drawContents(QPainter &painter)
+{
+    // The label may be given another name or font from outside.
     const QFont font = m_label->font();
     if (m_name.text() != m_label->text() || m_nameFont != font) {
+        if (!m_name.text().isEmpty())
+            sizeHintMayHaveChanged(); // renamed from outside: the next layout measures again
         m_name.setText(m_label->text());
         m_name.prepare(QTransform(), font);
         m_nameFont = font;
     }
-    QPainter painter(this);
     painter.setFont(font);
     painter.setPen(m_label->palette().color(QPalette::WindowText));
     // As the label aligns it: centred in its contents.

@@ -22,10 +22,11 @@ public:
     QSize minimumSizeHint() const override { return sizeHint(); }
 
 protected:
-    void paintEvent(QPaintEvent *event) override;
+    void drawContents(QPainter &painter) override;
     void resizeEvent(QResizeEvent *event) override;
     void selectedDidChange() override;
     void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void updateTextColor();

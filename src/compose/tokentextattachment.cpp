@@ -22,6 +22,7 @@ void TULOTokenTextAttachment::setTokenView(TULOTokenTextAttachmentView *view)
         return;
     delete m_tokenView.data();
     m_tokenView = view;
+    m_cachedBounds = {};
 }
 
 QString TULOTokenTextAttachment::representedText() const
@@ -52,19 +53,26 @@ QRectF TULOTokenTextAttachment::attachmentBounds(qreal proposedLineFragmentWidth
 
 QRectF TULOTokenTextAttachment::cachedAttachmentBounds(qreal proposedLineFragmentWidth) const
 {
+    // The text's layout asks for every token of a paragraph each time it lays it out; this
+    // answer touches the attachment alone, not its view and the view's label.
+    const quint64 sizeHints = TULOTokenTextAttachmentView::sizeHintGeneration();
+    if (m_cachedBounds.width == proposedLineFragmentWidth && m_cachedBounds.sizeHints == sizeHints)
+        return m_cachedBounds.bounds;
     const TULOTokenTextAttachmentView *view = tokenView();
     const QSize sizeHint = view ? view->sizeHint() : QSize();
     if (m_cachedBounds.width != proposedLineFragmentWidth || m_cachedBounds.view != view || m_cachedBounds.sizeHint != sizeHint)
-        m_cachedBounds = {proposedLineFragmentWidth, view, sizeHint, attachmentBounds(proposedLineFragmentWidth)};
+        m_cachedBounds = {proposedLineFragmentWidth, sizeHints, view, sizeHint, attachmentBounds(proposedLineFragmentWidth)};
+    m_cachedBounds.sizeHints = sizeHints;
     return m_cachedBounds.bounds;
 }
 
 std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::attachmentForFormat(const QTextFormat &format)
 {
+    // Asked for each token on every layout pass: the stored type is the only one there is.
     const QVariant value = format.property(TULOTokenTextAttachmentProperty);
-    if (!value.canConvert<std::shared_ptr<TULOTokenTextAttachment>>())
+    if (value.metaType() != QMetaType::fromType<std::shared_ptr<TULOTokenTextAttachment>>())
         return nullptr;
-    return value.value<std::shared_ptr<TULOTokenTextAttachment>>();
+    return *static_cast<const std::shared_ptr<TULOTokenTextAttachment> *>(value.constData());
 }
 
 std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextAttachment::copy() const

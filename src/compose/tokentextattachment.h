@@ -50,7 +50,8 @@ public:
     // a negative y puts part of the box below the baseline). Width is at most the line's.
     virtual QRectF attachmentBounds(qreal proposedLineFragmentWidth) const;
     // The same, remembered: the text layout asks for every token at each pass, and the bounds
-    // change only with the line's width or the view's size.
+    // change only with the line's width or the view's size hint. While no token view says its
+    // size hint may have changed, the view is not asked again.
     QRectF cachedAttachmentBounds(qreal proposedLineFragmentWidth) const;
 
     // The token attachment a format holds, or null (other objects are ordinary text).
@@ -69,6 +70,7 @@ private:
     struct CachedBounds
     {
         qreal width = -1;
+        quint64 sizeHints = 0; // TULOTokenTextAttachmentView::sizeHintGeneration() then
         const TULOTokenTextAttachmentView *view = nullptr;
         QSize sizeHint;
         QRectF bounds;

@@ -38,6 +38,35 @@ QString TULOPlainFragmentText(QString text)
     return text;
 }
 
+// The format of the character at a position, straight from the document's piece table in a time
+// that grows with the log of the text's length. A text cursor placed there to ask would also
+// find its x on the line, which lays the whole paragraph's text out again when it is long.
+struct TULOLayoutFormats : QAbstractTextDocumentLayout
+{
+    static QTextCharFormat formatAt(QAbstractTextDocumentLayout *layout, int position)
+    {
+        return (layout->*(&TULOLayoutFormats::format))(position);
+    }
+};
+
+// The number of the line holding `position` (relative to the block), found from the lines the
+// layout keeps: QTextLayout::lineForTextPosition analyses the paragraph's text again first.
+int TULOLineNumberForPosition(const QTextLayout *layout, int position)
+{
+    int low = 0;
+    int high = layout->lineCount() - 1;
+    if (high < 0)
+        return -1;
+    while (low < high) {
+        const int middle = (low + high + 1) / 2;
+        if (layout->lineAt(middle).textStart() <= position)
+            low = middle;
+        else
+            high = middle - 1;
+    }
+    return low;
+}
+
 } // namespace
 
 TULOTokenTextView::TULOTokenTextView(QWidget *parent)
@@ -119,11 +148,7 @@ std::shared_ptr<TULOTokenTextAttachment> TULOTokenTextView::tokenAttachmentAtInd
     const QChar c = document()->characterAt(int(index));
     if (c == QChar::ParagraphSeparator)
         return nullptr;
-    // The cursor's format is that of the character before it; this is bounded in cost by the
-    // document's piece table, not by its length.
-    QTextCursor cursor(document());
-    cursor.setPosition(int(index + 1));
-    return TULOTokenTextAttachment::attachmentForFormat(cursor.charFormat());
+    return TULOTokenTextAttachment::attachmentForFormat(TULOLayoutFormats::formatAt(document()->documentLayout(), int(index)));
 }
 
 TULOTextRange TULOTokenTextView::effectiveTokenRange(qsizetype index) const
@@ -313,9 +338,9 @@ void TULOTokenTextView::replaceTextInRange(TULOTextRange range,
 {
     if (!attachment)
         return;
-    QTextCharFormat base;
-    base.setFont(font());
-    const QTextCharFormat format = attachment->attributedStringWithBaseAttributes(base);
+    // The token's format holds the token alone: the view's font is the document's already, and
+    // every format property costs on each layout of the paragraph, once per token.
+    const QTextCharFormat format = attachment->attributedStringWithBaseAttributes();
 
     const qsizetype length = textLength();
     const qsizetype start = qBound<qsizetype>(0, range.location, length);
@@ -445,9 +470,10 @@ QRectF TULOTokenTextView::tokenViewFrame(const QTextBlock &block, qsizetype inde
 {
     document()->documentLayout()->blockBoundingRect(block); // lays the block out
     const QTextLayout *layout = block.layout();
-    const QTextLine line = layout ? layout->lineForTextPosition(int(index - block.position())) : QTextLine();
-    if (!line.isValid())
+    const int lineNumber = layout ? TULOLineNumberForPosition(layout, int(index - block.position())) : -1;
+    if (lineNumber < 0)
         return QRectF();
+    const QTextLine line = layout->lineAt(lineNumber);
     const QRectF bounds = attachment.cachedAttachmentBounds(TULOTokenTextObjectHandler::lineFragmentWidth(document()));
     const qreal x = layout->position().x() + line.cursorToX(int(index - block.position()));
     const qreal baseline = layout->position().y() + line.y() + line.ascent();
@@ -502,9 +528,8 @@ void TULOTokenTextView::layoutDidUpdate()
     if (block.isValid()) {
         document()->documentLayout()->blockBoundingRect(block);
         const QTextLayout *layout = block.layout();
-        const QTextLine line = layout ? layout->lineForTextPosition(int(from - block.position())) : QTextLine();
-        from = line.isValid() && line.lineNumber() > 0 ? block.position() + layout->lineAt(line.lineNumber() - 1).textStart()
-                                                        : block.position();
+        const int line = layout ? TULOLineNumberForPosition(layout, int(from - block.position())) : -1;
+        from = line > 0 ? block.position() + layout->lineAt(line - 1).textStart() : block.position();
     }
     placeTokenViewsFrom(from);
     reloadTokenSelection();
@@ -546,8 +571,13 @@ void TULOTokenTextView::placeTokenViewsFrom(qsizetype from)
             const QRectF frame = tokenViewFrame(block, index, *attachment);
             if (view->parentWidget() != viewport())
                 view->setParent(viewport());
-            view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
-            view->show();
+            // Setting even the same geometry makes the viewport look at every child again before
+            // it paints: most views stay where they are.
+            const QRect geometry(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height()));
+            if (view->geometry() != geometry)
+                view->setGeometry(geometry);
+            if (view->isHidden())
+                view->show();
             m_tokenViews.append(view);
             m_tokenIndexes.append(index);
             placed.insert(view);

@@ -218,11 +218,9 @@ void TULOTokenTextView::insertFromMimeData(const QMimeData *source)
     const QTextCharFormat typing = typingFormat(cursor.charFormat());
     cursor.removeSelectedText();
     if (tokens) {
-        QTextCharFormat base;
-        base.setFont(font());
         for (const TULOTokenTextMimeData::Segment &segment : tokens->segments) {
             if (const auto attachment = TULOTokenTextMimeData::attachmentForSegment(segment))
-                cursor.insertText(segment.text, attachment->attributedStringWithBaseAttributes(base));
+                cursor.insertText(segment.text, attachment->attributedStringWithBaseAttributes());
             else
                 cursor.insertText(segment.isToken ? segment.representedText : segment.text, typing);
         }

@@ -125,6 +125,50 @@ private Q_SLOTS:
         }
         QCOMPARE(checked, count);
     }
+
+    // A token view keeps a picture of its label between paints: after each change it must look
+    // exactly as a new view in the same state does.
+    void tokenLooksAsNewAfterAChange_data()
+    {
+        QTest::addColumn<bool>("selectedBefore");
+        QTest::addColumn<bool>("selected");
+        QTest::addColumn<bool>("dark");
+        QTest::addColumn<int>("extraWidth");
+        QTest::newRow("selected") << false << true << false << 0;
+        QTest::newRow("no longer selected") << true << false << false << 0;
+        QTest::newRow("another palette") << false << false << true << 0;
+        QTest::newRow("another palette, selected") << true << true << true << 0;
+        QTest::newRow("wider") << false << false << false << 30;
+    }
+    void tokenLooksAsNewAfterAChange()
+    {
+        QFETCH(bool, selectedBefore);
+        QFETCH(bool, selected);
+        QFETCH(bool, dark);
+        QFETCH(int, extraWidth);
+        QPalette darkPalette = QApplication::palette();
+        darkPalette.setColor(QPalette::Highlight, QColor(20, 200, 90));
+        darkPalette.setColor(QPalette::Text, QColor(240, 240, 240));
+        const auto apply = [&](TULOTagTokenView *tokenView) {
+            tokenView->resize(tokenView->sizeHint() + QSize(extraWidth, 0));
+            if (dark)
+                tokenView->setPalette(darkPalette);
+            tokenView->setSelected(selected);
+        };
+
+        const auto shown = TULOTestToken(QStringLiteral("Ann Lee"));
+        TULOTagTokenView *changed = shown->tagTokenView();
+        changed->resize(changed->sizeHint());
+        changed->setSelected(selectedBefore);
+        const QImage before = changed->grab().toImage(); // the picture is made here
+        apply(changed);
+        const QImage after = changed->grab().toImage();
+        QVERIFY(after != before); // the change shows
+
+        const auto fresh = TULOTestToken(QStringLiteral("Ann Lee"));
+        apply(fresh->tagTokenView());
+        QCOMPARE(after, fresh->tagTokenView()->grab().toImage());
+    }
 };
 
 QTEST_MAIN(TestTokenTextRendering)

@@ -303,6 +303,34 @@ private Q_SLOTS:
         QCOMPARE(tokenView->label()->width(), tokenView->width());
     }
 
+    // The layout asks each token for its size on every pass and gets a remembered answer: it
+    // must follow what changes the token view's size.
+    void tokenSizeFollowsItsView_data()
+    {
+        QTest::addColumn<QString>("change");
+        QTest::newRow("a larger label font") << "font";
+        QTest::newRow("another view") << "view";
+    }
+    void tokenSizeFollowsItsView()
+    {
+        QFETCH(QString, change);
+        const auto attachment = TULOTestToken(QStringLiteral("Ann Lee"));
+        const QRectF before = attachment->cachedAttachmentBounds(1000);
+        QCOMPARE(before.size(), QSizeF(attachment->tagTokenView()->sizeHint()));
+        if (change == QLatin1String("font")) {
+            QFont font = attachment->tagTokenView()->label()->font();
+            font.setPointSizeF(font.pointSizeF() * 2);
+            attachment->tagTokenView()->label()->setFont(font);
+        } else {
+            auto *view = new TULOTagTokenView;
+            view->label()->setText(QStringLiteral("Ann Lee and a much longer name"));
+            attachment->setTokenView(view);
+        }
+        const QRectF after = attachment->cachedAttachmentBounds(1000);
+        QCOMPARE(after, attachment->attachmentBounds(1000));
+        QVERIFY(after.width() > before.width());
+    }
+
     void attributedTextKeepsTokens()
     {
         TULOTokenTextView source;
