@@ -194,14 +194,14 @@ void fill(TULOComposePostView &view, int length, int tokens)
     text->moveCursor(QTextCursor::End);
 }
 
-// Main-thread seconds per keystroke; `real` turns false when a key was not typed or not painted.
-double typing(TULOComposePostView &view, int count, bool *real)
+// Seconds per keystroke; `real` turns false when a key was not typed or not painted.
+TULOKeystrokeTiming typing(TULOComposePostView &view, int count, bool *real)
 {
     view.activateWindow();
     view.becomeFirstResponder();
     const TULOKeystrokeTiming timing = TULOBenchTypeKeystrokes(view.textView(), count);
     *real = *real && timing.typed && timing.painted;
-    return timing.seconds;
+    return timing;
 }
 
 // `real` turns false when the keystrokes were not what a user makes.
@@ -223,9 +223,9 @@ bool measureKeystroke(bool *real)
     }
     typing(longView, keystrokes, real);
     typing(shortView, keystrokes, real);
-    std::vector<double> ratios, longTimes, shortTimes;
+    std::vector<double> ratios, wallRatios, longTimes, shortTimes;
     for (int round = 0; round < rounds; ++round) {
-        double longTime = 0, shortTime = 0;
+        TULOKeystrokeTiming longTime, shortTime;
         if (round % 2) {
             shortTime = typing(shortView, keystrokes, real);
             longTime = typing(longView, keystrokes, real);
@@ -233,15 +233,17 @@ bool measureKeystroke(bool *real)
             longTime = typing(longView, keystrokes, real);
             shortTime = typing(shortView, keystrokes, real);
         }
-        longTimes.push_back(longTime);
-        shortTimes.push_back(shortTime);
-        ratios.push_back(longTime / shortTime);
+        longTimes.push_back(longTime.seconds);
+        shortTimes.push_back(shortTime.seconds);
+        ratios.push_back(longTime.seconds / shortTime.seconds);
+        wallRatios.push_back(longTime.wallSeconds / shortTime.wallSeconds);
     }
     const double ratio = TULOBenchMedian(ratios);
     const bool met = ratio <= kKeystrokeTarget;
     std::printf("keystroke in the compose view (main-thread time): 5000 characters with 300 tokens %.2f ms, 100 characters %.2f ms: %.2fx "
-                "(target <= %.1fx) %s\n",
+                "(target <= %.1fx; wall clock %.2fx) %s\n",
                 TULOBenchMedian(longTimes) * 1e3, TULOBenchMedian(shortTimes) * 1e3, ratio, kKeystrokeTarget,
+                TULOBenchMedian(wallRatios),
                 TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL"));
     std::fflush(stdout);
     return met;
