@@ -25,12 +25,12 @@ def elf(path):
         return f.read(4) == b"\x7fELF"
 
 files = []
-for folder in ("bin", "lib"):
-    root = os.path.join(bin, folder)
-    for name in sorted(os.listdir(root)) if os.path.isdir(root) else []:
-        path = os.path.join(root, name)
-        if os.path.isfile(path) and not os.path.islink(path) and elf(path):
-            files.append(path)
+for folder in ("bin", "lib"):  # lib holds the optional modules in folders of their own
+    for root, _, names in os.walk(os.path.join(bin, folder)):
+        for name in sorted(names):
+            path = os.path.join(root, name)
+            if os.path.isfile(path) and not os.path.islink(path) and elf(path):
+                files.append(path)
 if not files:
     sys.exit(f"no programs or libraries under {bin}")
 
