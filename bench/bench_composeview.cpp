@@ -158,7 +158,7 @@ bool measurePreviews()
     std::printf("%d previews of %dx%d photos: view %.0f ms, plain preview-size decode loop %.0f ms: %.2fx (target <= %.1fx); "
                 "longest main-thread stall %.1f ms (target < %.0f ms); peak RSS %.0f MiB (target < %.0f MiB) %s\n",
                 count, photoSize.width(), photoSize.height(), viewMs, referenceMs, ratio, kCompletionTarget, stallMs,
-                kStallTargetMs, peak, kPeakTargetMiB, TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL"));
+                kStallTargetMs, peak, kPeakTargetMiB, TULOBenchOutcome(met));
     std::fflush(stdout);
     return met;
 }
@@ -244,7 +244,7 @@ bool measureKeystroke(bool *real)
                 "(target <= %.1fx; wall clock %.2fx) %s\n",
                 TULOBenchMedian(longTimes) * 1e3, TULOBenchMedian(shortTimes) * 1e3, ratio, kKeystrokeTarget,
                 TULOBenchMedian(wallRatios),
-                TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL"));
+                TULOBenchOutcome(met));
     std::fflush(stdout);
     return met;
 }

@@ -259,7 +259,7 @@ BENCHMARK(BM_ExiftoolKeepingOrientationAndProfile)->Unit(benchmark::kMillisecond
 bool report(const char *what, double ratio, double target)
 {
     const bool met = ratio >= target;
-    std::printf("%s: %.3f (target >= %.2f) %s\n", what, ratio, target, met ? "PASS" : "FAIL");
+    std::printf("%s: %.3f (target >= %.2f) %s\n", what, ratio, target, TULOBenchOutcome(met));
     return met;
 }
 

@@ -153,8 +153,8 @@ int main(int argc, char **argv)
         ok = ok && scaleOK && stallOK;
         std::printf("%5d pending posts: %.2f ms per post, %.2fx of %d posts (target <= %.1fx) %s; longest main-thread stall %.1f ms "
                     "(constructor %.1f ms, folder read after %.1f ms; target <= %.0f ms) %s%s\n",
-            r.posts, r.perPost, ratio, base.posts, kScaleTarget, scaleOK ? "PASS" : "FAIL", r.stall, r.constructor, r.startup,
-            kStallTarget, stallOK ? "PASS" : "FAIL", r.delivered ? "" : " (not all delivered)");
+            r.posts, r.perPost, ratio, base.posts, kScaleTarget, TULOBenchOutcome(scaleOK), r.stall, r.constructor, r.startup,
+            kStallTarget, TULOBenchOutcome(stallOK), r.delivered ? "" : " (not all delivered)");
     }
     std::printf("for comparison: an idle event loop on this machine stalled up to %.1f ms\n", idleStall(2000));
     store.stop();

@@ -271,9 +271,9 @@ int main(int argc, char **argv)
     const double cold = gColdSeconds / gDecodeSeconds, warm = gWarmSeconds / gDecodeSeconds;
     const bool coldMet = cold < 2.0, warmMet = warm < 0.2, scrollMet = gFrames > 0 && gWorstFrameMs < 16.0;
     std::printf("plain decode of %d photos %.1f ms\n", kShelfCount, gDecodeSeconds * 1000);
-    std::printf("shelf, cold cache %.1f ms: %.2fx (target < 2x) %s\n", gColdSeconds * 1000, cold, coldMet ? "PASS" : "FAIL");
-    std::printf("shelf, warm cache %.1f ms: %.2fx (target < 0.2x) %s\n", gWarmSeconds * 1000, warm, warmMet ? "PASS" : "FAIL");
+    std::printf("shelf, cold cache %.1f ms: %.2fx (target < 2x) %s\n", gColdSeconds * 1000, cold, TULOBenchOutcome(coldMet));
+    std::printf("shelf, warm cache %.1f ms: %.2fx (target < 0.2x) %s\n", gWarmSeconds * 1000, warm, TULOBenchOutcome(warmMet));
     std::printf("grid scroll through the library, %d frames, longest %.1f ms (target < 16 ms) %s\n", gFrames,
-        gWorstFrameMs, scrollMet ? "PASS" : "FAIL");
+        gWorstFrameMs, TULOBenchOutcome(scrollMet));
     return TULOBenchVerdict(coldMet && warmMet && scrollMet);
 }

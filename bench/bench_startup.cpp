@@ -102,9 +102,9 @@ bool measure(const Case &measured, int pairs, bool *met)
     const double timeRatio = median(quillonTime) / median(referenceTime);
     const double memoryRatio = median(quillonMemory) / median(referenceMemory);
     std::printf("%-8s time   %6.1f ms against %6.1f ms: %.2fx (target < %.1fx) %s\n", measured.name,
-        median(quillonTime) * 1e3, median(referenceTime) * 1e3, timeRatio, kTarget, timeRatio < kTarget ? "PASS" : "FAIL");
+        median(quillonTime) * 1e3, median(referenceTime) * 1e3, timeRatio, kTarget, TULOBenchOutcome(timeRatio < kTarget));
     std::printf("%-8s memory %6.1f MiB against %6.1f MiB: %.2fx (target < %.1fx) %s\n", measured.name,
-        median(quillonMemory), median(referenceMemory), memoryRatio, kTarget, memoryRatio < kTarget ? "PASS" : "FAIL");
+        median(quillonMemory), median(referenceMemory), memoryRatio, kTarget, TULOBenchOutcome(memoryRatio < kTarget));
     *met = *met && timeRatio < kTarget && memoryRatio < kTarget;
     return true;
 }

@@ -111,7 +111,7 @@ bool measure(int length, bool *real)
                 "(target <= %.1fx; wall clock %.2fx) %s\n",
                 length, length / 20, TULOBenchMedian(tokenTimes) * 1e3, TULOBenchMedian(plainTimes) * 1e3, ratio, kTarget,
                 TULOBenchMedian(wallRatios),
-                TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL"));
+                TULOBenchOutcome(met));
     std::fflush(stdout);
     return met;
 }

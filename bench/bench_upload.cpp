@@ -285,9 +285,9 @@ int main(int argc, char **argv)
         const bool throughputOK = ratio >= 0.8;
         const bool memoryOK = video.peakResident < kMemoryLimit;
         std::printf("%lld MiB video: quillon post throughput %.2f of curl's (target >= 0.80) %s\n",
-            static_cast<long long>(video.size >> 20), ratio, throughputOK ? "PASS" : "FAIL");
+            static_cast<long long>(video.size >> 20), ratio, TULOBenchOutcome(throughputOK));
         std::printf("%lld MiB video: quillon post peak resident memory %.1f MiB (target < 48 MiB) %s\n",
-            static_cast<long long>(video.size >> 20), double(video.peakResident) / (1 << 20), memoryOK ? "PASS" : "FAIL");
+            static_cast<long long>(video.size >> 20), double(video.peakResident) / (1 << 20), TULOBenchOutcome(memoryOK));
         met = met && throughputOK && memoryOK;
     }
     return TULOBenchVerdict(met);

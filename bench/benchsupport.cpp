@@ -68,3 +68,8 @@ int TULOBenchVerdict(bool met)
 {
     return met || TULOBenchSmoke() ? 0 : 2;
 }
+
+const char *TULOBenchOutcome(bool met)
+{
+    return TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL");
+}

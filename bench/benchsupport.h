@@ -28,3 +28,7 @@ bool TULOBenchRun(int argc, char **argv);
 
 // The exit code of a run whose target was `met` or not: 2 for a miss, never in smoke mode.
 int TULOBenchVerdict(bool met);
+
+// The word printed after a target: PASS or FAIL, or SMOKE in smoke mode, where one run on the
+// smallest input says nothing about a target.
+const char *TULOBenchOutcome(bool met);
