@@ -287,14 +287,19 @@ std::pair<int, int> visibleRange(const QListView *view)
 
 } // namespace
 
-QList<int> TULOPhotoAssetPrefetcher::visibleRows() const
+QList<int> TULOPhotoAssetPrefetcher::sourceRows(int first, int count) const
 {
-    const auto [first, count] = visibleRange(m_view);
     QList<int> rows;
     const int end = first < 0 ? first : std::min(first + count, m_view->model()->rowCount());
     for (int row = first; row < end; ++row)
         rows << sourceRow(row);
     return rows;
+}
+
+QList<int> TULOPhotoAssetPrefetcher::visibleRows() const
+{
+    const auto [first, count] = visibleRange(m_view);
+    return sourceRows(first, count);
 }
 
 void TULOPhotoAssetPrefetcher::scrolled(int value)
@@ -314,7 +319,7 @@ void TULOPhotoAssetPrefetcher::scrolled(int value)
         for (int row = first + count; row < std::min(rowCount, first + 2 * count); ++row)
             m_prefetched << sourceRow(row);
     }
-    m_model->cancelRequestsExcept(visibleRows() + m_prefetched);
+    m_model->cancelRequestsExcept(sourceRows(first, count) + m_prefetched);
     m_model->prefetchRows(m_prefetched);
 }
 

@@ -112,6 +112,8 @@ public:
 private:
     void scrolled(int value);
     int sourceRow(int viewRow) const;
+    // The model rows of `count` view rows from `first` (none when `first` is negative).
+    QList<int> sourceRows(int first, int count) const;
 
     QListView *m_view;
     TULOPhotoAssetModel *m_model;

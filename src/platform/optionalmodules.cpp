@@ -7,6 +7,8 @@
 #include <QFileInfo>
 #include <QLoggingCategory>
 
+#include <mutex>
+
 #include <dlfcn.h>
 
 Q_LOGGING_CATEGORY(lcQuillonModules, "quillon.modules", QtWarningMsg)
@@ -48,53 +50,18 @@ void *open(TULOOptionalModules::Module module)
 
 void *TULOOptionalModules::handle(Module module)
 {
-    // Function-local statics: made once, under the compiler's thread-safe guard.
-    switch (module) {
-    case PhotoLibrary: {
-        static void *const photoLibrary = open(PhotoLibrary);
-        return photoLibrary;
-    }
-    case CameraCapture: {
-        static void *const cameraCapture = open(CameraCapture);
-        return cameraCapture;
-    }
-    case VoiceMemos: {
-        static void *const voiceMemos = open(VoiceMemos);
-        return voiceMemos;
-    }
-    case WebSignIn: {
-        static void *const webSignIn = open(WebSignIn);
-        return webSignIn;
-    }
-    case Multimedia: {
-        static void *const multimedia = open(Multimedia);
-        return multimedia;
-    }
-    case Sensors: {
-        static void *const sensors = open(Sensors);
-        return sensors;
-    }
-    }
-    return nullptr;
+    // Each module opened once, whichever thread asks first; the others wait for it.
+    static std::once_flag opened[ModuleCount];
+    static void *handles[ModuleCount] = {};
+    std::call_once(opened[module], [module] { handles[module] = open(module); });
+    return handles[module];
 }
 
 QString TULOOptionalModules::fileName(Module module)
 {
-    switch (module) {
-    case PhotoLibrary:
-        return QStringLiteral("libquillon-photolibrary.so");
-    case CameraCapture:
-        return QStringLiteral("libquillon-cameracapture.so");
-    case VoiceMemos:
-        return QStringLiteral("libquillon-voicememos.so");
-    case WebSignIn:
-        return QStringLiteral("libquillon-websignin.so");
-    case Multimedia:
-        return QStringLiteral("libquillon-multimedia.so");
-    case Sensors:
-        return QStringLiteral("libquillon-sensors.so");
-    }
-    return QString();
+    static constexpr const char *names[ModuleCount] = {"libquillon-photolibrary.so", "libquillon-cameracapture.so",
+        "libquillon-voicememos.so", "libquillon-websignin.so", "libquillon-multimedia.so", "libquillon-sensors.so"};
+    return module >= 0 && module < ModuleCount ? QString::fromLatin1(names[module]) : QString();
 }
 
 QStringList TULOOptionalModules::searchPaths()

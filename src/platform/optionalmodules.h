@@ -18,7 +18,7 @@ struct QMetaObject;
 class QUILLON_EXPORT TULOOptionalModules
 {
 public:
-    enum Module { PhotoLibrary, CameraCapture, VoiceMemos, WebSignIn, Multimedia, Sensors };
+    enum Module { PhotoLibrary, CameraCapture, VoiceMemos, WebSignIn, Multimedia, Sensors, ModuleCount };
 
     // Opened on first use, thread-safely; the same handle afterwards.
     static void *handle(Module module);
