@@ -1,5 +1,7 @@
 #include <Quillon/platform/typeidentifiers.h>
 
+#include <Quillon/platform/mediacontainerprobe_p.h>
+
 #include <QFile>
 #include <QFileInfo>
 #include <QMimeDatabase>
@@ -36,9 +38,10 @@ const TULOMediaContainer *containerFor(const QString &type)
     return nullptr;
 }
 
-enum class Streams { Unknown, Video, AudioOnly };
+using Streams = TULOMediaStreams;
 
-Streams probeStreams(const QString &path)
+// FFmpeg's reading of the streams, for the files whose track list the probe cannot read.
+Streams probeStreamsWithFFmpeg(const QString &path)
 {
     // Broken files are answered with Unknown; the library's own complaints would only confuse.
     static const bool quiet = [] {
@@ -82,7 +85,11 @@ QString TULOTypeIdentifiers::typeForFile(const QString &path)
     const TULOMediaContainer *container = containerFor(type);
     if (!container)
         return type;
-    switch (probeStreams(info.absoluteFilePath())) {
+    const QString absolutePath = info.absoluteFilePath();
+    Streams streams = TULOProbeMediaStreams(absolutePath);
+    if (streams == Streams::Unknown)
+        streams = probeStreamsWithFFmpeg(absolutePath);
+    switch (streams) {
     case Streams::Video:
         return QLatin1String(container->video);
     case Streams::AudioOnly:

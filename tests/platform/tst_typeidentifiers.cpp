@@ -1,8 +1,26 @@
+#include <Quillon/platform/mediacontainerprobe_p.h>
 #include <Quillon/platform/typeidentifiers.h>
 
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+
+// Writes `bytes` to `path`, or, with `ffmpeg` arguments, has the ffmpeg command line make it.
+bool makeFile(const QString &path, const QStringList &ffmpeg, const QByteArray &bytes)
+{
+    if (ffmpeg.isEmpty()) {
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    }
+    QProcess process;
+    process.start(QStringLiteral("ffmpeg"), QStringList {QStringLiteral("-loglevel"), QStringLiteral("error")} + ffmpeg + QStringList {path});
+    if (!process.waitForFinished(60000) || process.exitCode() != 0) {
+        qWarning("ffmpeg: %s", process.readAllStandardError().constData());
+        return false;
+    }
+    return true;
+}
 
 class TestTypeIdentifiers : public QObject
 {
@@ -152,18 +170,88 @@ private Q_SLOTS:
         QFETCH(int, attachmentType);
         QTemporaryDir folder;
         const QString path = folder.filePath(name);
-        if (ffmpeg.isEmpty()) {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-        } else {
-            QProcess process;
-            process.start(QStringLiteral("ffmpeg"), QStringList {QStringLiteral("-loglevel"), QStringLiteral("error")} + ffmpeg + QStringList {path});
-            QVERIFY(process.waitForFinished(60000));
-            QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData());
-        }
+        QVERIFY(makeFile(path, ffmpeg, bytes));
         const QString found = TULOTypeIdentifiers::typeForFile(path);
         QCOMPARE(found, type);
         QCOMPARE(TULOTypeIdentifiers::attachmentTypeForTypeIdentifier(found), attachmentType);
+    }
+
+    // The container's own track list tells a video from a song without FFmpeg; a file it
+    // cannot read must answer Unknown (FFmpeg then decides), never a wrong kind.
+    void probeReadsTrackLists_data()
+    {
+        QTest::addColumn<QStringList>("ffmpeg"); // arguments before the output; empty: `bytes` is the file
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<qint64>("keepBytes"); // cut the made file to this many bytes; -1 keeps it whole
+        QTest::addColumn<int>("streams");
+        const auto lavfi = [](const char *source) {
+            return QStringList {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"), QLatin1String(source)};
+        };
+        const QStringList picture = lavfi("testsrc=size=64x48:rate=5:duration=0.6");
+        const QStringList tone = lavfi("sine=duration=0.5");
+        const QStringList both = picture + tone;
+        const auto args = [](const QString &line) { return line.split(QLatin1Char(' ')); };
+        const int video = int(TULOMediaStreams::Video);
+        const int audio = int(TULOMediaStreams::AudioOnly);
+        const int unknown = int(TULOMediaStreams::Unknown);
+        QTest::newRow("mp4, movie header last") << picture + args(QStringLiteral("-c:v mpeg4")) << QByteArray() << "a.mp4" << qint64(-1) << video;
+        QTest::newRow("mp4, movie header first")
+            << picture + args(QStringLiteral("-c:v mpeg4 -movflags +faststart")) << QByteArray() << "a.mp4" << qint64(-1) << video;
+        QTest::newRow("mp4, fragmented")
+            << both + args(QStringLiteral("-c:v mpeg4 -c:a aac -movflags +frag_keyframe+empty_moov")) << QByteArray() << "a.mp4" << qint64(-1) << video;
+        QTest::newRow("m4a") << tone + args(QStringLiteral("-c:a aac")) << QByteArray() << "a.m4a" << qint64(-1) << audio;
+        QTest::newRow("m4a with cover art")
+            << tone + lavfi("testsrc=size=32x32:duration=0.2") + args(QStringLiteral("-frames:v 1 -map 0 -map 1 -c:a aac -c:v png -disposition:v attached_pic"))
+            << QByteArray() << "a.m4a" << qint64(-1) << audio;
+        QTest::newRow("quicktime") << both + args(QStringLiteral("-c:v mpeg4 -c:a pcm_s16le")) << QByteArray() << "a.mov" << qint64(-1) << video;
+        QTest::newRow("matroska with video and sound")
+            << both + args(QStringLiteral("-c:v mpeg4 -c:a flac")) << QByteArray() << "a.mkv" << qint64(-1) << video;
+        QTest::newRow("matroska, sound with an attached cover")
+            << tone + args(QStringLiteral("-c:a flac -attach COVER -metadata:s:t mimetype=image/png")) << QByteArray() << "a.mka" << qint64(-1) << audio;
+        QTest::newRow("matroska, streamed") << picture + args(QStringLiteral("-c:v mpeg4 -live 1")) << QByteArray() << "a.mkv" << qint64(-1) << video;
+        QTest::newRow("webm vp8") << picture + args(QStringLiteral("-c:v libvpx")) << QByteArray() << "a.webm" << qint64(-1) << video;
+        QTest::newRow("webm opus") << tone + args(QStringLiteral("-c:a libopus")) << QByteArray() << "a.webm" << qint64(-1) << audio;
+        QTest::newRow("ogg theora and vorbis")
+            << both + args(QStringLiteral("-c:v libtheora -c:a libvorbis")) << QByteArray() << "a.ogv" << qint64(-1) << video;
+        QTest::newRow("ogg vorbis") << tone + args(QStringLiteral("-c:a libvorbis")) << QByteArray() << "a.ogg" << qint64(-1) << audio;
+        QTest::newRow("ogg opus") << tone + args(QStringLiteral("-c:a libopus")) << QByteArray() << "a.opus" << qint64(-1) << audio;
+        QTest::newRow("ogg flac") << tone + args(QStringLiteral("-c:a flac")) << QByteArray() << "a.oga" << qint64(-1) << audio;
+        // Damaged or unreadable: never a guess.
+        QTest::newRow("mp4 cut inside its movie header")
+            << picture + args(QStringLiteral("-c:v mpeg4 -movflags +faststart")) << QByteArray() << "a.mp4" << qint64(200) << unknown;
+        QTest::newRow("ogg cut inside its first page") << tone + args(QStringLiteral("-c:a libvorbis")) << QByteArray() << "a.ogg" << qint64(30) << unknown;
+        QTest::newRow("matroska header only")
+            << QStringList() << QByteArray::fromHex("1a45dfa3a34286810142f7810142f2810442f381084282886d6174726f736b61")
+            << "a.mkv" << qint64(-1) << unknown;
+        QTest::newRow("matroska segment of unknown size, then a cluster of unknown size")
+            << QStringList() << QByteArray::fromHex("1a45dfa38442828100" "1853806701ffffffffffffff" "1f43b67501ffffffffffffff")
+            << "a.mkv" << qint64(-1) << unknown;
+        QTest::newRow("box larger than the file") << QStringList() << QByteArray::fromHex("7fffffff66747970697336") << "a.mp4" << qint64(-1) << unknown;
+        QTest::newRow("box of 64-bit size smaller than its header")
+            << QStringList() << QByteArray::fromHex("000000016d6f6f760000000000000004") << "a.mp4" << qint64(-1) << unknown;
+        QTest::newRow("ogg stream of an unknown codec")
+            << QStringList() << QByteArray("OggS\0\x02", 6) + QByteArray(20, '\0') + QByteArray("\x01\x08", 2) + QByteArray("mystery!")
+            << "a.ogg" << qint64(-1) << unknown;
+        QTest::newRow("empty") << QStringList() << QByteArray() << "a.mp4" << qint64(-1) << unknown;
+    }
+    void probeReadsTrackLists()
+    {
+        QFETCH(QStringList, ffmpeg);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, name);
+        QFETCH(qint64, keepBytes);
+        QFETCH(int, streams);
+        QTemporaryDir folder;
+        const QString path = folder.filePath(name);
+        const QString cover = folder.filePath(QStringLiteral("cover.png"));
+        QVERIFY(makeFile(cover, {}, QByteArray::fromBase64(
+            "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAYAAAAfFcSJAAAADUlEQVR42mNk+M9QDwADhgGAWjR9awAAAABJRU5ErkJggg==")));
+        ffmpeg.replaceInStrings(QStringLiteral("COVER"), cover);
+        QVERIFY(makeFile(path, ffmpeg, bytes));
+        if (keepBytes >= 0)
+            QVERIFY(QFile::resize(path, keepBytes));
+        QCOMPARE(int(TULOProbeMediaStreams(path)), streams);
     }
 
     void typeForMissingFileIsNull()
