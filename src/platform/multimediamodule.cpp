@@ -5,19 +5,13 @@
 
 TULOMultimediaModule *TULOMultimediaModule::shared()
 {
-    static TULOMultimediaModule *const module = [] {
-        using Instance = TULOMultimediaModule *(*)();
-        const auto instance = reinterpret_cast<Instance>(TULOOptionalModules::symbolNamed(
-            "TULOMultimediaModuleInstance", TULOOptionalModules::handle(TULOOptionalModules::Multimedia)));
-        return instance ? instance() : nullptr;
-    }();
+    static TULOMultimediaModule *const module
+        = TULOOptionalModules::call<TULOMultimediaModule>(TULOOptionalModules::Multimedia, "TULOMultimediaModuleInstance");
     return module;
 }
 
 std::unique_ptr<TULOProximitySensor> TULOCreateDeviceProximitySensor()
 {
-    using Create = TULOProximitySensor *(*)();
-    const auto create = reinterpret_cast<Create>(TULOOptionalModules::symbolNamed(
-        "TULOCreateProximitySensor", TULOOptionalModules::handle(TULOOptionalModules::Sensors)));
-    return std::unique_ptr<TULOProximitySensor>(create ? create() : nullptr);
+    return std::unique_ptr<TULOProximitySensor>(
+        TULOOptionalModules::call<TULOProximitySensor>(TULOOptionalModules::Sensors, "TULOCreateProximitySensor"));
 }

@@ -60,7 +60,8 @@ void *TULOOptionalModules::handle(Module module)
 QString TULOOptionalModules::fileName(Module module)
 {
     static constexpr const char *names[ModuleCount] = {"libquillon-photolibrary.so", "libquillon-cameracapture.so",
-        "libquillon-voicememos.so", "libquillon-websignin.so", "libquillon-multimedia.so", "libquillon-sensors.so"};
+        "libquillon-voicememos.so", "libquillon-websignin.so", "libquillon-multimedia.so", "libquillon-sensors.so",
+        "libquillon-imagemetadata.so", "libquillon-mediatags.so"};
     return module >= 0 && module < ModuleCount ? QString::fromLatin1(names[module]) : QString();
 }
 

@@ -9,16 +9,16 @@ struct QMetaObject;
 
 // The optional modules: shared libraries that carry features a system may lack (photo
 // library, camera capture, voice memos) or that few jobs need (the web sign-in, the Qt
-// Multimedia and Qt Sensors backends). Each is opened once, with lazy binding; a module whose
-// file is missing or does not load yields a null handle, so its feature is absent instead of
-// failing.
+// Multimedia and Qt Sensors backends, metadata removal with Exiv2, tag reading with TagLib).
+// Each is opened once, with lazy binding; a module whose file is missing or does not load
+// yields a null handle, so its feature is absent instead of failing.
 //
 // A platform module exports, with C linkage, `const QMetaObject *TULOModuleClassNamed(const
 // char *)` answering its QObject classes by name; the web sign-in exports its own factory.
 class QUILLON_EXPORT TULOOptionalModules
 {
 public:
-    enum Module { PhotoLibrary, CameraCapture, VoiceMemos, WebSignIn, Multimedia, Sensors, ModuleCount };
+    enum Module { PhotoLibrary, CameraCapture, VoiceMemos, WebSignIn, Multimedia, Sensors, ImageMetadata, MediaTags, ModuleCount };
 
     // Opened on first use, thread-safely; the same handle afterwards.
     static void *handle(Module module);
@@ -30,4 +30,14 @@ public:
 
     static const QMetaObject *classNamed(const char *name, void *handle);
     static void *symbolNamed(const char *symbol, void *handle);
+
+    // What the module's C function `symbol`, which takes nothing, returns: a module's engine or
+    // a new object. Null when the module or the function is missing.
+    template <typename T>
+    static T *call(Module module, const char *symbol)
+    {
+        using Function = T *(*)();
+        const auto function = reinterpret_cast<Function>(symbolNamed(symbol, handle(module)));
+        return function ? function() : nullptr;
+    }
 };

@@ -16,6 +16,7 @@ enum TULOImageMetadataErrorCode {
     TULOImageMetadataErrorUnreadableImage = 1, // empty, truncated or not an image at all
     TULOImageMetadataErrorUnsupportedType = 2, // a format whose metadata cannot be rewritten in place
     TULOImageMetadataErrorWriteFailed = 3, // the image was read but could not be written back
+    TULOImageMetadataErrorUnavailable = 4, // this installation cannot remove metadata (a part is missing)
 };
 
 // Removes what a photo tells about where and when it was taken, without touching the pixels:

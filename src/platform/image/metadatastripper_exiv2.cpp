@@ -1,4 +1,7 @@
-#include <Quillon/platform/image/metadatastripper.h>
+// The metadata removal engine of the optional module libquillon-imagemetadata.so
+// (image/imagemetadataengine_p.h).
+
+#include <Quillon/platform/image/imagemetadataengine_p.h>
 #include <Quillon/platform/typeidentifiers.h>
 
 #include <QCoreApplication>
@@ -64,12 +67,12 @@ constexpr std::array<std::string_view, 7> removedIptcKeys {
 
 QString text(const char *source)
 {
-    return QCoreApplication::translate("TULOMetadataStripper", source);
+    return TULOImageMetadataText(source);
 }
 
 TULOError makeError(TULOImageMetadataErrorCode code, const QString &description)
 {
-    return TULOError::withDescription(TULOImageMetadataErrorDomain, code, description);
+    return TULOImageMetadataError(code, description);
 }
 
 void initializeExiv2()
@@ -366,7 +369,6 @@ QByteArray rewrittenMetadata(const QByteArray &data, TULOError *error)
 }
 
 // Receives the stripped image in pieces, in order; false when it could not take one.
-using TULOImageSink = std::function<bool(QByteArrayView)>;
 
 // The JPEG scan data are handed on in blocks of this size, each searched for the end of the
 // image just before it is written, while it is still in the cache: one pass over the data.
@@ -497,10 +499,27 @@ bool stripGif(const QByteArray &data, const TULOImageSink &sink, TULOError *erro
     return false;
 }
 
-// The stripped image, handed to `sink` as it is made; false with `error` on failure.
+QString supportedType(const QByteArray &data, TULOError *error)
+{
+    if (data.isEmpty()) {
+        TULOSetError(error, unreadable("The image is empty."));
+        return QString();
+    }
+    initializeExiv2();
+    QString type;
+    try {
+        type = typeForExiv2Type(Exiv2::ImageFactory::getType(
+            reinterpret_cast<const Exiv2::byte *>(data.constData()), static_cast<long>(data.size())));
+    } catch (...) {
+    }
+    if (type.isNull())
+        TULOSetError(error, unsupported(data));
+    return type;
+}
+
 bool strip(const QByteArray &data, const TULOImageSink &sink, QString *typeIdentifier, TULOError *error)
 {
-    const QString type = TULOMetadataStripper::supportedTypeForData(data, error);
+    const QString type = supportedType(data, error);
     if (type.isNull())
         return false;
     bool done = false;
@@ -521,60 +540,13 @@ bool strip(const QByteArray &data, const TULOImageSink &sink, QString *typeIdent
     return done;
 }
 
+constexpr TULOImageMetadataEngine engine {supportedType, strip};
+
 } // namespace
 
-QString TULOMetadataStripper::supportedTypeForData(const QByteArray &data, TULOError *error)
+extern "C" Q_DECL_EXPORT const TULOImageMetadataEngine *TULOImageMetadataEngineInstance()
 {
-    if (data.isEmpty()) {
-        TULOSetError(error, unreadable("The image is empty."));
-        return QString();
-    }
-    initializeExiv2();
-    QString type;
-    try {
-        type = typeForExiv2Type(Exiv2::ImageFactory::getType(
-            reinterpret_cast<const Exiv2::byte *>(data.constData()), static_cast<long>(data.size())));
-    } catch (...) {
-    }
-    if (type.isNull())
-        TULOSetError(error, unsupported(data));
-    return type;
-}
-
-QByteArray TULOMetadataStripper::strippedImageData(
-    const QByteArray &data, QString *typeIdentifier, TULOError *error)
-{
-    QByteArray result;
-    result.reserve(data.size());
-    const auto append = [&result](QByteArrayView piece) {
-        result.append(piece);
-        return true;
-    };
-    if (!strip(data, append, typeIdentifier, error))
-        return QByteArray();
-    return result;
-}
-
-bool TULOMetadataStripper::writeStrippedImageData(
-    const QByteArray &data, QIODevice *device, QString *typeIdentifier, TULOError *error)
-{
-    TULOError writeError;
-    const auto write = [&](QByteArrayView piece) {
-        if (device->write(piece.data(), piece.size()) == piece.size())
-            return true;
-        writeError = makeError(TULOImageMetadataErrorWriteFailed,
-            text("The image cannot be written: %1").arg(device->errorString()));
-        return false;
-    };
-    QString type;
-    if (!strip(data, write, &type, error)) {
-        if (!writeError.isNull())
-            TULOSetError(error, writeError);
-        return false;
-    }
-    if (typeIdentifier)
-        *typeIdentifier = type;
-    return true;
+    return &engine;
 }
 
 #pragma GCC diagnostic pop

@@ -1,4 +1,6 @@
-#include <Quillon/platform/library/mediafiletags.h>
+// The tag reader of the optional module libquillon-mediatags.so (library/mediatagsengine_p.h).
+
+#include <Quillon/platform/library/mediatagsengine_p.h>
 
 #include <QBuffer>
 #include <QFile>
@@ -17,12 +19,6 @@
 #include <taglib/vorbisfile.h>
 #include <taglib/wavfile.h>
 #include <taglib/xiphcomment.h>
-
-const char *const TULOMediaTagStoreItemID = "STOREITEMID";
-const char *const TULOMediaTagStoreArtistID = "STOREARTISTID";
-const char *const TULOMediaTagStoreAlbumArtistID = "STOREALBUMARTISTID";
-const char *const TULOMediaTagStoreAlbumID = "STOREALBUMID";
-const char *const TULOMediaTagAdvisory = "CONTENTADVISORY";
 
 namespace {
 
@@ -133,9 +129,7 @@ TagLib::FileRef open(const QString &path)
     return TagLib::FileRef(encoded.constData(), true, TagLib::AudioProperties::Fast);
 }
 
-} // namespace
-
-bool TULOReadMediaFileTags(const QString &path, TULOMediaFileTags *tags, TULOError *error)
+bool readTags(const QString &path, TULOMediaFileTags *tags, TULOError *error)
 {
     *tags = TULOMediaFileTags();
     const QFileInfo info(path);
@@ -187,7 +181,7 @@ bool TULOReadMediaFileTags(const QString &path, TULOMediaFileTags *tags, TULOErr
     return true;
 }
 
-QByteArray TULOReadEmbeddedArtwork(const QString &path)
+QByteArray readEmbeddedArtwork(const QString &path)
 {
     if (!QFileInfo(path).isReadable())
         return {};
@@ -195,4 +189,13 @@ QByteArray TULOReadEmbeddedArtwork(const QString &path)
     if (ref.isNull() || !ref.file()->isValid())
         return {};
     return embeddedArtwork(ref.file());
+}
+
+constexpr TULOMediaTagsEngine engine {readTags, readEmbeddedArtwork};
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT const TULOMediaTagsEngine *TULOMediaTagsEngineInstance()
+{
+    return &engine;
 }
