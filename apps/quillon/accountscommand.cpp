@@ -274,4 +274,5 @@ static int TULOAccountsRun(const QStringList &arguments)
 }
 
 static TULOCommandRegistration registration({TULOAccountsCommandName,
-    QStringLiteral("list, link, switch and unlink an author's Facebook and Twitter accounts"), TULOAccountsRun});
+    QStringLiteral("list, link, switch and unlink an author's Facebook and Twitter accounts"), TULOAccountsRun,
+    /*opensWindows=*/true});

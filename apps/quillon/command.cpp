@@ -22,6 +22,13 @@ const QList<TULOCommand> &TULORegisteredCommands()
     return commands();
 }
 
+const TULOCommand *TULOCommandNamed(QStringView name)
+{
+    const auto found = std::find_if(commands().cbegin(), commands().cend(),
+                                    [name](const TULOCommand &command) { return command.name == name; });
+    return found == commands().cend() ? nullptr : &*found;
+}
+
 int TULOCommandFail(const QString &command, const QString &message, int exitCode)
 {
     QTextStream(stderr) << "quillon " << command << ": " << message << Qt::endl;

@@ -12,6 +12,9 @@ struct TULOCommand
     QString name;
     QString summary;
     std::function<int(const QStringList &arguments)> run;
+    // It may show a window (a web sign-in), so it runs in a GUI application; the others run
+    // without one, which spares them the platform plugin, fonts and theme.
+    bool opensWindows = false;
 };
 
 class TULOCommandRegistration
@@ -21,6 +24,8 @@ public:
 };
 
 const QList<TULOCommand> &TULORegisteredCommands();
+// The command called `name`, or null.
+const TULOCommand *TULOCommandNamed(QStringView name);
 
 // One clear line on stderr, "quillon <command>: <message>"; returns the exit code to use.
 int TULOCommandFail(const QString &command, const QString &message, int exitCode = 1);

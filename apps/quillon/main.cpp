@@ -18,30 +18,28 @@ static void printUsage(QTextStream &out)
     out << "\n'quillon <command> --help' describes a command's options.\n";
 }
 
-// `quillon`, `quillon --help`, `quillon --version` and `quillon <command> --help` only print:
-// they need no GUI application, whose platform plugin, fonts and theme cost more than the
-// printing. (An option's value may read "--help" too, so only these places count.)
-static bool onlyPrints(int argc, char **argv)
+// Only a command that may show a window (the Facebook sign-in) runs in a GUI application; the
+// others, and any command's --help, run without one: its platform plugin, fonts and theme cost
+// more than their work (the font database alone reads the whole font configuration when it is
+// destroyed).
+static bool needsWindows(int argc, char **argv)
 {
     if (argc < 2)
-        return true;
-    const std::string_view first(argv[1]);
-    if (first == "--help" || first == "-h" || first == "--version")
-        return true;
-    if (argc < 3)
         return false;
-    const std::string_view second(argv[2]);
-    return second == "--help" || second == "-h";
+    const TULOCommand *command = TULOCommandNamed(QString::fromLocal8Bit(argv[1]));
+    if (!command || !command->opensWindows)
+        return false;
+    const std::string_view second(argc < 3 ? "" : argv[2]);
+    return second != "--help" && second != "-h";
 }
 
 int main(int argc, char **argv)
 {
     std::unique_ptr<QCoreApplication> application;
-    if (onlyPrints(argc, argv)) {
+    if (!needsWindows(argc, argv)) {
         application = std::make_unique<QCoreApplication>(argc, argv);
     } else {
-        // Screens (the Facebook sign-in) need a GUI application; without a display the offscreen
-        // platform keeps everything else working.
+        // Without a display the offscreen platform keeps everything else working.
         if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
             && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "offscreen");

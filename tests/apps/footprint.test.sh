@@ -49,6 +49,8 @@ TLS="libqopensslbackend libqcertonlybackend"
 # Metadata removal (Exiv2) only with a photo, tag reading (TagLib) only with a song.
 PHOTO="libexiv2 libquillon-imagemetadata"
 TAGS="libtag libquillon-mediatags"
+# No window, so no GUI application and no platform plugin.
+GUI="libqoffscreen libqxcb libqwayland"
 ffmpeg -loglevel error -f lavfi -i "testsrc=size=64x48:rate=10" -frames:v 10 -c:v mpeg4 "$WORK/clip.mp4" \
     || fail "ffmpeg could not make the test video"
 ffmpeg -loglevel error -f lavfi -i "sine=frequency=440:duration=2" "$WORK/tone.wav" \
@@ -58,15 +60,15 @@ ffmpeg -loglevel error -f lavfi -i "testsrc=size=64x48" -frames:v 1 "$WORK/photo
 ffmpeg -loglevel error -f lavfi -i "sine=frequency=440:duration=1" -metadata title="A Tone" "$WORK/song.mp3" \
     || fail "ffmpeg could not make the test song"
 
-check_maps help "$WEB $FFMPEG $DEVICES $SOUND $PHOTO $TAGS" "" post --help
-check_maps dry-run "$WEB $FFMPEG $DEVICES $SOUND $TLS $PHOTO $TAGS" "" post --dry-run --text "Hello from the command line"
-check_maps dry-run-json "$WEB $FFMPEG $DEVICES $SOUND $TLS $PHOTO $TAGS" "" post --dry-run --json --text "Hello again"
+check_maps help "$GUI $WEB $FFMPEG $DEVICES $SOUND $PHOTO $TAGS" "" post --help
+check_maps dry-run "$GUI $WEB $FFMPEG $DEVICES $SOUND $TLS $PHOTO $TAGS" "" post --dry-run --text "Hello from the command line"
+check_maps dry-run-json "$GUI $WEB $FFMPEG $DEVICES $SOUND $TLS $PHOTO $TAGS" "" post --dry-run --json --text "Hello again"
 # A video's container lists its tracks, which is all a post needs to know of it.
-check_maps dry-run-video "$WEB $DEVICES $SOUND $FFMPEG $PHOTO $TAGS" "" post --dry-run --text "A clip" --attach "$WORK/clip.mp4"
+check_maps dry-run-video "$GUI $WEB $DEVICES $SOUND $FFMPEG $PHOTO $TAGS" "" post --dry-run --text "A clip" --attach "$WORK/clip.mp4"
 grep -q "video/mp4" "$WORK/out" || fail "dry-run-video: the clip was not taken for a video: $(cat "$WORK/out")"
-check_maps dry-run-photo "$WEB $DEVICES $SOUND $FFMPEG $TAGS" "$PHOTO" post --dry-run --text "A photo" --attach "$WORK/photo.jpg"
+check_maps dry-run-photo "$GUI $WEB $DEVICES $SOUND $FFMPEG $TAGS" "$PHOTO" post --dry-run --text "A photo" --attach "$WORK/photo.jpg"
 grep -q "image/jpeg" "$WORK/out" || fail "dry-run-photo: the photo was not attached: $(cat "$WORK/out")"
-check_maps dry-run-song "$WEB $DEVICES $PHOTO" "$TAGS" post --dry-run --text "A song" --attach "$WORK/song.mp3"
+check_maps dry-run-song "$GUI $WEB $DEVICES $PHOTO" "$TAGS" post --dry-run --text "A song" --attach "$WORK/song.mp3"
 grep -q "A Tone" "$WORK/out" || fail "dry-run-song: the song's title was not read: $(cat "$WORK/out")"
 # A recording fed from a file reads and writes sound, and touches no device.
 check_maps record-file "$WEB $DEVICES" "$SOUND" post --dry-run --text "A tone" --record 1 --capture-from "$WORK/tone.wav"
