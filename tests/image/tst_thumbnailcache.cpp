@@ -7,6 +7,7 @@
 #include <QImage>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QDeadlineTimer>
 #include <QTest>
 #include <QThread>
 #include <QThreadPool>
@@ -309,6 +310,39 @@ private Q_SLOTS:
         QVERIFY2(loader.pendingCount() > 0, "the loader finished too soon to tell");
         QCOMPARE(active, 0);
         QTRY_COMPARE(ready.size(), int(photos.size()));
+    }
+
+    // A repeat that comes after a worker took the file, made or not, must not make it twice.
+    void repeatWhileTheAnswerIsOnItsWayIsAnsweredOnce_data()
+    {
+        QTest::addColumn<bool>("prefetch");
+        QTest::newRow("request") << false;
+        QTest::newRow("prefetch") << true;
+    }
+    void repeatWhileTheAnswerIsOnItsWayIsAnsweredOnce()
+    {
+        QFETCH(bool, prefetch);
+        const QString photo = m_dir.filePath(QStringLiteral("on-its-way-%1.png").arg(QString::fromLatin1(QTest::currentDataTag())));
+        QVERIFY(writePhoto(photo, QSize(320, 240)));
+        TULOThumbnailLoader loader;
+        QSignalSpy ready(&loader, &TULOThumbnailLoader::thumbnailReady);
+        loader.requestThumbnail(photo);
+        // The worker is done and its answer queued; the event loop has not delivered it.
+        QDeadlineTimer deadline(20000);
+        while (loader.pendingCount() > 0 && !deadline.hasExpired())
+            QThread::msleep(1);
+        QCOMPARE(loader.pendingCount(), 0);
+        QCOMPARE(ready.size(), 0);
+        if (prefetch)
+            loader.prefetchThumbnail(photo);
+        else
+            loader.requestThumbnail(photo);
+        QTRY_COMPARE(ready.size(), 1);
+        QTest::qWait(100);
+        QCOMPARE(ready.size(), 1);
+        // Once delivered, a new request is a new one.
+        loader.requestThumbnail(photo);
+        QTRY_COMPARE(ready.size(), 2);
     }
 
     void loaderDeliversOnTheGuiThreadOncePerRequest()

@@ -14,6 +14,7 @@
 #include <QImageWriter>
 #include <QMimeDatabase>
 #include <QPointer>
+#include <QSet>
 #include <QStandardPaths>
 #include <QUrl>
 #include <QWaitCondition>
@@ -314,6 +315,8 @@ struct TULOThumbnailLoader::Shared {
     QMutex mutex;
     QWaitCondition idle;
     QList<Request> pending;
+    // Files taken by a worker whose answer is not delivered yet: their answer is coming.
+    QSet<QString> inFlight;
     int running[2] = {0, 0}; // workers for the cells shown, and for those ahead
     bool stopped = false;
 };
@@ -337,6 +340,8 @@ void TULOThumbnailLoader::requestThumbnail(const QString &filePath, TULOThumbnai
 {
     {
         QMutexLocker lock(&m_shared->mutex);
+        if (m_shared->inFlight.contains(filePath))
+            return;
         m_shared->pending.removeIf([&](const Request &request) { return request.filePath == filePath; });
         m_shared->pending.append(Request{filePath, size, modified, false});
     }
@@ -347,6 +352,8 @@ void TULOThumbnailLoader::prefetchThumbnail(const QString &filePath, TULOThumbna
 {
     {
         QMutexLocker lock(&m_shared->mutex);
+        if (m_shared->inFlight.contains(filePath))
+            return;
         for (const Request &request : std::as_const(m_shared->pending)) {
             if (request.filePath == filePath)
                 return;
@@ -416,12 +423,17 @@ void TULOThumbnailLoader::startWorker(bool ahead)
                 }
                 request = *next;
                 shared->pending.erase(std::next(next).base());
+                shared->inFlight.insert(request.filePath);
             }
             TULOError error;
             QImage image = cache.cachedThumbnail(request.filePath, request.size, request.modified);
             if (image.isNull())
                 image = cache.thumbnail(request.filePath, request.size, &error);
-            QMetaObject::invokeMethod(QCoreApplication::instance(), [loader, request, image, error] {
+            QMetaObject::invokeMethod(QCoreApplication::instance(), [shared, loader, request, image, error] {
+                {
+                    QMutexLocker deliveryLock(&shared->mutex);
+                    shared->inFlight.remove(request.filePath);
+                }
                 if (loader)
                     Q_EMIT loader->thumbnailReady(request.filePath, image, error);
             }, Qt::QueuedConnection);
