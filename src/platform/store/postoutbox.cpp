@@ -112,13 +112,6 @@ TULOPostOutbox::TULOPostOutbox(const QString &folder, QObject *parent)
         if (!m_refreshTimer->isActive())
             m_refreshTimer->start();
     });
-    if (QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
-        connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, this,
-            [this](QNetworkInformation::Reachability reachability) {
-                if (reachability == QNetworkInformation::Reachability::Online)
-                    resume(true);
-            });
-    }
     // The disk thread's first task; the destructor waits for it, so `this` outlives it.
     onDiskThread([this, folder = m_folder] {
         const QList<TULOPostOutboxEntry> found = readFolder(folder);
@@ -547,6 +540,25 @@ void TULOPostOutbox::scheduleTimer()
         m_timer->stop();
     else
         m_timer->start(int(delay));
+    if (earliest.isValid() && delay > 0)
+        watchReachability();
+}
+
+void TULOPostOutbox::watchReachability()
+{
+    // Coming back online ends every backoff at once. The backend, a plugin that asks the
+    // system's network service, is loaded only once a post waits out a backoff: a post that
+    // goes through at once (a command-line post above all) never needs it.
+    if (m_watchesReachability)
+        return;
+    m_watchesReachability = true;
+    if (QNetworkInformation::loadBackendByFeatures(QNetworkInformation::Feature::Reachability)) {
+        connect(QNetworkInformation::instance(), &QNetworkInformation::reachabilityChanged, this,
+            [this](QNetworkInformation::Reachability reachability) {
+                if (reachability == QNetworkInformation::Reachability::Online)
+                    resume(true);
+            });
+    }
 }
 
 TULOClientContext TULOPostOutbox::contextFor(const QUrl &bagURL)

@@ -143,6 +143,7 @@ private:
     void finishAttempt(const QString &key, TULOPostUpload *upload);
     void recordFailure(const QString &key, const TULOError &error, bool retryable);
     void scheduleTimer();
+    void watchReachability();
     void insert(const TULOPostOutboxEntry &entry);
     void remove(const QString &key);
     void unlock(const QString &key);
@@ -168,6 +169,7 @@ private:
     int m_longestDelay = 5 * 60 * 1000;
     int m_maximumUploads = 2;
     bool m_requestedOnly = false;
+    bool m_watchesReachability = false;
     QSet<QString> m_requested; // passed to retry()
     bool m_ready = false;
     // Asked for before the folder was read, done once it is.
