@@ -20,6 +20,15 @@ class TestVideoFrameSource : public QObject
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
+    // The index of the last of `frameTimes` at or before `t`.
+    static qsizetype frameIndexAt(const QList<double> &frameTimes, double t)
+    {
+        qsizetype index = 0;
+        while (index + 1 < frameTimes.size() && frameTimes[index + 1] <= t + 1e-6)
+            ++index;
+        return index;
+    }
+
     void make(const QString &name, const QStringList &codec, double seconds = 3.0, int rate = 25,
               const QString &size = QStringLiteral("160x120"))
     {
@@ -96,9 +105,7 @@ private Q_SLOTS:
         TULOError error;
         QVERIFY2(source.open(&error), qPrintable(error.localizedDescription()));
         for (double t : times) {
-            qsizetype index = 0;
-            while (index + 1 < frameTimes.size() && frameTimes[index + 1] <= t + 1e-6)
-                ++index;
+            const qsizetype index = frameIndexAt(frameTimes, t);
             const QImage frame = source.frameAtTime(t, {}, &error);
             QVERIFY2(!frame.isNull(), qPrintable(error.localizedDescription()));
             QCOMPARE(frame.size(), source.displaySize());
@@ -144,12 +151,7 @@ private Q_SLOTS:
         QFETCH(bool, near);
         const QString video = path(file);
         const QList<double> frameTimes = TULOFFprobeFrameTimes(video);
-        const auto frameTimeAt = [&](double t) {
-            qsizetype index = 0;
-            while (index + 1 < frameTimes.size() && frameTimes[index + 1] <= t + 1e-6)
-                ++index;
-            return frameTimes[index];
-        };
+        const auto frameTimeAt = [&](double t) { return frameTimes[frameIndexAt(frameTimes, t)]; };
         TULOVideoFrameSource source(video);
         QVERIFY(source.open());
         QVERIFY(!source.frameAtTime(first, QSize(80, 80)).isNull());
