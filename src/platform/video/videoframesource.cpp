@@ -36,6 +36,37 @@ int64_t framePts(const AVFrame *frame)
     return frame->pts;
 }
 
+// Whether an H.264 packet (NAL units after `lengthSize`-byte lengths) holds only pictures no
+// other picture refers to, and nothing else the decoder keeps (no SEI): leaving it out changes
+// no other frame. Anything that does not parse cleanly counts as referenced.
+bool isUnreferencedH264Packet(const AVPacket *packet, int lengthSize)
+{
+    const uint8_t *data = packet->data;
+    int left = packet->size;
+    bool picture = false;
+    while (left > lengthSize) {
+        uint32_t length = 0;
+        for (int i = 0; i < lengthSize; ++i)
+            length = (length << 8) | data[i];
+        data += lengthSize;
+        left -= lengthSize;
+        if (length == 0 || length > uint32_t(left))
+            return false;
+        const int type = data[0] & 0x1f;
+        const int referenceIdc = (data[0] >> 5) & 3;
+        if (type == 6)
+            return false; // SEI
+        if (type >= 1 && type <= 5) {
+            if (referenceIdc != 0)
+                return false;
+            picture = true;
+        }
+        data += length;
+        left -= int(length);
+    }
+    return picture && left == 0;
+}
+
 // Clockwise degrees the frame must turn to stand upright, snapped to quarter turns.
 int rotationOfStream(const AVStream *stream)
 {
@@ -100,6 +131,8 @@ struct TULOVideoFrameSource::Private
     double duration = 0.0;
     double frameRate = 0.0;
     int64_t startPts = 0;
+    // H.264 stored with NAL unit lengths (MP4, MOV, Matroska): their size in bytes, else 0.
+    int nalLengthSize = 0;
 
     ~Private()
     {
@@ -309,6 +342,10 @@ struct TULOVideoFrameSource::Private
                 until = std::min(until, run[i]->pts);
 
         for (std::size_t i = 0; i <= answer; ++i) {
+            // Packets nothing refers to stay out of the decoder entirely: handed to it only to
+            // be skipped, each would still hold a frame thread and stall the ones that count.
+            if (i != answer && nalLengthSize > 0 && isUnreferencedH264Packet(run[i], nalLengthSize))
+                continue;
             if (cancelCheck && cancelCheck()) {
                 dropRun();
                 resetPosition();
@@ -496,6 +533,9 @@ bool TULOVideoFrameSource::open(TULOError *error)
                                        QStringLiteral("The video's format cannot be decoded."), m_filePath, result));
         return false;
     }
+    const AVCodecParameters *parameters = p->stream->codecpar;
+    if (parameters->codec_id == AV_CODEC_ID_H264 && parameters->extradata_size >= 7 && parameters->extradata[0] == 1)
+        p->nalLengthSize = (parameters->extradata[4] & 3) + 1;
     p->packet = av_packet_alloc();
     p->decoded = av_frame_alloc();
     p->kept = av_frame_alloc();
