@@ -305,6 +305,10 @@ struct TULOVideoFrameSource::Private
         // Times guessed by the demuxer (some containers store none) may lag a little: a few
         // more packets settle the answer.
         int pastTarget = 0;
+        // A long run (a stream with few key frames) is decoded as it is read instead: its
+        // packets would take too much memory.
+        constexpr int64_t RunBytesLimit = 64 * 1024 * 1024;
+        int64_t runBytes = 0;
         const int64_t giveUpAfter = target + int64_t(1.0 / timeBase());
         bool atEnd = false;
         while (pastTarget < 4) {
@@ -316,7 +320,9 @@ struct TULOVideoFrameSource::Private
                 av_packet_unref(packet);
                 continue;
             }
-            if (packet->pts == AV_NOPTS_VALUE || (packet->dts == AV_NOPTS_VALUE && packet->pts > giveUpAfter)) {
+            runBytes += packet->size;
+            if (packet->pts == AV_NOPTS_VALUE || (packet->dts == AV_NOPTS_VALUE && packet->pts > giveUpAfter)
+                || runBytes > RunBytesLimit) {
                 av_packet_unref(packet);
                 dropRun();
                 return Outcome::Unsure;
