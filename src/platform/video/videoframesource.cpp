@@ -36,30 +36,64 @@ int64_t framePts(const AVFrame *frame)
     return frame->pts;
 }
 
-// Whether an H.264 packet (NAL units after `lengthSize`-byte lengths) holds only pictures no
-// other picture refers to, and nothing else the decoder keeps (no SEI): leaving it out changes
-// no other frame. Anything that does not parse cleanly counts as referenced.
-bool isUnreferencedH264Packet(const AVPacket *packet, int lengthSize)
+// How packets of a stream stored with NAL unit lengths (H.264 and HEVC in MP4, MOV, Matroska)
+// tell which pictures no other picture refers to.
+struct NalLayout
 {
+    AVCodecID codec = AV_CODEC_ID_NONE; // NONE: not such a stream
+    int lengthSize = 0;
+    int topTemporalId = 0; // HEVC: pictures of lower sub-layers may be referred to from above
+};
+
+NalLayout nalLayoutOf(const AVCodecParameters *parameters)
+{
+    const uint8_t *extra = parameters->extradata;
+    if (parameters->codec_id == AV_CODEC_ID_H264 && parameters->extradata_size >= 7 && extra[0] == 1)
+        return {AV_CODEC_ID_H264, (extra[4] & 3) + 1, 0};
+    if (parameters->codec_id == AV_CODEC_ID_HEVC && parameters->extradata_size >= 23 && extra[0] == 1
+        && (extra[21] >> 3) & 7)
+        return {AV_CODEC_ID_HEVC, (extra[21] & 3) + 1, ((extra[21] >> 3) & 7) - 1};
+    return {};
+}
+
+// Whether a packet holds only pictures no other picture refers to, and nothing else the
+// decoder keeps (no SEI): leaving it out changes no other frame. Anything that does not parse
+// cleanly counts as referenced.
+bool isUnreferencedPacket(const AVPacket *packet, const NalLayout &layout)
+{
+    if (layout.codec == AV_CODEC_ID_NONE)
+        return false;
     const uint8_t *data = packet->data;
     int left = packet->size;
     bool picture = false;
-    while (left > lengthSize) {
+    while (left > layout.lengthSize) {
         uint32_t length = 0;
-        for (int i = 0; i < lengthSize; ++i)
+        for (int i = 0; i < layout.lengthSize; ++i)
             length = (length << 8) | data[i];
-        data += lengthSize;
-        left -= lengthSize;
-        if (length == 0 || length > uint32_t(left))
+        data += layout.lengthSize;
+        left -= layout.lengthSize;
+        if (length < 2 || length > uint32_t(left))
             return false;
-        const int type = data[0] & 0x1f;
-        const int referenceIdc = (data[0] >> 5) & 3;
-        if (type == 6)
-            return false; // SEI
-        if (type >= 1 && type <= 5) {
-            if (referenceIdc != 0)
-                return false;
-            picture = true;
+        if (layout.codec == AV_CODEC_ID_H264) {
+            const int type = data[0] & 0x1f;
+            if (type == 6)
+                return false; // SEI
+            if (type >= 1 && type <= 5) {
+                if ((data[0] >> 5) & 3)
+                    return false; // nal_ref_idc
+                picture = true;
+            }
+        } else {
+            const int type = (data[0] >> 1) & 0x3f;
+            const int temporalId = (data[1] & 7) - 1;
+            if (type == 39 || type == 40)
+                return false; // SEI
+            if (type < 32) {
+                // Sub-layer non-reference pictures (even types up to 14) of the top sub-layer.
+                if (type > 14 || type % 2 != 0 || temporalId != layout.topTemporalId)
+                    return false;
+                picture = true;
+            }
         }
         data += length;
         left -= int(length);
@@ -131,8 +165,7 @@ struct TULOVideoFrameSource::Private
     double duration = 0.0;
     double frameRate = 0.0;
     int64_t startPts = 0;
-    // H.264 stored with NAL unit lengths (MP4, MOV, Matroska): their size in bytes, else 0.
-    int nalLengthSize = 0;
+    NalLayout nalLayout;
 
     ~Private()
     {
@@ -350,7 +383,7 @@ struct TULOVideoFrameSource::Private
         for (std::size_t i = 0; i <= answer; ++i) {
             // Packets nothing refers to stay out of the decoder entirely: handed to it only to
             // be skipped, each would still hold a frame thread and stall the ones that count.
-            if (i != answer && nalLengthSize > 0 && isUnreferencedH264Packet(run[i], nalLengthSize))
+            if (i != answer && isUnreferencedPacket(run[i], nalLayout))
                 continue;
             if (cancelCheck && cancelCheck()) {
                 dropRun();
@@ -539,9 +572,7 @@ bool TULOVideoFrameSource::open(TULOError *error)
                                        QStringLiteral("The video's format cannot be decoded."), m_filePath, result));
         return false;
     }
-    const AVCodecParameters *parameters = p->stream->codecpar;
-    if (parameters->codec_id == AV_CODEC_ID_H264 && parameters->extradata_size >= 7 && parameters->extradata[0] == 1)
-        p->nalLengthSize = (parameters->extradata[4] & 3) + 1;
+    p->nalLayout = nalLayoutOf(p->stream->codecpar);
     p->packet = av_packet_alloc();
     p->decoded = av_frame_alloc();
     p->kept = av_frame_alloc();
