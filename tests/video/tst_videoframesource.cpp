@@ -162,6 +162,39 @@ private Q_SLOTS:
         QVERIFY(TULOImageDifference(frame, TULOFFmpegFrameAt(video, frameTimeAt(then))) < 6.0);
     }
 
+    // While scrubbing, a later time in the same run of frames follows on without a seek, and
+    // every frame is still the exact one.
+    void scrubbingFollowsOn_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QList<double>>("times");
+        QTest::addColumn<QList<bool>>("near");
+        QTest::newRow("forward in one run, then into the next")
+            << "h264.mp4" << QList<double>{0.5, 0.6, 0.68, 0.84, 1.0} << QList<bool>{false, true, true, true, false};
+        QTest::newRow("forward through B frames built on one another")
+            << "pyramid.mp4" << QList<double>{1.0, 1.04, 1.08, 1.13, 1.2} << QList<bool>{false, true, true, true, true};
+        QTest::newRow("backward") << "h264.mp4" << QList<double>{0.9, 0.5} << QList<bool>{false, false};
+    }
+    void scrubbingFollowsOn()
+    {
+        QFETCH(QString, file);
+        QFETCH(QList<double>, times);
+        QFETCH(QList<bool>, near);
+        const QString video = path(file);
+        const QList<double> frameTimes = TULOFFprobeFrameTimes(video);
+        TULOVideoFrameSource source(video);
+        QVERIFY(source.open());
+        source.setScrubbing(true);
+        for (qsizetype i = 0; i < times.size(); ++i) {
+            QVERIFY2(source.isNearDecodePosition(times[i]) == near[i], qPrintable(QStringLiteral("at %1").arg(times[i])));
+            const QImage frame = source.frameAtTime(times[i], QSize(80, 80));
+            const double expected = frameTimes[frameIndexAt(frameTimes, times[i])];
+            QCOMPARE(source.lastFrameTime(), expected);
+            QVERIFY(TULOImageDifference(frame, TULOFFmpegFrameAt(video, expected).scaled(frame.size(), Qt::IgnoreAspectRatio,
+                                                                                       Qt::SmoothTransformation)) < 12.0);
+        }
+    }
+
     // A request cancelled at any point leaves the source right for the next one.
     void cancelledRequest_data()
     {

@@ -159,6 +159,7 @@ struct TULOVideoFrameSource::Private
     std::vector<AVPacket *> run;
     std::function<bool()> cancelCheck;
     bool cancelled = false;
+    bool scrubbing = false;
 
     int rotation = 0;
     QSize displaySize;
@@ -289,7 +290,7 @@ struct TULOVideoFrameSource::Private
             return decodeRun(target, true);
         if (holdsAnswerFor(target))
             return true;
-        if (!canContinueTo(target)) {
+        if (!scrubbing && !canContinueTo(target)) {
             switch (decodeFromSeek(target)) {
             case Outcome::Done:
                 return true;
@@ -621,6 +622,12 @@ void TULOVideoFrameSource::setCancellationCheck(std::function<bool()> check)
 {
     if (d)
         d->cancelCheck = std::move(check);
+}
+
+void TULOVideoFrameSource::setScrubbing(bool scrubbing)
+{
+    if (d)
+        d->scrubbing = scrubbing;
 }
 
 bool TULOVideoFrameSource::isNearDecodePosition(double seconds) const

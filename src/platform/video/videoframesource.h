@@ -57,6 +57,10 @@ public:
     // Asked between decoded frames (after open()); true abandons the request with
     // TULOVideoErrorCancelled.
     void setCancellationCheck(std::function<bool()> check);
+    // While scrubbing, requests come in quick succession, mostly a little apart: each keeps
+    // the decoder going a few frames past its frame, so that the next one can follow on from
+    // there without a seek. Otherwise (the default) a request decodes only what its frame needs.
+    void setScrubbing(bool scrubbing);
     // Whether the frame at `seconds` needs no seek: the one returned last, or one that follows
     // on from it.
     bool isNearDecodePosition(double seconds) const;

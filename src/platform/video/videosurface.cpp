@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <chrono>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -14,6 +15,9 @@
 #include <thread>
 
 namespace {
+// Seeks closer together than this are a moving thumb: the decoder keeps going past each frame
+// so that the next seek can follow on.
+constexpr auto TULOScrubInterval = std::chrono::milliseconds(150);
 // Key frames for a moving thumb are a glance, not a cover: small, and few enough that a long
 // video costs some 25 MB and a second or two of decoding ahead.
 constexpr QSize TULOKeyFrameBox(400, 400);
@@ -64,6 +68,8 @@ struct TULOVideoSurface::Worker : std::enable_shared_from_this<TULOVideoSurface:
     quint64 generation = 0;
     // While an exact frame decodes, decoding ahead leaves the cores to it.
     bool decodingExact = false;
+    bool scrubbing = false;
+    std::chrono::steady_clock::time_point lastRequest;
     // Bumped by every request, so a decode under way can see that it is stale.
     std::atomic<quint64> serial = 0;
     // The file open now; key frames of an earlier one are dropped.
@@ -216,10 +222,12 @@ struct TULOVideoSurface::Worker : std::enable_shared_from_this<TULOVideoSurface:
             const QSize size = maxSize;
             const quint64 request = generation;
             const quint64 mySerial = serial;
+            const bool moving = scrubbing;
             lock.unlock();
             if (!source)
                 continue;
             source->setCancellationCheck([this, mySerial] { return serial != mySerial; });
+            source->setScrubbing(moving);
             if (!source->isNearDecodePosition(t)) {
                 // The main thread showed the key frame already when it was decoded before.
                 const double keyTime = source->keyFrameTime(t);
@@ -333,6 +341,9 @@ void TULOVideoSurface::requestFrame()
     const QSize pixels = logical * devicePixelRatioF();
     {
         std::lock_guard lock(m_worker->mutex);
+        const auto now = std::chrono::steady_clock::now();
+        m_worker->scrubbing = now - m_worker->lastRequest < TULOScrubInterval;
+        m_worker->lastRequest = now;
         m_worker->hasRequest = true;
         m_worker->time = m_currentTime;
         m_worker->maxSize = pixels;
