@@ -20,6 +20,15 @@ class TestVideoFrameSource : public QObject
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
+    // The index of the last of `frameTimes` at or before `t`.
+    static qsizetype frameIndexAt(const QList<double> &frameTimes, double t)
+    {
+        qsizetype index = 0;
+        while (index + 1 < frameTimes.size() && frameTimes[index + 1] <= t + 1e-6)
+            ++index;
+        return index;
+    }
+
     void make(const QString &name, const QStringList &codec, double seconds = 3.0, int rate = 25,
               const QString &size = QStringLiteral("160x120"))
     {
@@ -36,6 +45,13 @@ private Q_SLOTS:
                                QStringLiteral("-bf"), QStringLiteral("2")};
         make(QStringLiteral("h264.mp4"), x264);
         make(QStringLiteral("h264.mov"), x264, 2.0, 30);
+        // Runs of three B frames whose middle one the others refer to: frames that are, and
+        // frames that are not, built on by others, on both sides of every time.
+        make(QStringLiteral("pyramid.mp4"), {QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
+                                             QStringLiteral("veryfast"), QStringLiteral("-g"), QStringLiteral("24"),
+                                             QStringLiteral("-bf"), QStringLiteral("3"), QStringLiteral("-b_strategy"),
+                                             QStringLiteral("0"), QStringLiteral("-x264-params"),
+                                             QStringLiteral("b-pyramid=normal")}, 2.0);
         make(QStringLiteral("hevc.mkv"), {QStringLiteral("-c:v"), QStringLiteral("libx265"), QStringLiteral("-preset"),
                                           QStringLiteral("ultrafast"), QStringLiteral("-x265-params"),
                                           QStringLiteral("keyint=12:log-level=error")});
@@ -66,6 +82,8 @@ private Q_SLOTS:
         QTest::newRow("h264 mp4, on frame times") << "h264.mp4" << QList<double>{1.0, 0.48, 2.96, 0.0};
         QTest::newRow("h264 mp4, between frames") << "h264.mp4" << QList<double>{1.02, 0.5, 2.019};
         QTest::newRow("h264 mp4, forward then back") << "h264.mp4" << QList<double>{0.4, 0.44, 0.52, 1.9, 0.12, 0.16};
+        QTest::newRow("h264 with a pyramid of B frames, a run frame by frame")
+            << "pyramid.mp4" << QList<double>{1.12, 1.0, 1.04, 1.08, 1.16, 1.2, 1.24, 1.28, 0.97, 1.3};
         QTest::newRow("h264 mov at 30 fps") << "h264.mov" << QList<double>{1.0, 1.5, 0.7};
         QTest::newRow("hevc mkv") << "hevc.mkv" << QList<double>{1.2, 0.52, 2.5};
         QTest::newRow("vp9 webm") << "vp9.webm" << QList<double>{1.2, 0.52, 2.5, 2.54};
@@ -87,9 +105,7 @@ private Q_SLOTS:
         TULOError error;
         QVERIFY2(source.open(&error), qPrintable(error.localizedDescription()));
         for (double t : times) {
-            qsizetype index = 0;
-            while (index + 1 < frameTimes.size() && frameTimes[index + 1] <= t + 1e-6)
-                ++index;
+            const qsizetype index = frameIndexAt(frameTimes, t);
             const QImage frame = source.frameAtTime(t, {}, &error);
             QVERIFY2(!frame.isNull(), qPrintable(error.localizedDescription()));
             QCOMPARE(frame.size(), source.displaySize());
@@ -107,6 +123,107 @@ private Q_SLOTS:
                          qPrintable(QStringLiteral("t %1: as close to frame %2 (%3 vs %4)")
                                         .arg(t).arg(neighbour).arg(other).arg(difference)));
             }
+        }
+    }
+
+    // A frame returned stands for the times up to the next frame without another decode, and
+    // for no others.
+    void heldFrameAnswersOnlyUpToTheNextFrame_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<double>("first");
+        QTest::addColumn<double>("then");
+        QTest::addColumn<bool>("near");
+        QTest::newRow("the same time") << "h264.mp4" << 1.02 << 1.02 << true;
+        QTest::newRow("the frame's own time") << "h264.mp4" << 1.02 << 1.0 << true;
+        QTest::newRow("just before the next frame") << "h264.mp4" << 1.02 << 1.039 << true;
+        QTest::newRow("the next frame") << "h264.mp4" << 1.02 << 1.04 << false;
+        QTest::newRow("the frame before") << "h264.mp4" << 1.02 << 0.99 << false;
+        QTest::newRow("a B frame, then the frame after it") << "pyramid.mp4" << 1.05 << 1.08 << false;
+        QTest::newRow("inside a gap of a variable rate") << "vfr.mkv" << 0.79 << 1.1 << true;
+        QTest::newRow("the last frame, past the end") << "h264.mp4" << 2.97 << 10.0 << true;
+    }
+    void heldFrameAnswersOnlyUpToTheNextFrame()
+    {
+        QFETCH(QString, file);
+        QFETCH(double, first);
+        QFETCH(double, then);
+        QFETCH(bool, near);
+        const QString video = path(file);
+        const QList<double> frameTimes = TULOFFprobeFrameTimes(video);
+        const auto frameTimeAt = [&](double t) { return frameTimes[frameIndexAt(frameTimes, t)]; };
+        TULOVideoFrameSource source(video);
+        QVERIFY(source.open());
+        QVERIFY(!source.frameAtTime(first, QSize(80, 80)).isNull());
+        QCOMPARE(source.lastFrameTime(), frameTimeAt(first));
+        QCOMPARE(source.isNearDecodePosition(then), near);
+        const QImage frame = source.frameAtTime(then);
+        QCOMPARE(source.lastFrameTime(), frameTimeAt(then));
+        QVERIFY(TULOImageDifference(frame, TULOFFmpegFrameAt(video, frameTimeAt(then))) < 6.0);
+    }
+
+    // While scrubbing, a later time in the same run of frames follows on without a seek, and
+    // every frame is still the exact one.
+    void scrubbingFollowsOn_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QList<double>>("times");
+        QTest::addColumn<QList<bool>>("near");
+        QTest::newRow("forward in one run, then into the next")
+            << "h264.mp4" << QList<double>{0.5, 0.6, 0.68, 0.84, 1.0} << QList<bool>{false, true, true, true, false};
+        QTest::newRow("forward through B frames built on one another")
+            << "pyramid.mp4" << QList<double>{1.0, 1.04, 1.08, 1.13, 1.2} << QList<bool>{false, true, true, true, true};
+        QTest::newRow("backward") << "h264.mp4" << QList<double>{0.9, 0.5} << QList<bool>{false, false};
+    }
+    void scrubbingFollowsOn()
+    {
+        QFETCH(QString, file);
+        QFETCH(QList<double>, times);
+        QFETCH(QList<bool>, near);
+        const QString video = path(file);
+        const QList<double> frameTimes = TULOFFprobeFrameTimes(video);
+        TULOVideoFrameSource source(video);
+        QVERIFY(source.open());
+        source.setScrubbing(true);
+        for (qsizetype i = 0; i < times.size(); ++i) {
+            QVERIFY2(source.isNearDecodePosition(times[i]) == near[i], qPrintable(QStringLiteral("at %1").arg(times[i])));
+            const QImage frame = source.frameAtTime(times[i], QSize(80, 80));
+            const double expected = frameTimes[frameIndexAt(frameTimes, times[i])];
+            QCOMPARE(source.lastFrameTime(), expected);
+            QVERIFY(TULOImageDifference(frame, TULOFFmpegFrameAt(video, expected).scaled(frame.size(), Qt::IgnoreAspectRatio,
+                                                                                       Qt::SmoothTransformation)) < 12.0);
+        }
+    }
+
+    // A request cancelled at any point leaves the source right for the next one.
+    void cancelledRequest_data()
+    {
+        QTest::addColumn<int>("checksBeforeCancel");
+        QTest::addColumn<bool>("cancelled");
+        QTest::newRow("at once") << 0 << true;
+        QTest::newRow("halfway through the run") << 3 << true;
+        QTest::newRow("never") << 1000 << false;
+    }
+    void cancelledRequest()
+    {
+        QFETCH(int, checksBeforeCancel);
+        QFETCH(bool, cancelled);
+        const QString video = path(QStringLiteral("h264.mp4"));
+        TULOVideoFrameSource source(video);
+        QVERIFY(source.open());
+        int checks = 0;
+        source.setCancellationCheck([&] { return checks++ >= checksBeforeCancel; });
+        TULOError error;
+        // Frame 10 of a run of 12: a key frame and several frames to decode before it.
+        const QImage frame = source.frameAtTime(0.4, {}, &error);
+        QCOMPARE(frame.isNull(), cancelled);
+        QCOMPARE(error.is(TULOVideoErrorDomain, TULOVideoErrorCancelled), cancelled);
+        QVERIFY(checks > checksBeforeCancel || !cancelled);
+        source.setCancellationCheck({});
+        for (double t : {0.4, 0.44}) {
+            const QImage next = source.frameAtTime(t);
+            QCOMPARE(source.lastFrameTime(), t);
+            QVERIFY(TULOImageDifference(next, TULOFFmpegFrameAt(video, t)) < 6.0);
         }
     }
 

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <functional>
+#include <vector>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -33,6 +34,71 @@ int64_t framePts(const AVFrame *frame)
     if (frame->best_effort_timestamp != AV_NOPTS_VALUE)
         return frame->best_effort_timestamp;
     return frame->pts;
+}
+
+// How packets of a stream stored with NAL unit lengths (H.264 and HEVC in MP4, MOV, Matroska)
+// tell which pictures no other picture refers to.
+struct NalLayout
+{
+    AVCodecID codec = AV_CODEC_ID_NONE; // NONE: not such a stream
+    int lengthSize = 0;
+    int topTemporalId = 0; // HEVC: pictures of lower sub-layers may be referred to from above
+};
+
+NalLayout nalLayoutOf(const AVCodecParameters *parameters)
+{
+    const uint8_t *extra = parameters->extradata;
+    if (parameters->codec_id == AV_CODEC_ID_H264 && parameters->extradata_size >= 7 && extra[0] == 1)
+        return {AV_CODEC_ID_H264, (extra[4] & 3) + 1, 0};
+    if (parameters->codec_id == AV_CODEC_ID_HEVC && parameters->extradata_size >= 23 && extra[0] == 1
+        && (extra[21] >> 3) & 7)
+        return {AV_CODEC_ID_HEVC, (extra[21] & 3) + 1, ((extra[21] >> 3) & 7) - 1};
+    return {};
+}
+
+// Whether a packet holds only pictures no other picture refers to, and nothing else the
+// decoder keeps (no SEI): leaving it out changes no other frame. Anything that does not parse
+// cleanly counts as referenced.
+bool isUnreferencedPacket(const AVPacket *packet, const NalLayout &layout)
+{
+    if (layout.codec == AV_CODEC_ID_NONE)
+        return false;
+    const uint8_t *data = packet->data;
+    int left = packet->size;
+    bool picture = false;
+    while (left > layout.lengthSize) {
+        uint32_t length = 0;
+        for (int i = 0; i < layout.lengthSize; ++i)
+            length = (length << 8) | data[i];
+        data += layout.lengthSize;
+        left -= layout.lengthSize;
+        if (length < 2 || length > uint32_t(left))
+            return false;
+        if (layout.codec == AV_CODEC_ID_H264) {
+            const int type = data[0] & 0x1f;
+            if (type == 6)
+                return false; // SEI
+            if (type >= 1 && type <= 5) {
+                if ((data[0] >> 5) & 3)
+                    return false; // nal_ref_idc
+                picture = true;
+            }
+        } else {
+            const int type = (data[0] >> 1) & 0x3f;
+            const int temporalId = (data[1] & 7) - 1;
+            if (type == 39 || type == 40)
+                return false; // SEI
+            if (type < 32) {
+                // Sub-layer non-reference pictures (even types up to 14) of the top sub-layer.
+                if (type > 14 || type % 2 != 0 || temporalId != layout.topTemporalId)
+                    return false;
+                picture = true;
+            }
+        }
+        data += length;
+        left -= int(length);
+    }
+    return picture && left == 0;
 }
 
 // Clockwise degrees the frame must turn to stand upright, snapped to quarter turns.
@@ -85,14 +151,22 @@ struct TULOVideoFrameSource::Private
     // Frames of packets before this time are not needed for the answer: non-reference ones
     // are not decoded at all (AV_NOPTS_VALUE: decode everything).
     int64_t skipBefore = AV_NOPTS_VALUE;
+    // After a request that read ahead: `kept` stays the answer for times before this one (the
+    // next frame's time, or a bound below it), so asking again, e.g. at another size, decodes
+    // nothing.
+    int64_t keptUntil = AV_NOPTS_VALUE;
+    // The packets from a seek to just past the time asked for; kept to reuse their storage.
+    std::vector<AVPacket *> run;
     std::function<bool()> cancelCheck;
     bool cancelled = false;
+    bool scrubbing = false;
 
     int rotation = 0;
     QSize displaySize;
     double duration = 0.0;
     double frameRate = 0.0;
     int64_t startPts = 0;
+    NalLayout nalLayout;
 
     ~Private()
     {
@@ -101,6 +175,8 @@ struct TULOVideoFrameSource::Private
         av_frame_free(&pending);
         av_frame_free(&kept);
         av_frame_free(&decoded);
+        for (AVPacket *queued : run)
+            av_packet_free(&queued);
         av_packet_free(&packet);
         avcodec_free_context(&codec);
         avformat_close_input(&format);
@@ -119,6 +195,7 @@ struct TULOVideoFrameSource::Private
         av_frame_unref(kept);
         av_frame_unref(pending);
         positionValid = false;
+        keptUntil = AV_NOPTS_VALUE;
         continuable = true;
         endOfStream = false;
         flushing = false;
@@ -211,6 +288,18 @@ struct TULOVideoFrameSource::Private
         cancelled = false;
         if (keyFrameOnly)
             return decodeRun(target, true);
+        if (holdsAnswerFor(target))
+            return true;
+        if (!scrubbing && !canContinueTo(target)) {
+            switch (decodeFromSeek(target)) {
+            case Outcome::Done:
+                return true;
+            case Outcome::Cancelled:
+                return false;
+            case Outcome::Unsure:
+                break;
+            }
+        }
         // Skipping is safe while frames keep coming closer than the margin; after a gap in a
         // variable-rate stream the answer may have been skipped, so decode that run in full.
         // Three frames of the stream's rate (a quarter second at most): every frame skipped is
@@ -225,6 +314,122 @@ struct TULOVideoFrameSource::Private
             return decodeRun(target, false);
         }
         return ok;
+    }
+
+    bool holdsAnswerFor(int64_t target) const
+    {
+        return positionValid && kept->buf[0] && keptUntil != AV_NOPTS_VALUE && framePts(kept) <= target
+               && target < keptUntil;
+    }
+
+    enum class Outcome { Done, Cancelled, Unsure };
+
+    // The answer from the packets themselves: after a seek, the packets are read (not decoded)
+    // up to the first whose decoding time is past `target`; no later packet can show earlier.
+    // Their times name the answer, so only it and the frames it may refer to are decoded: the
+    // frames before it that others refer to, never the frames after it in decoding order. A
+    // drain then hands it out without decoding further frames to push it through. Unsure when
+    // the container gives no decoding times, or the seek lands after the time: the caller
+    // decodes forward frame by frame instead.
+    Outcome decodeFromSeek(int64_t target)
+    {
+        if (!seekTo(target))
+            return Outcome::Unsure;
+        std::size_t count = 0;
+        // Times guessed by the demuxer (some containers store none) may lag a little: a few
+        // more packets settle the answer.
+        int pastTarget = 0;
+        // A long run (a stream with few key frames) is decoded as it is read instead: its
+        // packets would take too much memory.
+        constexpr int64_t RunBytesLimit = 64 * 1024 * 1024;
+        int64_t runBytes = 0;
+        const int64_t giveUpAfter = target + int64_t(1.0 / timeBase());
+        bool atEnd = false;
+        while (pastTarget < 4) {
+            if (av_read_frame(format, packet) < 0) {
+                atEnd = true;
+                break;
+            }
+            if (packet->stream_index != stream->index) {
+                av_packet_unref(packet);
+                continue;
+            }
+            runBytes += packet->size;
+            if (packet->pts == AV_NOPTS_VALUE || (packet->dts == AV_NOPTS_VALUE && packet->pts > giveUpAfter)
+                || runBytes > RunBytesLimit) {
+                av_packet_unref(packet);
+                dropRun();
+                return Outcome::Unsure;
+            }
+            if (packet->dts != AV_NOPTS_VALUE && packet->dts > target)
+                ++pastTarget;
+            if (count == run.size())
+                run.push_back(av_packet_alloc());
+            av_packet_move_ref(run[count++], packet);
+        }
+        std::size_t answer = count;
+        for (std::size_t i = 0; i < count; ++i)
+            if (run[i]->pts <= target && (answer == count || run[i]->pts > run[answer]->pts))
+                answer = i;
+        if (answer == count) {
+            dropRun();
+            return Outcome::Unsure; // the stream starts later, or the seek went too far
+        }
+        const int64_t answerPts = run[answer]->pts;
+        int64_t until = atEnd || run[count - 1]->dts == AV_NOPTS_VALUE ? INT64_MAX : run[count - 1]->dts;
+        for (std::size_t i = 0; i < count; ++i)
+            if (run[i]->pts > answerPts)
+                until = std::min(until, run[i]->pts);
+
+        for (std::size_t i = 0; i <= answer; ++i) {
+            // Packets nothing refers to stay out of the decoder entirely: handed to it only to
+            // be skipped, each would still hold a frame thread and stall the ones that count.
+            if (i != answer && isUnreferencedPacket(run[i], nalLayout))
+                continue;
+            if (cancelCheck && cancelCheck()) {
+                dropRun();
+                resetPosition();
+                avcodec_flush_buffers(codec);
+                cancelled = true;
+                return Outcome::Cancelled;
+            }
+            codec->skip_frame = i == answer ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
+            avcodec_send_packet(codec, run[i]);
+            receiveUpTo(target);
+        }
+        dropRun();
+        codec->skip_frame = AVDISCARD_DEFAULT;
+        avcodec_send_packet(codec, nullptr);
+        receiveUpTo(target);
+        avcodec_flush_buffers(codec);
+        // The decoder was drained: the next request seeks.
+        continuable = false;
+        // Not the frame the packets name (it did not decode, e.g. one that needs frames from
+        // before the seek): decoding forward decides.
+        if (!kept->buf[0] || framePts(kept) != answerPts)
+            return Outcome::Unsure;
+        positionValid = true;
+        keptUntil = until;
+        return Outcome::Done;
+    }
+
+    void dropRun()
+    {
+        for (AVPacket *queued : run)
+            av_packet_unref(queued);
+    }
+
+    // Keeps in `kept` the latest frame out of the decoder at or before `target`.
+    void receiveUpTo(int64_t target)
+    {
+        while (avcodec_receive_frame(codec, decoded) == 0) {
+            if (framePts(decoded) <= target && (!kept->buf[0] || framePts(decoded) >= framePts(kept))) {
+                av_frame_unref(kept);
+                av_frame_move_ref(kept, decoded);
+            } else {
+                av_frame_unref(decoded);
+            }
+        }
     }
 
     bool decodeRun(int64_t target, bool keyFrameOnly)
@@ -368,6 +573,7 @@ bool TULOVideoFrameSource::open(TULOError *error)
                                        QStringLiteral("The video's format cannot be decoded."), m_filePath, result));
         return false;
     }
+    p->nalLayout = nalLayoutOf(p->stream->codecpar);
     p->packet = av_packet_alloc();
     p->decoded = av_frame_alloc();
     p->kept = av_frame_alloc();
@@ -418,9 +624,18 @@ void TULOVideoFrameSource::setCancellationCheck(std::function<bool()> check)
         d->cancelCheck = std::move(check);
 }
 
+void TULOVideoFrameSource::setScrubbing(bool scrubbing)
+{
+    if (d)
+        d->scrubbing = scrubbing;
+}
+
 bool TULOVideoFrameSource::isNearDecodePosition(double seconds) const
 {
-    return d && d->canContinueTo(d->ptsForSeconds(seconds));
+    if (!d)
+        return false;
+    const int64_t target = d->ptsForSeconds(seconds);
+    return d->holdsAnswerFor(target) || d->canContinueTo(target);
 }
 
 double TULOVideoFrameSource::keyFrameTime(double seconds) const

@@ -22,7 +22,8 @@ enum TULOVideoErrorCode {
 };
 
 // Frames of a video file, decoded with FFmpeg. Exact frames: a request seeks backward to the
-// key frame before the time, decodes forward and keeps the last frame at or before it. Frames
+// key frame before the time and decodes from there the last frame at or before it, with only
+// the frames that one is built on. Frames
 // come out upright (the stream's display matrix applied) and scaled to fit `maxSize` when one
 // is given. One thread at a time: the decoder state is not shared.
 class QUILLON_EXPORT TULOVideoFrameSource
@@ -54,9 +55,14 @@ public:
     QImage firstGoodFrame(const QSize &maxSize = {}, TULOError *error = nullptr);
 
     // Asked between decoded frames (after open()); true abandons the request with
-    // TULOVideoErrorCancelled. The decoder keeps its place for a later request.
+    // TULOVideoErrorCancelled.
     void setCancellationCheck(std::function<bool()> check);
-    // Whether the frame at `seconds` follows on from the last request without a seek.
+    // While scrubbing, requests come in quick succession, mostly a little apart: each keeps
+    // the decoder going a few frames past its frame, so that the next one can follow on from
+    // there without a seek. Otherwise (the default) a request decodes only what its frame needs.
+    void setScrubbing(bool scrubbing);
+    // Whether the frame at `seconds` needs no seek: the one returned last, or one that follows
+    // on from it.
     bool isNearDecodePosition(double seconds) const;
 
     // The time of the key frame keyFrameAtTime() would return, from the file's index; -1 when

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cmath>
+#include <chrono>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -15,10 +15,9 @@
 #include <thread>
 
 namespace {
-// Seeks closer together than this count as a moving thumb: key frames first.
-constexpr auto TULOFastSeekInterval = std::chrono::milliseconds(150);
-// How long the thumb must rest before the exact frame is decoded after a key frame.
-constexpr auto TULOSeekRestInterval = std::chrono::milliseconds(40);
+// Seeks closer together than this are a moving thumb: the decoder keeps going past each frame
+// so that the next seek can follow on.
+constexpr auto TULOScrubInterval = std::chrono::milliseconds(150);
 // Key frames for a moving thumb are a glance, not a cover: small, and few enough that a long
 // video costs some 25 MB and a second or two of decoding ahead.
 constexpr QSize TULOKeyFrameBox(400, 400);
@@ -67,9 +66,9 @@ struct TULOVideoSurface::Worker : std::enable_shared_from_this<TULOVideoSurface:
     double time = 0.0;
     QSize maxSize;
     quint64 generation = 0;
-    bool fast = false;
     // While an exact frame decodes, decoding ahead leaves the cores to it.
     bool decodingExact = false;
+    bool scrubbing = false;
     std::chrono::steady_clock::time_point lastRequest;
     // Bumped by every request, so a decode under way can see that it is stale.
     std::atomic<quint64> serial = 0;
@@ -222,12 +221,13 @@ struct TULOVideoSurface::Worker : std::enable_shared_from_this<TULOVideoSurface:
             const double t = time;
             const QSize size = maxSize;
             const quint64 request = generation;
-            const bool moving = fast;
             const quint64 mySerial = serial;
+            const bool moving = scrubbing;
             lock.unlock();
             if (!source)
                 continue;
             source->setCancellationCheck([this, mySerial] { return serial != mySerial; });
+            source->setScrubbing(moving);
             if (!source->isNearDecodePosition(t)) {
                 // The main thread showed the key frame already when it was decoded before.
                 const double keyTime = source->keyFrameTime(t);
@@ -237,13 +237,9 @@ struct TULOVideoSurface::Worker : std::enable_shared_from_this<TULOVideoSurface:
                     storeKeyFrame(file, keyTime < 0.0 ? shown : keyTime, quick, shown);
                     post([request, quick, shown](TULOVideoSurface *s) { s->deliverFrame(request, quick, false, shown); });
                 }
-                if (moving) {
-                    lock.lock();
-                    if (wake.wait_for(lock, TULOSeekRestInterval, [this] { return stop || hasRequest || openRequested; }))
-                        continue;
-                    lock.unlock();
-                }
             }
+            // No waiting for the thumb to rest: a newer request abandons this decode within a
+            // packet, and the exact frame comes as soon as it can when none does.
             setDecodingExact(true);
             TULOError error;
             const QImage exact = source->frameAtTime(t, size, &error);
@@ -346,7 +342,7 @@ void TULOVideoSurface::requestFrame()
     {
         std::lock_guard lock(m_worker->mutex);
         const auto now = std::chrono::steady_clock::now();
-        m_worker->fast = now - m_worker->lastRequest < TULOFastSeekInterval;
+        m_worker->scrubbing = now - m_worker->lastRequest < TULOScrubInterval;
         m_worker->lastRequest = now;
         m_worker->hasRequest = true;
         m_worker->time = m_currentTime;

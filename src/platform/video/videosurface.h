@@ -21,7 +21,8 @@ enum TULOVideoSurfaceStatus : qint64 {
 // happen on threads of the surface's own; the main thread never waits for them. Seeks are
 // exact; only the newest one is worked on, older ones finish as superseded. While seeks come
 // fast, the nearest key frame shows at once (key frames are decoded ahead at a small size once
-// the video is open) and the exact frame follows once they rest.
+// the video is open) and the exact frame follows once they rest: each seek abandons the
+// decode of the one before.
 class QUILLON_EXPORT TULOVideoSurface : public QWidget
 {
     Q_OBJECT
