@@ -235,8 +235,8 @@ private Q_SLOTS:
 
     void jpegEndIsFoundWhereverItFalls_data()
     {
-        // The scan data are searched in blocks of 256 KiB from the scan's start, 64 bytes (or
-        // sixteen, without AVX2) at a time: the end-of-image marker on and around those edges.
+        // The scan data are searched 64 bytes (or sixteen, without AVX2) at a time from the
+        // scan's start, the tail byte by byte: the end-of-image marker on and around those edges.
         QTest::addColumn<qsizetype>("markerAt"); // the EOI's 0xFF, from the scan's start
         const qsizetype block = 256 << 10;
         for (const qsizetype at : {qsizetype(40), block - 2, block - 1, block, block + 1, block + 15, block + 16,
