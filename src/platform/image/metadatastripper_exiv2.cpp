@@ -4,11 +4,15 @@
 #include <QCoreApplication>
 #include <QIODevice>
 #include <QMimeDatabase>
+#include <QRunnable>
+#include <QThreadPool>
 #include <QtEndian>
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <functional>
+#include <future>
+#include <memory>
 #include <mutex>
 #include <string_view>
 #ifdef __SSE2__
@@ -368,6 +372,38 @@ QByteArray rewrittenMetadata(const QByteArray &data, TULOError *error)
     return result;
 }
 
+// A JPEG's metadata rewritten on a pool thread while the caller searches the scan data for the
+// end of the image: only the longer of the two stands before the first write.
+class TULOMetadataRewrite final : public QRunnable
+{
+public:
+    struct Result
+    {
+        QByteArray data;
+        TULOError error;
+    };
+
+    explicit TULOMetadataRewrite(QByteArray head)
+        : m_head(std::move(head))
+    {
+        // Owned by the caller, who waits for it in any case.
+        setAutoDelete(false);
+    }
+
+    void run() override
+    {
+        Result result;
+        result.data = rewrittenMetadata(m_head, &result.error);
+        m_result.set_value(std::move(result));
+    }
+
+    std::future<Result> future() { return m_result.get_future(); }
+
+private:
+    QByteArray m_head;
+    std::promise<Result> m_result;
+};
+
 // Receives the stripped image in pieces, in order; false when it could not take one.
 using TULOImageSink = std::function<bool(QByteArrayView)>;
 
@@ -408,24 +444,33 @@ bool stripJpeg(const QByteArray &data, const TULOImageSink &sink, TULOError *err
         TULOSetError(error, unreadable("The image is damaged: its scan header is too long."));
         return false;
     }
-    const QByteArray rewritten = rewrittenMetadata(jpegHeadForExiv2(data, layout.scanHeaderEnd), error);
-    if (rewritten.isNull())
+    const auto rewrite = std::make_unique<TULOMetadataRewrite>(jpegHeadForExiv2(data, layout.scanHeaderEnd));
+    std::future<TULOMetadataRewrite::Result> rewriting = rewrite->future();
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    pool->start(rewrite.get());
+    // The scan's last header byte too: an FF there and a D9 after it have always ended the image.
+    const qsizetype imageEnd = jpegImageEnd(data, layout.scanHeaderEnd - 1);
+    // A pool busy with other work does not hold the photo up: this thread does what it has not begun.
+    if (pool->tryTake(rewrite.get()))
+        rewrite->run();
+    const TULOMetadataRewrite::Result rewritten = rewriting.get();
+    if (rewritten.data.isNull()) {
+        TULOSetError(error, rewritten.error);
         return false;
-    const qsizetype newScanStart = jpegLayout(rewritten).scanStart;
+    }
+    const qsizetype newScanStart = jpegLayout(rewritten.data).scanStart;
     if (newScanStart < 0) {
         TULOSetError(error,
             makeError(TULOImageMetadataErrorWriteFailed, text("The image's metadata cannot be removed.")));
         return false;
     }
-    // The scan's last header byte too: an FF there and a D9 after it have always ended the image.
-    const qsizetype imageEnd = jpegImageEnd(data, layout.scanHeaderEnd - 1);
     if (imageEnd < 0) {
         // Found before anything is written, so a cut-off photo leaves no stub behind.
         TULOSetError(error, unreadable("The image is incomplete; it may have been cut off while it was copied."));
         return false;
     }
     // Two writes, as a copy makes one: the kernel takes the scan data straight from `data`.
-    return sink(QByteArrayView(rewritten).first(newScanStart))
+    return sink(QByteArrayView(rewritten.data).first(newScanStart))
         && sink(QByteArrayView(data).sliced(layout.scanStart, imageEnd - layout.scanStart));
 }
 
