@@ -394,14 +394,17 @@ public:
     {
         Result result;
         result.data = rewrittenMetadata(m_head, &result.error);
-        m_result.set_value(std::move(result));
+        // The caller may delete this runnable as soon as the result is there, which may be
+        // before set_value returns: the promise lives on until then.
+        const std::shared_ptr<std::promise<Result>> promise = m_result;
+        promise->set_value(std::move(result));
     }
 
-    std::future<Result> future() { return m_result.get_future(); }
+    std::future<Result> future() { return m_result->get_future(); }
 
 private:
     QByteArray m_head;
-    std::promise<Result> m_result;
+    std::shared_ptr<std::promise<Result>> m_result = std::make_shared<std::promise<Result>>();
 };
 
 // Receives the stripped image in pieces, in order; false when it could not take one.
