@@ -4,9 +4,12 @@
 #include <QBuffer>
 #include <QFile>
 #include <QImage>
+#include <QRandomGenerator>
+#include <QSemaphore>
 #include <QTest>
 #include <QtConcurrent>
 #include <QtEndian>
+#include <future>
 
 namespace {
 
@@ -70,6 +73,32 @@ QByteArray jpegWithStandaloneMarkers(const QByteArray &jpeg)
     const qsizetype scan = result.indexOf(QByteArrayView("\xFF\xDA", 2));
     result.insert(scan, QByteArray("\xFF\xD0\xFF\x01\xFF\xD7", 6));
     return result.insert(2, QByteArray("\xFF\xD3", 2));
+}
+
+// Where a JPEG's first scan begins: its segments walked, since an Exif thumbnail before it has
+// scans of its own.
+qsizetype jpegScanStart(const QByteArray &jpeg)
+{
+    qsizetype pos = 2;
+    while (pos + 4 <= jpeg.size() && uchar(jpeg[pos + 1]) != 0xDA)
+        pos += 2 + qFromBigEndian<quint16>(jpeg.constData() + pos + 2);
+    return pos + 4 <= jpeg.size() ? pos : -1;
+}
+
+// `size` bytes as an encoder leaves them after the scan header: any value, every FF stuffed
+// with a 00, the same for the same size.
+QByteArray compressedScan(qsizetype size)
+{
+    QRandomGenerator random(quint32(size) + 1);
+    QByteArray data(size, Qt::Uninitialized);
+    for (qsizetype at = 0; at < size; ++at) {
+        data[at] = char(random.bounded(256));
+        if (uchar(data[at]) == 0xFF && at + 1 < size)
+            data[++at] = 0;
+    }
+    if (size > 0 && uchar(data[size - 1]) == 0xFF)
+        data[size - 1] = 0x5A;
+    return data;
 }
 
 } // namespace
@@ -233,37 +262,71 @@ private Q_SLOTS:
         QCOMPARE(TULOImageCorpus::compressedData(stripped), TULOImageCorpus::compressedData(photo));
     }
 
-    void jpegEndIsFoundWhereverItFalls_data()
+    void jpegScanDataPassUntouchedToTheirEnd_data()
     {
-        // The scan data are searched in blocks of 256 KiB from the scan's start, 64 bytes (or
-        // sixteen, without AVX2) at a time: the end-of-image marker on and around those edges.
-        QTest::addColumn<qsizetype>("markerAt"); // the EOI's 0xFF, from the scan's start
-        const qsizetype block = 256 << 10;
-        for (const qsizetype at : {qsizetype(40), block - 2, block - 1, block, block + 1, block + 15, block + 16,
-                 block + 63, block + 64, block + 65, 2 * block - 1})
-            QTest::addRow("%lld", qlonglong(at)) << at;
+        // What follows the scan header: compressed data with stuffed pairs (FF 00), searched a
+        // vector at a time from the scan header's last byte, the last bytes one by one. The
+        // end-of-image marker on and around those edges, the pairs that look like it but are
+        // none, and another image appended after it or nothing.
+        QTest::addColumn<QByteArray>("scanData");
+        QTest::addColumn<bool>("appended");
+        for (const qsizetype at : {qsizetype(0), qsizetype(14), qsizetype(15), qsizetype(16), qsizetype(17),
+                 qsizetype(40), qsizetype(62), qsizetype(63), qsizetype(64), qsizetype(65), qsizetype(127),
+                 qsizetype(128), qsizetype(129), qsizetype(4093)}) {
+            const QByteArray data = compressedScan(at) + QByteArray("\xFF\xD9", 2);
+            QTest::addRow("end at %lld, image appended", qlonglong(at)) << data << true;
+            QTest::addRow("end at %lld, nothing after", qlonglong(at)) << data << false;
+        }
+        QTest::addRow("end of a large photo") << compressedScan(3 << 20) + QByteArray("\xFF\xD9", 2) << true;
+        QTest::addRow("end after fill bytes") << compressedScan(200) + QByteArray("\xFF\xFF\xFF\xD9", 4) << true;
+        QByteArray restarts;
+        for (char marker = char(0xD0); marker != char(0xD8); ++marker)
+            restarts += compressedScan(97) + QByteArray(1, char(0xFF)) + marker;
+        QTest::addRow("restart markers on the way") << restarts + QByteArray("\xFF\xD9", 2) << true;
+        const QByteArray stuffedBeforeD9
+            = compressedScan(70) + QByteArray("\xFF\x00\xD9", 3) + compressedScan(70) + QByteArray("\xFF\xD9", 2);
+        QTest::addRow("stuffed FF before a D9") << stuffedBeforeD9 << true;
+        QTest::addRow("stuffed FF before a D9, nothing after") << stuffedBeforeD9 << false;
+        QTest::addRow("D9 on its own")
+            << compressedScan(64) + QByteArray(40, char(0xD9)) + QByteArray("\xFF\xD9", 2) << true;
+        // Whatever the length, some of these end in the bytes left after the last whole vector.
+        for (int extra = 0; extra < 16; ++extra) {
+            QTest::addRow("stuffed pairs among the last bytes, %d more", extra)
+                << compressedScan(191 + extra) + QByteArray("\xFF\x00\x12\xFF\x00\xFF\xD9", 7) << false;
+        }
     }
-    void jpegEndIsFoundWhereverItFalls()
+    void jpegScanDataPassUntouchedToTheirEnd()
     {
-        QFETCH(qsizetype, markerAt);
+        QFETCH(QByteArray, scanData);
+        QFETCH(bool, appended);
         const QByteArray photo
             = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 32, 24));
-        const qsizetype scan = photo.indexOf(QByteArrayView("\xFF\xDA", 2));
+        const qsizetype scan = jpegScanStart(photo);
         const qsizetype header = 2 + qFromBigEndian<quint16>(photo.constData() + scan + 2);
-        // Stuffed pairs (FF 00) on the way, which are no marker.
-        QByteArray data(markerAt - header, '\x5A');
-        for (qsizetype at = 7; at + 1 < data.size(); at += 4093) {
-            data[at] = char(0xFF);
-            data[at + 1] = 0;
-        }
-        const QByteArray body = photo.mid(scan, header) + data + QByteArray("\xFF\xD9", 2);
-        const QByteArray file = photo.left(scan) + body + QByteArray("\xFF\xD8 appended preview in Reykjavik");
+        // Phones append previews after the end, with metadata of their own.
+        const QByteArray file = photo.left(scan + header) + scanData + (appended ? photo : QByteArray());
+
         TULOError error;
         const QByteArray stripped = TULOMetadataStripper::strippedImageData(file, nullptr, &error);
         QVERIFY2(!stripped.isNull(), qPrintable(error.localizedDescription()));
-        const qsizetype strippedScan = stripped.indexOf(QByteArrayView("\xFF\xDA", 2));
+        // The metadata come out as they do for the photo itself; after them, the bytes from the
+        // scan header to the first FF D9 as they were.
+        const QByteArray strippedPhoto = TULOMetadataStripper::strippedImageData(photo);
+        const qsizetype strippedScan = jpegScanStart(strippedPhoto);
         QVERIFY(strippedScan > 0);
-        QVERIFY(stripped.mid(strippedScan) == body);
+        qsizetype end = 0;
+        while (!(uchar(scanData[end]) == 0xFF && uchar(scanData[end + 1]) == 0xD9))
+            ++end;
+        const QByteArray expected
+            = strippedPhoto.left(strippedScan) + photo.mid(scan, header) + scanData.left(end + 2);
+        QCOMPARE(stripped.size(), expected.size());
+        QVERIFY(stripped == expected);
+        QVERIFY(!stripped.contains(TULOImageCorpus::city));
+
+        QBuffer buffer;
+        QVERIFY(buffer.open(QIODevice::WriteOnly));
+        QVERIFY(TULOMetadataStripper::writeStrippedImageData(file, &buffer));
+        QVERIFY(buffer.data() == expected);
     }
 
     void gifLosesCommentsAndXmpKeepsItsImage()
@@ -329,6 +392,8 @@ private Q_SLOTS:
         QList<QByteArray> photos;
         for (const char *format : {"jpeg", "png", "tiff", "webp"})
             photos << TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage(format, 96, 64));
+        // Long enough a scan that its metadata are rewritten on another thread meanwhile.
+        photos << TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 1200, 900));
         QList<QByteArray> expected;
         for (const QByteArray &photo : std::as_const(photos))
             expected << TULOMetadataStripper::strippedImageData(photo);
@@ -340,6 +405,32 @@ private Q_SLOTS:
         QCOMPARE(results.size(), inputs.size());
         for (qsizetype i = 0; i < results.size(); ++i)
             QCOMPARE(results[i], expected[i % expected.size()]);
+    }
+
+    void stripsWhileEveryPoolThreadIsBusy()
+    {
+        // Attachments are prepared on pool threads too. With every one of them taken, the work a
+        // photo hands to the pool must still get done, and the same.
+        const QByteArray photo
+            = TULOImageCorpus::withPhoneMetadata(TULOImageCorpus::encodedImage("jpeg", 1200, 900));
+        const QByteArray expected = TULOMetadataStripper::strippedImageData(photo);
+        QVERIFY(!expected.isNull());
+        QThreadPool *const pool = QThreadPool::globalInstance();
+        QSemaphore started;
+        QSemaphore release;
+        const int threads = pool->maxThreadCount();
+        for (int i = 0; i < threads; ++i) {
+            pool->start([&] {
+                started.release();
+                release.acquire();
+            });
+        }
+        QVERIFY(started.tryAcquire(threads, 10000));
+        auto stripping = std::async(std::launch::async, [&photo] { return TULOMetadataStripper::strippedImageData(photo); });
+        const bool finished = stripping.wait_for(std::chrono::seconds(20)) == std::future_status::ready;
+        release.release(threads);
+        QVERIFY2(finished, "the stripper waited for a pool thread");
+        QVERIFY(stripping.get() == expected);
     }
 
     void badInputIsRefusedClearly_data()
@@ -389,6 +480,15 @@ private Q_SLOTS:
         QCOMPARE(error.code(), qint64(code));
         QVERIFY2(error.localizedDescription().contains(mentions, Qt::CaseInsensitive),
             qPrintable(error.localizedDescription()));
+        QCOMPARE(type, QStringLiteral("untouched"));
+
+        // Straight to a file, the refusal comes before anything is written: no stub to clean up.
+        QBuffer buffer;
+        QVERIFY(buffer.open(QIODevice::WriteOnly));
+        TULOError writeError;
+        QVERIFY(!TULOMetadataStripper::writeStrippedImageData(data, &buffer, &type, &writeError));
+        QCOMPARE(writeError.code(), qint64(code));
+        QCOMPARE(buffer.data(), QByteArray());
         QCOMPARE(type, QStringLiteral("untouched"));
     }
 

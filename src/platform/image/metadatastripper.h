@@ -38,8 +38,9 @@ public:
     static QByteArray strippedImageData(
         const QByteArray &data, QString *typeIdentifier = nullptr, TULOError *error = nullptr);
 
-    // The same, written to `device` as it is made, which spares assembling a copy of a large
-    // photo in memory. On failure, part of the image may have been written.
+    // The same, written to `device` straight from `data`, which spares assembling a copy of a
+    // large photo in memory. An image that is refused writes nothing; only a device that fails
+    // part way leaves part of the image written.
     static bool writeStrippedImageData(const QByteArray &data, QIODevice *device,
         QString *typeIdentifier = nullptr, TULOError *error = nullptr);
 
