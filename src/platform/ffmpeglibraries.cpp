@@ -102,6 +102,7 @@ TULO_FFMPEG(AVUtil, double, av_display_rotation_get, (const int32_t matrix[9]), 
 TULO_FFMPEG(AVCodec, AVPacket *, av_packet_alloc, (void), ())
 TULO_FFMPEG(AVCodec, void, av_packet_free, (AVPacket * *packet), (packet))
 TULO_FFMPEG(AVCodec, void, av_packet_unref, (AVPacket * packet), (packet))
+TULO_FFMPEG(AVCodec, void, av_packet_move_ref, (AVPacket * destination, AVPacket * source), (destination, source))
 TULO_FFMPEG(AVCodec, AVCodecContext *, avcodec_alloc_context3, (const AVCodec *codec), (codec))
 TULO_FFMPEG(AVCodec, void, avcodec_free_context, (AVCodecContext * *context), (context))
 TULO_FFMPEG(AVCodec, int, avcodec_parameters_to_context, (AVCodecContext * codec, const AVCodecParameters *parameters),
