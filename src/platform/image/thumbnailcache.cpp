@@ -14,6 +14,7 @@
 #include <QImageWriter>
 #include <QMimeDatabase>
 #include <QPointer>
+#include <QSet>
 #include <QStandardPaths>
 #include <QUrl>
 #include <QWaitCondition>
@@ -346,6 +347,7 @@ struct TULOThumbnailLoader::Shared {
     QMutex mutex;
     QWaitCondition idle;
     QList<Request> pending;
+    QSet<QString> making; // taken by a worker, their answer on its way
     int running[2] = {0, 0}; // workers for the cells shown, and for those ahead
     bool stopped = false;
 };
@@ -369,6 +371,8 @@ void TULOThumbnailLoader::requestThumbnail(const QString &filePath, TULOThumbnai
 {
     {
         QMutexLocker lock(&m_shared->mutex);
+        if (m_shared->making.contains(filePath))
+            return;
         m_shared->pending.removeIf([&](const Request &request) { return request.filePath == filePath; });
         m_shared->pending.append(Request{filePath, size, modified, false});
     }
@@ -379,6 +383,8 @@ void TULOThumbnailLoader::prefetchThumbnail(const QString &filePath, TULOThumbna
 {
     {
         QMutexLocker lock(&m_shared->mutex);
+        if (m_shared->making.contains(filePath))
+            return;
         for (const Request &request : std::as_const(m_shared->pending)) {
             if (request.filePath == filePath)
                 return;
@@ -448,6 +454,7 @@ void TULOThumbnailLoader::startWorker(bool ahead)
                 }
                 request = *next;
                 shared->pending.erase(std::next(next).base());
+                shared->making.insert(request.filePath);
             }
             TULOError error;
             QImage image = cache.cachedThumbnail(request.filePath, request.size, request.modified);
@@ -458,6 +465,9 @@ void TULOThumbnailLoader::startWorker(bool ahead)
                 if (loader)
                     Q_EMIT loader->thumbnailReady(request.filePath, image, error);
             }, Qt::QueuedConnection);
+            // Only now, with the answer posted, does a request for the file make it again.
+            QMutexLocker doneLock(&shared->mutex);
+            shared->making.remove(request.filePath);
         }
     });
 }

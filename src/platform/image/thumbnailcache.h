@@ -82,7 +82,8 @@ public:
     const TULOThumbnailCache &cache() const { return m_cache; }
 
     // Asks for a thumbnail; thumbnailReady follows once, unless cancelled first. A repeated
-    // request for a pending file only moves it to the front. With the file's modification time
+    // request for a pending file only moves it to the front; one for a file being made changes
+    // nothing, as its answer is on the way. With the file's modification time
     // as an index knows it, a current cached thumbnail is served without looking at the file.
     void requestThumbnail(const QString &filePath, TULOThumbnailSize size = TULOThumbnailSizeNormal,
         const QDateTime &modified = QDateTime());
