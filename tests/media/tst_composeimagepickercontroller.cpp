@@ -449,6 +449,8 @@ private Q_SLOTS:
             QCOMPARE(ahead.at(i), expected);
         }
         QTRY_COMPARE(model->loader()->pendingCount(), 0);
+        // The last answers are posted by then, not necessarily handled.
+        QCoreApplication::sendPostedEvents();
         for (const int row : ahead)
             QVERIFY2(!model->data(model->index(row), TULOPhotoAssetModel::ThumbnailRole).value<QImage>().isNull(),
                 qPrintable(QStringLiteral("row %1").arg(row)));
