@@ -323,6 +323,28 @@ void TULOPhotoAssetPrefetcher::scrolled(int value)
     m_model->prefetchRows(m_prefetched);
 }
 
+void TULOPaintInBands(QPainter *painter, const QRectF &area, const std::function<void()> &paint, int bandRows)
+{
+    // Bands are cut on whole device rows, so that neighbours meet without a gap or an overlap
+    // (which would blend a translucent edge twice).
+    const QTransform toDevice = painter->deviceTransform();
+    bool invertible = false;
+    const QTransform fromDevice = toDevice.inverted(&invertible);
+    const QRectF device = toDevice.mapRect(area);
+    if (!invertible || toDevice.isRotating() || device.height() <= bandRows) {
+        paint();
+        return;
+    }
+    const int top = int(std::floor(device.top())), bottom = int(std::ceil(device.bottom()));
+    for (int row = top; row < bottom; row += bandRows) {
+        const QRectF band = fromDevice.mapRect(QRectF(device.left(), row, device.width(), std::min(bandRows, bottom - row)));
+        painter->save();
+        painter->setClipRect(band, Qt::IntersectClip);
+        paint();
+        painter->restore();
+    }
+}
+
 namespace {
 
 // Qt's raster engine hands a blend of more than some 96 scanlines to its global thread pool in
@@ -349,26 +371,70 @@ TULOPhotoAssetItemDelegate::TULOPhotoAssetItemDelegate(int cellSize, QObject *pa
 {
 }
 
-QPixmap TULOPhotoAssetItemDelegate::decoration(const QString &key, const QSize &size, qreal devicePixelRatio,
-    const std::function<void(QPainter *painter, const QRectF &rect)> &draw) const
+QPixmap TULOPhotoAssetItemDelegate::cachedPicture(const QString &key, const QSize &size, qreal devicePixelRatio,
+    const std::function<QImage(const QSize &pixels)> &make) const
 {
     const QSize pixels = (QSizeF(size) * devicePixelRatio).toSize();
     const QString sizedKey = key + QStringLiteral("/%1x%2@%3").arg(pixels.width()).arg(pixels.height()).arg(devicePixelRatio);
     if (const QPixmap *cached = m_decorations.object(sizedKey))
         return *cached;
-    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    {
+    QPixmap pixmap = QPixmap::fromImage(make(pixels));
+    pixmap.setDevicePixelRatio(devicePixelRatio);
+    m_decorations.insert(sizedKey, new QPixmap(pixmap), std::max(1, int(pixels.width() * qint64(pixels.height()) * 4 / 1024)));
+    return pixmap;
+}
+
+QPixmap TULOPhotoAssetItemDelegate::decoration(const QString &key, const QSize &size, qreal devicePixelRatio,
+    const std::function<void(QPainter *painter, const QRectF &rect)> &draw) const
+{
+    return cachedPicture(key, size, devicePixelRatio, [&](const QSize &pixels) {
+        QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::transparent);
         QPainter painter(&image);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.scale(devicePixelRatio, devicePixelRatio);
-        draw(&painter, QRectF(QPointF(0, 0), QSizeF(size)));
-    }
-    QPixmap pixmap = QPixmap::fromImage(std::move(image));
-    pixmap.setDevicePixelRatio(devicePixelRatio);
-    m_decorations.insert(sizedKey, new QPixmap(pixmap), std::max(1, int(pixels.width() * qint64(pixels.height()) * 4 / 1024)));
-    return pixmap;
+        const QRectF rect(QPointF(0, 0), QSizeF(size));
+        // Made once per look and size, so bands of two rows: few enough spans for any shape here.
+        TULOPaintInBands(&painter, rect, [&] { draw(&painter, rect); }, 2);
+        painter.end();
+        return image;
+    });
+}
+
+QPixmap TULOPhotoAssetItemDelegate::thumbnailCell(const QImage &thumbnail, const QSize &size, qreal devicePixelRatio) const
+{
+    // One for each new cell of a scroll, so without a painter over the whole cell: QImage scales a
+    // picture of thumbnail size on the calling thread, and only the corners are painted.
+    return cachedPicture(QStringLiteral("thumbnail:%1").arg(thumbnail.cacheKey()), size, devicePixelRatio,
+        [&](const QSize &pixels) {
+            // Centre-cropped to the square cell.
+            const QImage scaled = thumbnail.scaled(pixels, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+            QImage cell = scaled.copy(QRect(QPoint((scaled.width() - pixels.width()) / 2, (scaled.height() - pixels.height()) / 2), pixels))
+                              .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+            QPainter painter(&cell);
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.setCompositionMode(QPainter::CompositionMode_Clear);
+            painter.scale(devicePixelRatio, devicePixelRatio);
+            const QSizeF points = QSizeF(pixels) / devicePixelRatio;
+            // Each corner outside its quarter circle, as a rounded clip would leave it; worked out once.
+            static const QPainterPath corner = [] {
+                constexpr qreal radius = 4;
+                QPainterPath square;
+                square.addRect(0, 0, radius, radius);
+                QPainterPath round;
+                round.addEllipse(QRectF(0, 0, 2 * radius, 2 * radius));
+                return square.subtracted(round);
+            }();
+            for (const auto &[x, y] : {std::pair{0.0, 0.0}, {1.0, 0.0}, {0.0, 1.0}, {1.0, 1.0}}) {
+                QTransform place;
+                place.translate(x * points.width(), y * points.height());
+                place.scale(x ? -1 : 1, y ? -1 : 1);
+                painter.fillPath(place.map(corner), Qt::black);
+            }
+            painter.end();
+            return cell;
+        });
 }
 
 QSize TULOPhotoAssetItemDelegate::sizeHint(const QStyleOptionViewItem &, const QModelIndex &) const
@@ -390,18 +456,7 @@ void TULOPhotoAssetItemDelegate::paint(QPainter *painter, const QStyleOptionView
     const QImage thumbnail = index.data(TULOPhotoAssetModel::ThumbnailRole).value<QImage>();
     const bool video = index.data(TULOPhotoAssetModel::IsVideoRole).toBool();
     if (!thumbnail.isNull()) {
-        drawInBands(painter, cell.topLeft(),
-            decoration(QStringLiteral("thumbnail:%1").arg(thumbnail.cacheKey()), cell.size(), ratio,
-                [&thumbnail](QPainter *cellPainter, const QRectF &rect) {
-                    QPainterPath clip;
-                    clip.addRoundedRect(rect, 4, 4);
-                    cellPainter->setClipPath(clip);
-                    // Centre-cropped to the square cell.
-                    const QSizeF size = QSizeF(thumbnail.size()).scaled(rect.size(), Qt::KeepAspectRatioByExpanding);
-                    cellPainter->drawImage(QRectF(rect.center().x() - size.width() / 2, rect.center().y() - size.height() / 2,
-                                               size.width(), size.height()),
-                        thumbnail);
-                }));
+        drawInBands(painter, cell.topLeft(), thumbnailCell(thumbnail, cell.size(), ratio));
     } else {
         // The placeholder until the thumbnail arrives.
         const QColor color = palette.color(QPalette::AlternateBase);

@@ -137,16 +137,28 @@ public:
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
 
 private:
-    // A part of a cell (the thumbnail cropped with its rounded corners, the placeholder, the
-    // check mark, the selection and focus rings) drawn once per look and size: painting a cell
-    // while scrolling is then a copy of pixels, where anti-aliased shapes and a scaled picture
-    // drawn afresh would cost the GUI thread on every frame.
+    // A part of a cell (the placeholder, the check mark, the selection and focus rings) drawn once
+    // per look and size: painting a cell while scrolling is then a copy of pixels, where
+    // anti-aliased shapes drawn afresh would cost the GUI thread on every frame. Drawn in bands
+    // (TULOPaintInBands).
     QPixmap decoration(const QString &key, const QSize &size, qreal devicePixelRatio,
         const std::function<void(QPainter *painter, const QRectF &rect)> &draw) const;
+    // A thumbnail centre-cropped to the cell with rounded corners, kept like a decoration.
+    QPixmap thumbnailCell(const QImage &thumbnail, const QSize &size, qreal devicePixelRatio) const;
+    QPixmap cachedPicture(const QString &key, const QSize &size, qreal devicePixelRatio,
+        const std::function<QImage(const QSize &pixels)> &make) const;
 
     int m_cellSize;
     mutable QCache<QString, QPixmap> m_decorations;
 };
+
+// Runs `paint` once for each horizontal band of `area` (in the painter's coordinates), clipped to
+// the band, so that the same picture comes out in pieces of at most `bandRows` device pixel rows.
+// Qt's raster engine hands a fill or blend of 96 spans or more to its global thread pool and
+// waits for it: on busy processors the GUI thread then waits for a pool thread to be scheduled.
+// An anti-aliased curve makes a span of nearly every pixel along it, so shapes need bands of a
+// few rows.
+void TULOPaintInBands(QPainter *painter, const QRectF &area, const std::function<void()> &paint, int bandRows);
 
 // The rows of a selection in the order they were checked: those still selected keep their
 // place, newly selected ones follow in row order.

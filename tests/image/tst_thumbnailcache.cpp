@@ -359,6 +359,9 @@ private Q_SLOTS:
         connect(&loader, &TULOThumbnailLoader::thumbnailReady, this, [&](const QString &path, const QImage &image, const TULOError &error) {
             QCOMPARE(QThread::currentThread(), qApp->thread());
             QCOMPARE(image.isNull(), !error.isNull());
+            // Ready to draw: painting converts nothing.
+            if (!image.isNull())
+                QCOMPARE(image.format(), QImage::Format_ARGB32_Premultiplied);
             seen << path;
         });
         for (const QString &photo : std::as_const(photos))

@@ -14,12 +14,19 @@
 #include <QItemSelectionModel>
 #include <QListView>
 #include <QPainter>
+#include <QPainterPath>
 #include <QScrollBar>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QStyleOptionViewItem>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThreadPool>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
 
 #include <cmath>
 
@@ -41,6 +48,43 @@ public:
     {
         rejected << messages;
     }
+};
+
+// Keeps every thread of Qt's global pool busy while it lives, so that painting that hands work
+// to the pool cannot finish until the pool is let go: after `limit` at the latest.
+class BlockedGlobalPool
+{
+public:
+    explicit BlockedGlobalPool(std::chrono::seconds limit)
+    {
+        QThreadPool *pool = QThreadPool::globalInstance();
+        const int threads = pool->maxThreadCount();
+        for (int i = 0; i < threads; ++i) {
+            pool->start([this] {
+                m_started.release();
+                m_gate.acquire();
+            });
+        }
+        m_started.acquire(threads);
+        m_watchdog = std::thread([this, threads, limit] {
+            if (!m_done.tryAcquire(1, int(std::chrono::milliseconds(limit).count())))
+                m_letGoByWatchdog = true;
+            m_gate.release(threads);
+        });
+    }
+    ~BlockedGlobalPool()
+    {
+        m_done.release();
+        m_watchdog.join();
+        QThreadPool::globalInstance()->waitForDone();
+    }
+    // True once the pool had to be let go for some painting to finish.
+    bool wasLetGo() const { return m_letGoByWatchdog; }
+
+private:
+    QSemaphore m_started, m_gate, m_done;
+    std::atomic<bool> m_letGoByWatchdog = false;
+    std::thread m_watchdog;
 };
 
 } // namespace
@@ -405,6 +449,8 @@ private Q_SLOTS:
             QCOMPARE(ahead.at(i), expected);
         }
         QTRY_COMPARE(model->loader()->pendingCount(), 0);
+        // The last answers are posted by then, not necessarily handled.
+        QCoreApplication::sendPostedEvents();
         for (const int row : ahead)
             QVERIFY2(!model->data(model->index(row), TULOPhotoAssetModel::ThumbnailRole).value<QImage>().isNull(),
                 qPrintable(QStringLiteral("row %1").arg(row)));
@@ -443,6 +489,103 @@ private Q_SLOTS:
             QVERIFY2(std::abs(color.green() - 160) < 10 && color.red() < 40 && color.blue() < 80,
                 qPrintable(QStringLiteral("row %1: %2").arg(y).arg(color.name())));
         }
+    }
+
+    // Banded painting gives the picture one pass would: bands neither leave a gap nor blend a
+    // translucent edge twice where they meet, at any scale.
+    void bandsPaintAsOnePass_data()
+    {
+        QTest::addColumn<qreal>("scale");
+        QTest::addColumn<int>("bandRows");
+        for (const int rows : {2, 7}) {
+            for (const qreal scale : {1.0, 1.25, 1.5, 2.0, 3.0})
+                QTest::addRow("%d rows at %gx", rows, scale) << scale << rows;
+        }
+    }
+    void bandsPaintAsOnePass()
+    {
+        QFETCH(qreal, scale);
+        QFETCH(int, bandRows);
+        const QSize size(150, 230);
+        QImage picture(97, 61, QImage::Format_RGB32);
+        for (int y = 0; y < picture.height(); ++y) {
+            for (int x = 0; x < picture.width(); ++x)
+                picture.setPixel(x, y, qRgb(x * 2, y * 4, (x + y) % 256));
+        }
+        const auto draw = [&](QPainter *painter) {
+            painter->setRenderHint(QPainter::Antialiasing);
+            painter->setRenderHint(QPainter::SmoothPixmapTransform);
+            QPainterPath clip;
+            clip.addRoundedRect(QRectF(3.3, 2.7, 140, 220), 9, 9);
+            painter->setClipPath(clip, Qt::IntersectClip);
+            painter->drawImage(QRectF(0, 0, size.width(), size.height()), picture);
+            painter->setPen(QPen(QColor(255, 255, 255, 140), 2.5));
+            painter->setBrush(QColor(0, 0, 200, 90));
+            painter->drawEllipse(QRectF(10.5, 20.25, 120, 190));
+        };
+        const auto render = [&](bool banded) {
+            QImage image((QSizeF(size) * scale).toSize(), QImage::Format_ARGB32_Premultiplied);
+            image.setDevicePixelRatio(scale);
+            image.fill(Qt::transparent);
+            QPainter painter(&image);
+            if (banded)
+                TULOPaintInBands(&painter, QRectF(QPointF(0, 0), QSizeF(size)), [&] { draw(&painter); }, bandRows);
+            else
+                draw(&painter);
+            return image;
+        };
+        const QImage whole = render(false), banded = render(true);
+        for (int y = 0; y < whole.height(); ++y) {
+            for (int x = 0; x < whole.width(); ++x) {
+                const QRgb a = whole.pixel(x, y), b = banded.pixel(x, y);
+                const int difference = std::max({std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                    std::abs(qBlue(a) - qBlue(b)), std::abs(qAlpha(a) - qAlpha(b))});
+                QVERIFY2(difference <= 2, qPrintable(QStringLiteral("pixel %1,%2: %3 against %4")
+                    .arg(x).arg(y).arg(QColor::fromRgba(b).name(QColor::HexArgb), QColor::fromRgba(a).name(QColor::HexArgb))));
+            }
+        }
+    }
+
+    // What a scroll step paints (a new cell, checked or not) is painted on the GUI thread
+    // alone: with Qt's pool busy elsewhere, it still finishes.
+    void scrollPaintingNeedsNoPoolThread_data()
+    {
+        QTest::addColumn<QString>("part");
+        QTest::addColumn<qreal>("scale");
+        for (const qreal scale : {1.0, 2.0, 3.0}) {
+            QTest::addRow("new cell %gx", scale) << QStringLiteral("cell") << scale;
+            QTest::addRow("selected cell %gx", scale) << QStringLiteral("selected") << scale;
+        }
+    }
+    void scrollPaintingNeedsNoPoolThread()
+    {
+        QFETCH(QString, part);
+        QFETCH(qreal, scale);
+        // Cells and the bar far taller than the rows Qt would paint alone.
+        constexpr int cellSize = 220;
+        const QSize area(cellSize, cellSize);
+        QImage canvas((QSizeF(area) * scale).toSize(), QImage::Format_ARGB32_Premultiplied);
+        canvas.setDevicePixelRatio(scale);
+        canvas.fill(Qt::magenta);
+        QStandardItemModel model(1, 1);
+        QImage thumbnail(128, 96, QImage::Format_ARGB32_Premultiplied);
+        thumbnail.fill(QColor(20, 160, 60));
+        model.setData(model.index(0, 0), thumbnail, TULOPhotoAssetModel::ThumbnailRole);
+        TULOPhotoAssetItemDelegate delegate(cellSize);
+        {
+            const BlockedGlobalPool blocked(std::chrono::seconds(10));
+            QPainter painter(&canvas);
+            QStyleOptionViewItem option;
+            option.rect = QRect(QPoint(0, 0), area);
+            option.palette = QApplication::palette();
+            if (part == QLatin1String("selected"))
+                option.state |= QStyle::State_Selected | QStyle::State_HasFocus;
+            delegate.paint(&painter, option, model.index(0, 0));
+            painter.end();
+            QVERIFY2(!blocked.wasLetGo(), "painting waited for Qt's thread pool");
+        }
+        // And it painted: the middle of the area is no longer the canvas colour.
+        QVERIFY(canvas.pixelColor(canvas.width() / 2, canvas.height() / 2) != QColor(Qt::magenta));
     }
 
     void screenshots_data()

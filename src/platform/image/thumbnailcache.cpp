@@ -24,6 +24,9 @@
 #include <array>
 
 #include <cerrno>
+#include <cstring>
+
+#include <sys/mman.h>
 
 
 namespace {
@@ -73,6 +76,35 @@ TULOOperationQueue *thumbnailQueue(bool ahead)
     static TULOOperationQueue *const shown = make(QStringLiteral("com.vantor.Quillon.thumbnails"));
     static TULOOperationQueue *const prefetched = make(QStringLiteral("com.vantor.Quillon.thumbnails.ahead"));
     return ahead ? prefetched : shown;
+}
+
+// A thumbnail as the GUI thread gets it: in the format the raster engine draws from, converted
+// here rather than at paint, and in memory of its own pages. Memory from this thread's allocator
+// would be freed on the GUI thread under that allocator's lock, which this thread holds often
+// while decoding: the GUI thread then waits for a worker the scheduler may have set aside.
+QImage handedOverImage(const QImage &thumbnail)
+{
+    if (thumbnail.isNull())
+        return thumbnail;
+    const QImage image = thumbnail.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    // The mapping's length is kept in front of the pixels, so that releasing them allocates nothing.
+    constexpr size_t header = 64;
+    const size_t length = header + size_t(image.sizeInBytes());
+    void *pages = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED)
+        return image;
+    std::memcpy(pages, &length, sizeof length);
+    uchar *pixels = static_cast<uchar *>(pages) + header;
+    std::memcpy(pixels, image.constBits(), size_t(image.sizeInBytes()));
+    QImage handed(pixels, image.width(), image.height(), image.bytesPerLine(), image.format(),
+        [](void *mapping) {
+            size_t mapped = 0;
+            std::memcpy(&mapped, mapping, sizeof mapped);
+            ::munmap(mapping, mapped);
+        },
+        pages);
+    handed.setDevicePixelRatio(image.devicePixelRatio());
+    return handed;
 }
 
 quint32 crc32(const QByteArray &bytes)
@@ -429,6 +461,7 @@ void TULOThumbnailLoader::startWorker(bool ahead)
             QImage image = cache.cachedThumbnail(request.filePath, request.size, request.modified);
             if (image.isNull())
                 image = cache.thumbnail(request.filePath, request.size, &error);
+            image = handedOverImage(image);
             QMetaObject::invokeMethod(QCoreApplication::instance(), [shared, loader, request, image, error] {
                 {
                     QMutexLocker deliveryLock(&shared->mutex);

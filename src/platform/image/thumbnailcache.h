@@ -98,7 +98,8 @@ public:
     int pendingCount() const;
 
 Q_SIGNALS:
-    // On the GUI thread. A null image comes with the error that explains it.
+    // On the GUI thread. A null image comes with the error that explains it; a picture comes as
+    // premultiplied ARGB, ready to draw.
     void thumbnailReady(const QString &filePath, const QImage &image, const TULOError &error);
 
 private:
