@@ -5,13 +5,13 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-void TULOYieldToForegroundWork()
+void TULOYieldToForegroundWork(int niceness)
 {
     // Qt's per-thread storage: see artworkcatalog.cpp on why not thread_local.
     static QThreadStorage<bool> lowered;
     if (!lowered.hasLocalData()) {
         // Linux sets a nice value per thread.
-        ::setpriority(PRIO_PROCESS, ::gettid(), 10);
+        ::setpriority(PRIO_PROCESS, ::gettid(), niceness);
         lowered.setLocalData(true);
     }
 }

@@ -15,6 +15,7 @@
 #include <QMimeDatabase>
 #include <QPointer>
 #include <QSet>
+#include <QThread>
 #include <QStandardPaths>
 #include <QUrl>
 #include <QWaitCondition>
@@ -63,14 +64,15 @@ QString mtimeString(const QFileInfo &info)
 // paint engine splits large fills and scalings into jobs on that pool and waits for them, so
 // workers busy there with a queue of photos would stall the GUI thread's painting. Thumbnails
 // made ahead of a scroll have threads of their own that yield to the GUI thread; those of the
-// cells on screen, which the user waits for, do not.
+// cells on screen, which the user waits for, yield less.
 TULOOperationQueue *thumbnailQueue(bool ahead)
 {
     // Never destroyed, like the main queue: a loader may still be finishing at exit.
     const auto make = [](const QString &name) {
         auto *queue = new TULOOperationQueue(name);
-        // Decoding is CPU-bound, and the GUI thread must keep a core.
-        queue->setMaxConcurrentOperationCount(2);
+        // Decoding is CPU-bound: each queue takes at most half the processors (two at most), so
+        // that the GUI thread, and the pool its painting waits for, always find one.
+        queue->setMaxConcurrentOperationCount(qBound(1, QThread::idealThreadCount() / 2, 2));
         return queue;
     };
     static TULOOperationQueue *const shown = make(QStringLiteral("com.vantor.Quillon.thumbnails"));
@@ -439,8 +441,9 @@ void TULOThumbnailLoader::startWorker(bool ahead)
     const TULOThumbnailCache cache = m_cache;
     const QPointer<TULOThumbnailLoader> loader(this);
     thumbnailQueue(ahead)->addOperation([shared, cache, loader, ahead] {
-        if (ahead)
-            TULOYieldToForegroundWork();
+        // Those on screen step back a little too: a frame of the GUI thread, or of the pool its
+        // painting waits for, must not wait for a decode.
+        TULOYieldToForegroundWork(ahead ? 10 : 5);
         for (;;) {
             Request request;
             {
