@@ -271,7 +271,7 @@ private Q_SLOTS:
         QVERIFY(!cancelled.isEmpty());
         for (const QString &path : cancelled)
             QVERIFY2(odd(path), qPrintable(path));
-        QTRY_COMPARE(delivered.size() + cancelled.size(), photos.size());
+        QTRY_COMPARE_WITH_TIMEOUT(delivered.size() + cancelled.size(), photos.size(), 120000);
         QTRY_COMPARE(loader.pendingCount(), 0);
         QTest::qWait(50);
         QStringList all = delivered + cancelled;
@@ -309,7 +309,9 @@ private Q_SLOTS:
         const int active = QThreadPool::globalInstance()->activeThreadCount();
         QVERIFY2(loader.pendingCount() > 0, "the loader finished too soon to tell");
         QCOMPARE(active, 0);
-        QTRY_COMPARE(ready.size(), int(photos.size()));
+        // Forty full-size decodes on one lowered-priority worker, perhaps beside a compiler: the
+        // point is that all arrive, not how soon.
+        QTRY_COMPARE_WITH_TIMEOUT(ready.size(), int(photos.size()), 120000);
     }
 
     // A repeat that comes after a worker took the file, made or not, must not make it twice.
