@@ -46,6 +46,7 @@ public:
     {
         delegate->setParent(this);
         setItemDelegate(delegate);
+        setVerticalScrollBar(new TULOBandedScrollBar(Qt::Vertical));
     }
 
     void updateCellSize()

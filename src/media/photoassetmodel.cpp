@@ -8,13 +8,16 @@
 #include <QAbstractProxyModel>
 #include <QApplication>
 #include <QCoreApplication>
+#include <QCursor>
 #include <QDir>
 #include <QFileInfo>
 #include <QListView>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPointer>
+#include <QMouseEvent>
 #include <QScrollBar>
+#include <QStyleOptionSlider>
 
 #include <algorithm>
 #include <cmath>
@@ -342,6 +345,88 @@ void TULOPaintInBands(QPainter *painter, const QRectF &area, const std::function
         painter->setClipRect(band, Qt::IntersectClip);
         paint();
         painter->restore();
+    }
+}
+
+TULOBandedScrollBar::TULOBandedScrollBar(Qt::Orientation orientation, QWidget *parent)
+    : QScrollBar(orientation, parent)
+{
+}
+
+QStyle::SubControl TULOBandedScrollBar::controlAt(const QPoint &position) const
+{
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    return style()->hitTestComplexControl(QStyle::CC_ScrollBar, &option, position, this);
+}
+
+void TULOBandedScrollBar::paintEvent(QPaintEvent *event)
+{
+    // As QScrollBar paints itself, with the pressed and hovered parts it would show.
+    QStyleOptionSlider option;
+    initStyleOption(&option);
+    option.subControls = QStyle::SC_All;
+    if (m_pressedControl != QStyle::SC_None) {
+        option.activeSubControls = m_pressedControl;
+        if (!m_pointerOutsidePressedControl)
+            option.state |= QStyle::State_Sunken;
+    } else if (underMouse()) {
+        option.activeSubControls = controlAt(mapFromGlobal(QCursor::pos()));
+    }
+    QPainter painter(this);
+    // The target's own scale: a screen's, or that of a picture the bar is rendered into.
+    const QTransform toDevice = painter.deviceTransform();
+    const qreal ratio = toDevice.isScaling() && !toDevice.isRotating() ? toDevice.m22() : devicePixelRatioF();
+    // Styles set clips of their own, so a clip cannot cut the bar into bands: each band is painted
+    // into a picture of its own, whose height bounds every fill. Bands end on whole device rows.
+    int bandPoints = std::max(1, int(64 / ratio));
+    while (bandPoints > 1 && std::abs(bandPoints * ratio - std::round(bandPoints * ratio)) > 1e-6)
+        --bandPoints;
+    for (int top = 0; top < height(); top += bandPoints) {
+        const QRect band(0, top, width(), std::min(bandPoints, height() - top));
+        if (!event->region().intersects(band))
+            continue;
+        QImage picture((QSizeF(band.size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+        picture.setDevicePixelRatio(ratio);
+        picture.fill(Qt::transparent);
+        QPainter bandPainter(&picture);
+        bandPainter.translate(0, -top);
+        style()->drawComplexControl(QStyle::CC_ScrollBar, &option, &bandPainter, this);
+        bandPainter.end();
+        painter.drawImage(band.topLeft(), picture);
+    }
+}
+
+void TULOBandedScrollBar::mousePressEvent(QMouseEvent *event)
+{
+    const QStyle::SubControl control = controlAt(event->position().toPoint());
+    QScrollBar::mousePressEvent(event);
+    if (event->isAccepted() && (event->buttons() & (Qt::LeftButton | Qt::MiddleButton))) {
+        // A click that jumps there takes the slider, wherever it landed.
+        m_pressedControl = isSliderDown() ? QStyle::SC_ScrollBarSlider : control;
+        m_pointerOutsidePressedControl = false;
+        update();
+    }
+}
+
+void TULOBandedScrollBar::mouseMoveEvent(QMouseEvent *event)
+{
+    QScrollBar::mouseMoveEvent(event);
+    if (m_pressedControl == QStyle::SC_None || m_pressedControl == QStyle::SC_ScrollBarSlider)
+        return;
+    const bool outside = controlAt(event->position().toPoint()) != m_pressedControl;
+    if (outside != m_pointerOutsidePressedControl) {
+        m_pointerOutsidePressedControl = outside;
+        update();
+    }
+}
+
+void TULOBandedScrollBar::mouseReleaseEvent(QMouseEvent *event)
+{
+    QScrollBar::mouseReleaseEvent(event);
+    if (!(event->buttons() & (Qt::LeftButton | Qt::MiddleButton)) && m_pressedControl != QStyle::SC_None) {
+        m_pressedControl = QStyle::SC_None;
+        update();
     }
 }
 

@@ -10,6 +10,7 @@
 #include <QImage>
 #include <QList>
 #include <QPixmap>
+#include <QScrollBar>
 #include <QSet>
 #include <QStyledItemDelegate>
 
@@ -159,6 +160,29 @@ private:
 // An anti-aliased curve makes a span of nearly every pixel along it, so shapes need bands of a
 // few rows.
 void TULOPaintInBands(QPainter *painter, const QRectF &area, const std::function<void()> &paint, int bandRows);
+
+// A scroll bar that paints itself as the stock one does, but in bands: the styles fill its
+// groove and draw its lines over the whole height, which Qt's raster engine hands to its global
+// thread pool, so each step of a scroll waited for pool threads that thumbnail workers or other
+// programs may keep from a processor.
+class TULOBandedScrollBar : public QScrollBar
+{
+public:
+    explicit TULOBandedScrollBar(Qt::Orientation orientation, QWidget *parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+
+private:
+    QStyle::SubControl controlAt(const QPoint &position) const;
+
+    // What QScrollBar keeps to itself, followed here for the look of a pressed or hovered part.
+    QStyle::SubControl m_pressedControl = QStyle::SC_None;
+    bool m_pointerOutsidePressedControl = false;
+};
 
 // The rows of a selection in the order they were checked: those still selected keep their
 // place, newly selected ones follow in row order.

@@ -87,6 +87,26 @@ private:
     std::thread m_watchdog;
 };
 
+// The first pixel where `actual` differs from `expected` by more than rounding, described; empty
+// when the two are the same picture.
+QString pictureDifference(const QImage &expected, const QImage &actual)
+{
+    if (expected.size() != actual.size())
+        return QStringLiteral("size %1x%2 against %3x%4").arg(actual.width()).arg(actual.height()).arg(expected.width()).arg(expected.height());
+    for (int y = 0; y < expected.height(); ++y) {
+        for (int x = 0; x < expected.width(); ++x) {
+            const QRgb a = expected.pixel(x, y), b = actual.pixel(x, y);
+            const int difference = std::max({std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
+                std::abs(qBlue(a) - qBlue(b)), std::abs(qAlpha(a) - qAlpha(b))});
+            if (difference > 2) {
+                return QStringLiteral("pixel %1,%2: %3 against %4")
+                    .arg(x).arg(y).arg(QColor::fromRgba(b).name(QColor::HexArgb), QColor::fromRgba(a).name(QColor::HexArgb));
+            }
+        }
+    }
+    return QString();
+}
+
 } // namespace
 
 class TestComposeImagePickerController : public QObject
@@ -534,16 +554,8 @@ private Q_SLOTS:
                 draw(&painter);
             return image;
         };
-        const QImage whole = render(false), banded = render(true);
-        for (int y = 0; y < whole.height(); ++y) {
-            for (int x = 0; x < whole.width(); ++x) {
-                const QRgb a = whole.pixel(x, y), b = banded.pixel(x, y);
-                const int difference = std::max({std::abs(qRed(a) - qRed(b)), std::abs(qGreen(a) - qGreen(b)),
-                    std::abs(qBlue(a) - qBlue(b)), std::abs(qAlpha(a) - qAlpha(b))});
-                QVERIFY2(difference <= 2, qPrintable(QStringLiteral("pixel %1,%2: %3 against %4")
-                    .arg(x).arg(y).arg(QColor::fromRgba(b).name(QColor::HexArgb), QColor::fromRgba(a).name(QColor::HexArgb))));
-            }
-        }
+        const QString difference = pictureDifference(render(false), render(true));
+        QVERIFY2(difference.isEmpty(), qPrintable(difference));
     }
 
     // What a scroll step paints (a new cell, checked or not) is painted on the GUI thread
@@ -586,6 +598,56 @@ private Q_SLOTS:
         }
         // And it painted: the middle of the area is no longer the canvas colour.
         QVERIFY(canvas.pixelColor(canvas.width() / 2, canvas.height() / 2) != QColor(Qt::magenta));
+    }
+
+    // The grid's scroll bar looks as the stock one does, at rest and with a part pressed, and
+    // paints on the GUI thread alone.
+    void gridScrollBarPaintsAsTheStockOneWithoutThePool_data()
+    {
+        QTest::addColumn<int>("value");
+        QTest::addColumn<bool>("pressPage");
+        QTest::addRow("top") << 0 << false;
+        QTest::addRow("middle") << 500 << false;
+        QTest::addRow("end") << 1000 << false;
+        QTest::addRow("page pressed") << 200 << true;
+    }
+    void gridScrollBarPaintsAsTheStockOneWithoutThePool()
+    {
+        QFETCH(int, value);
+        QFETCH(bool, pressPage);
+        QScrollBar stock(Qt::Vertical);
+        TULOBandedScrollBar banded(Qt::Vertical);
+        for (QScrollBar *bar : {&stock, static_cast<QScrollBar *>(&banded)}) {
+            bar->setRange(0, 1000);
+            bar->setPageStep(120);
+            bar->setValue(value);
+            bar->resize(bar->sizeHint().width(), 400); // far taller than the rows Qt paints alone
+            if (pressPage) {
+                // Below the slider: the page down area, held.
+                QTest::mousePress(bar, Qt::LeftButton, Qt::NoModifier, QPoint(bar->width() / 2, 380));
+            }
+        }
+        QCOMPARE(banded.value(), stock.value());
+        const auto render = [](QScrollBar *bar) {
+            QImage image(bar->size(), QImage::Format_ARGB32_Premultiplied);
+            image.fill(Qt::magenta);
+            // The bar alone: the window's background under it is not its painting.
+            bar->render(&image, QPoint(), QRegion(), QWidget::RenderFlags());
+            return image;
+        };
+        const QImage expected = render(&stock);
+        QImage painted;
+        {
+            const BlockedGlobalPool blocked(std::chrono::seconds(10));
+            painted = render(&banded);
+            QVERIFY2(!blocked.wasLetGo(), "the scroll bar waited for Qt's thread pool");
+        }
+        const QString difference = pictureDifference(expected, painted);
+        QVERIFY2(difference.isEmpty(), qPrintable(difference));
+        if (pressPage) {
+            for (QScrollBar *bar : {&stock, static_cast<QScrollBar *>(&banded)})
+                QTest::mouseRelease(bar, Qt::LeftButton, Qt::NoModifier, QPoint(bar->width() / 2, 380));
+        }
     }
 
     void screenshots_data()

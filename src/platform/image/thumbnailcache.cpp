@@ -62,22 +62,19 @@ QString mtimeString(const QFileInfo &info)
 
 // The threads thumbnails are made on, shared by every loader. Not Qt's global pool: the raster
 // paint engine splits large fills and scalings into jobs on that pool and waits for them, so
-// workers busy there with a queue of photos would stall the GUI thread's painting. Thumbnails
-// made ahead of a scroll have threads of their own that yield to the GUI thread; those of the
-// cells on screen, which the user waits for, yield less.
-TULOOperationQueue *thumbnailQueue(bool ahead)
+// workers busy there with a queue of photos would stall the GUI thread's painting.
+TULOOperationQueue *thumbnailQueue()
 {
     // Never destroyed, like the main queue: a loader may still be finishing at exit.
-    const auto make = [](const QString &name) {
-        auto *queue = new TULOOperationQueue(name);
-        // Decoding is CPU-bound: each queue takes at most half the processors (two at most), so
-        // that the GUI thread, and the pool its painting waits for, always find one.
-        queue->setMaxConcurrentOperationCount(qBound(1, QThread::idealThreadCount() / 2, 2));
-        return queue;
-    };
-    static TULOOperationQueue *const shown = make(QStringLiteral("com.vantor.Quillon.thumbnails"));
-    static TULOOperationQueue *const prefetched = make(QStringLiteral("com.vantor.Quillon.thumbnails.ahead"));
-    return ahead ? prefetched : shown;
+    static TULOOperationQueue *const queue = [] {
+        auto *made = new TULOOperationQueue(QStringLiteral("com.vantor.Quillon.thumbnails"));
+        // Decoding is CPU-bound: at most half the processors (two at most), so that the GUI thread
+        // always finds one free when it wakes. Lowered priorities alone do not do that: the
+        // scheduler still hands a decoder a whole tick now and then, a frame's worth of waiting.
+        made->setMaxConcurrentOperationCount(qBound(1, QThread::idealThreadCount() / 2, 2));
+        return made;
+    }();
+    return queue;
 }
 
 // A thumbnail as the GUI thread gets it: in the format the raster engine draws from, converted
@@ -351,7 +348,7 @@ struct TULOThumbnailLoader::Shared {
     QList<Request> pending;
     // Files taken by a worker whose answer is not delivered yet: their answer is coming.
     QSet<QString> inFlight;
-    int running[2] = {0, 0}; // workers for the cells shown, and for those ahead
+    int running = 0;
     bool stopped = false;
 };
 
@@ -366,7 +363,7 @@ TULOThumbnailLoader::~TULOThumbnailLoader()
     QMutexLocker lock(&m_shared->mutex);
     m_shared->stopped = true;
     m_shared->pending.clear();
-    while (m_shared->running[0] + m_shared->running[1] > 0)
+    while (m_shared->running > 0)
         m_shared->idle.wait(&m_shared->mutex);
 }
 
@@ -419,40 +416,40 @@ void TULOThumbnailLoader::cancelAll()
 int TULOThumbnailLoader::pendingCount() const
 {
     QMutexLocker lock(&m_shared->mutex);
-    return int(m_shared->pending.size()) + m_shared->running[0] + m_shared->running[1];
+    return int(m_shared->pending.size()) + m_shared->running;
 }
 
 void TULOThumbnailLoader::startWorkers()
 {
     constexpr int maximumWorkers = 2;
     QMutexLocker lock(&m_shared->mutex);
-    for (const bool ahead : {false, true}) {
-        const auto waiting = std::count_if(m_shared->pending.cbegin(), m_shared->pending.cend(),
-            [ahead](const Request &request) { return request.ahead == ahead; });
-        int &running = m_shared->running[ahead];
-        for (; running < maximumWorkers && running < waiting; ++running)
-            startWorker(ahead);
-    }
+    for (; m_shared->running < maximumWorkers && m_shared->running < m_shared->pending.size(); ++m_shared->running)
+        startWorker();
 }
 
-void TULOThumbnailLoader::startWorker(bool ahead)
+void TULOThumbnailLoader::startWorker()
 {
     const std::shared_ptr<Shared> shared = m_shared;
     const TULOThumbnailCache cache = m_cache;
     const QPointer<TULOThumbnailLoader> loader(this);
-    thumbnailQueue(ahead)->addOperation([shared, cache, loader, ahead] {
-        // Those on screen step back a little too: a frame of the GUI thread, or of the pool its
-        // painting waits for, must not wait for a decode.
-        TULOYieldToForegroundWork(ahead ? 10 : 5);
+    thumbnailQueue()->addOperation([shared, cache, loader] {
+        // A frame of the GUI thread must not wait for a decode.
+        TULOYieldToForegroundWork(5);
         for (;;) {
             Request request;
             {
                 QMutexLocker workerLock(&shared->mutex);
-                // The latest of its kind: what was scrolled to, or the row nearest to the screen.
-                const auto next = std::find_if(shared->pending.rbegin(), shared->pending.rend(),
-                    [ahead](const Request &pending) { return pending.ahead == ahead; });
+                // The cells on screen first, the latest asked for (what was scrolled to) first; then
+                // those ahead, nearest to the screen first (prefetches are put at the front).
+                const auto latestOfKind = [&](bool ahead) {
+                    return std::find_if(shared->pending.rbegin(), shared->pending.rend(),
+                        [ahead](const Request &pending) { return pending.ahead == ahead; });
+                };
+                auto next = latestOfKind(false);
+                if (next == shared->pending.rend())
+                    next = latestOfKind(true);
                 if (shared->stopped || next == shared->pending.rend()) {
-                    --shared->running[ahead];
+                    --shared->running;
                     shared->idle.wakeAll();
                     return;
                 }

@@ -112,7 +112,7 @@ private:
     struct Shared;
 
     void startWorkers();
-    void startWorker(bool ahead);
+    void startWorker();
 
     TULOThumbnailCache m_cache;
     std::shared_ptr<Shared> m_shared;
