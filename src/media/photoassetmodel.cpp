@@ -12,10 +12,10 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QListView>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QPointer>
-#include <QMouseEvent>
 #include <QScrollBar>
 #include <QStyleOptionSlider>
 
@@ -382,18 +382,19 @@ void TULOBandedScrollBar::paintEvent(QPaintEvent *event)
     int bandPoints = std::max(1, int(64 / ratio));
     while (bandPoints > 1 && std::abs(bandPoints * ratio - std::round(bandPoints * ratio)) > 1e-6)
         --bandPoints;
+    // One picture serves every band; the last, shorter one uses its top.
+    QImage picture((QSizeF(width(), std::min(bandPoints, height())) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    picture.setDevicePixelRatio(ratio);
     for (int top = 0; top < height(); top += bandPoints) {
         const QRect band(0, top, width(), std::min(bandPoints, height() - top));
         if (!event->region().intersects(band))
             continue;
-        QImage picture((QSizeF(band.size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
-        picture.setDevicePixelRatio(ratio);
         picture.fill(Qt::transparent);
         QPainter bandPainter(&picture);
         bandPainter.translate(0, -top);
         style()->drawComplexControl(QStyle::CC_ScrollBar, &option, &bandPainter, this);
         bandPainter.end();
-        painter.drawImage(band.topLeft(), picture);
+        painter.drawImage(QRectF(band), picture, QRectF(QPointF(0, 0), QSizeF(band.size()) * ratio));
     }
 }
 
