@@ -32,3 +32,31 @@ int TULOBenchVerdict(bool met);
 // The word printed after a target: PASS or FAIL, or SMOKE in smoke mode, where one run on the
 // smallest input says nothing about a target.
 const char *TULOBenchOutcome(bool met);
+
+// Now on the monotonic clock, in milliseconds: the clock TULOMachinePauses records on.
+double TULOBenchNowMs();
+
+// Whole-machine pauses: stretches in which no processor of this machine ran anything, not even a
+// real-time thread, as when the host of a virtual machine deschedules it. A GUI-thread stall that
+// falls in one is the machine's, not the program's. One real-time thread pinned to each
+// processor wakes every millisecond; where all of them woke late at once, the machine was paused.
+// Watching needs real-time scheduling (root or CAP_SYS_NICE); without it available() is false
+// and nothing counts as a pause, so stalls are judged as measured.
+class TULOMachinePauses
+{
+public:
+    TULOMachinePauses();
+    ~TULOMachinePauses();
+    TULOMachinePauses(const TULOMachinePauses &) = delete;
+    TULOMachinePauses &operator=(const TULOMachinePauses &) = delete;
+
+    bool available() const;
+    // Milliseconds of [from, to] (TULOBenchNowMs) in which every processor was paused. A pause
+    // shows once the processors run again: ask after the stretch, not during it.
+    double pausedMs(double from, double to) const;
+
+private:
+    struct Watcher;
+    std::vector<Watcher *> m_watchers;
+    bool m_available = false;
+};
