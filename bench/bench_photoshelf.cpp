@@ -288,11 +288,6 @@ int main(int argc, char **argv)
     std::printf("shelf, warm cache %.1f ms: %.2fx (target < 0.2x) %s\n", gWarmSeconds * 1000, warm, TULOBenchOutcome(warmMet));
     std::printf("grid scroll through the library, %d frames, longest %.1f ms (target < 16 ms) %s\n", gFrames,
         gWorstFrameMs, TULOBenchOutcome(scrollMet));
-    if (!gPausesWatched)
-        std::printf("  (whole-machine pauses cannot be watched without real-time scheduling: frames are judged as measured)\n");
-    else if (gMostPausedMs >= 1.0)
-        std::printf("  frames are judged without whole-machine pauses, in which no processor ran even a real-time thread: "
-                    "the longest such pause in a frame was %.1f ms, the longest frame by the wall clock %.1f ms\n",
-            gMostPausedMs, gWorstMeasuredMs);
+    TULOBenchPrintPauses(gPausesWatched, gMostPausedMs, gWorstMeasuredMs);
     return TULOBenchVerdict(coldMet && warmMet && scrollMet);
 }

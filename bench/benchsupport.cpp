@@ -204,3 +204,82 @@ double TULOMachinePauses::pausedMs(double from, double to) const
         paused += interval.second - interval.first;
     return paused;
 }
+
+void TULOBenchPrintPauses(bool watched, double mostPausedMs, double longestMeasuredMs)
+{
+    if (!watched)
+        std::printf("  (whole-machine pauses cannot be watched without real-time scheduling: stalls are judged as measured)\n");
+    else if (mostPausedMs >= 1.0)
+        std::printf("  judged without whole-machine pauses, in which no processor ran even a real-time thread: the longest such "
+                    "pause in one was %.1f ms; the longest by the wall clock %.1f ms\n",
+            mostPausedMs, longestMeasuredMs);
+}
+
+namespace {
+
+constexpr double kTickMs = 1.0;
+
+} // namespace
+
+TULOStallWatch::TULOStallWatch()
+{
+    m_tick.setTimerType(Qt::PreciseTimer);
+    m_tick.setInterval(int(kTickMs));
+    QObject::connect(&m_tick, &QTimer::timeout, [this] {
+        const double now = TULOBenchNowMs(), stall = now - m_lastTick - kTickMs;
+        if (stall > 1.0)
+            m_stalls.emplace_back(m_lastTick + kTickMs, now);
+        else
+            m_longestShort = std::max(m_longestShort, stall);
+        m_lastTick = now;
+    });
+}
+
+TULOStallWatch::~TULOStallWatch() = default;
+
+void TULOStallWatch::start()
+{
+    if (!m_pauses)
+        m_pauses = std::make_unique<TULOMachinePauses>();
+    m_lastTick = TULOBenchNowMs();
+    m_tick.start();
+}
+
+void TULOStallWatch::stop()
+{
+    m_tick.stop();
+}
+
+double TULOStallWatch::longestMs() const
+{
+    double longest = m_longestShort;
+    for (const auto &[from, to] : m_stalls)
+        longest = std::max(longest, to - from - (m_pauses ? m_pauses->pausedMs(from, to) : 0));
+    return longest;
+}
+
+double TULOStallWatch::longestMeasuredMs() const
+{
+    double longest = m_longestShort;
+    for (const auto &[from, to] : m_stalls)
+        longest = std::max(longest, to - from);
+    return longest;
+}
+
+double TULOStallWatch::mostPausedMs() const
+{
+    double most = 0;
+    for (const auto &[from, to] : m_stalls)
+        most = std::max(most, m_pauses ? m_pauses->pausedMs(from, to) : 0);
+    return most;
+}
+
+bool TULOStallWatch::pausesWatched() const
+{
+    return m_pauses && m_pauses->available();
+}
+
+void TULOStallWatch::printPauses() const
+{
+    TULOBenchPrintPauses(pausesWatched(), mostPausedMs(), longestMeasuredMs());
+}

@@ -4,7 +4,12 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QElapsedTimer>
+#include <QTimer>
+
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 // Smoke mode (QUILLON_BENCH_SMOKE=1, which `./quillon bench --smoke` sets): each benchmark runs
@@ -59,4 +64,37 @@ private:
     struct Watcher;
     std::vector<Watcher *> m_watchers;
     bool m_available = false;
+};
+
+// The line under a stall target judged without whole-machine pauses: how much was left out and
+// the longest stall by the wall clock, or that pauses could not be watched. Nothing when no
+// pause of a millisecond or more fell in a stall.
+void TULOBenchPrintPauses(bool watched, double mostPausedMs, double longestMeasuredMs);
+
+// The longest time the thread it is made on stayed away from its event loop: a precise 1 ms
+// tick, each late arrival a stall. Whole-machine pauses in a stall are left out of it.
+class TULOStallWatch
+{
+public:
+    TULOStallWatch();
+    ~TULOStallWatch();
+
+    void start();
+    void stop();
+
+    // Without whole-machine pauses; the target is judged on this.
+    double longestMs() const;
+    // By the wall clock.
+    double longestMeasuredMs() const;
+    // The most of a stall that was a whole-machine pause.
+    double mostPausedMs() const;
+    bool pausesWatched() const;
+    void printPauses() const;
+
+private:
+    QTimer m_tick;
+    double m_lastTick = 0;
+    std::vector<std::pair<double, double>> m_stalls; // over a millisecond: start and end, judged later
+    double m_longestShort = 0;
+    std::unique_ptr<TULOMachinePauses> m_pauses;
 };
