@@ -4,8 +4,8 @@
 // The library has been opened before, so its index exists (its first filling is printed too).
 // Scrolling the picker's grid through the whole library, frame by frame as a user scrolls, never
 // holds the GUI thread over 16 ms (one frame at 60 Hz) for a frame. Stretches in which the whole
-// machine was paused (no processor ran even a real-time thread: the host of a virtual machine
-// took it) are not the program's and are left out of a frame, and printed.
+// machine was paused (no processor ran, not even its timer interrupts: the host of a virtual
+// machine stopped it) are not the program's and are left out of a frame, and printed.
 #include <Quillon/media/composeimagepickercontroller.h>
 #include <Quillon/media/photoassetmodel_p.h>
 #include <Quillon/media/photopickerviewcontroller.h>

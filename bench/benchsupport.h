@@ -42,11 +42,13 @@ const char *TULOBenchOutcome(bool met);
 double TULOBenchNowMs();
 
 // Whole-machine pauses: stretches in which no processor of this machine ran anything, not even a
-// real-time thread, as when the host of a virtual machine deschedules it. A GUI-thread stall that
-// falls in one is the machine's, not the program's. One real-time thread pinned to each
-// processor wakes every millisecond; where all of them woke late at once, the machine was paused.
-// Watching needs real-time scheduling (root or CAP_SYS_NICE); without it available() is false
-// and nothing counts as a pause, so stalls are judged as measured.
+// timer interrupt, as when the host of a virtual machine stops running it. A GUI-thread stall
+// that falls in one is the machine's, not the program's. One real-time thread pinned to each
+// processor wakes every millisecond; the part of a late wake in which it was not even runnable
+// (its timer's interrupt came late) is a pause of that processor, and the machine was paused
+// where every processor was. Watching needs real-time scheduling (root or CAP_SYS_NICE) and
+// schedstat; without them available() is false and nothing counts as a pause, so stalls are
+// judged as measured.
 class TULOMachinePauses
 {
 public:
