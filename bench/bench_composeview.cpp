@@ -135,8 +135,7 @@ bool measurePreviews()
         previews.append(preview);
     }
     view.setAttachmentViews(previews);
-    while (loaded < count && timer.elapsed() < 120000)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 5);
+    TULOBenchWaitUntil([&] { return loaded == count; }, 120000);
     const double viewMs = timer.nsecsElapsed() / 1e6;
     QCoreApplication::processEvents(); // the last repaint counts towards the stall too
     stalls.stop();

@@ -116,13 +116,8 @@ double shelfSeconds(const QString &cacheFolder, benchmark::State &state)
     QElapsedTimer timer;
     timer.start();
     shelf.reloadAssets();
-    while (!(shelf.hasLoadedAssets() && model->thumbnailCount() >= kShelfCount)) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-        if (timer.elapsed() > 60000) {
-            state.SkipWithError("the shelf did not fill");
-            break;
-        }
-    }
+    if (!TULOBenchWaitUntil([&] { return shelf.hasLoadedAssets() && model->thumbnailCount() >= kShelfCount; }, 60000))
+        state.SkipWithError("the shelf did not fill");
     const double seconds = timer.nsecsElapsed() / 1e9;
     for (int row = 0; row < kShelfCount; ++row) {
         if (model->data(model->index(row), TULOPhotoAssetModel::ThumbnailRole).value<QImage>().isNull())

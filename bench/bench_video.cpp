@@ -93,10 +93,7 @@ int main(int argc, char **argv)
     surface.resize(640, 360);
     surface.show();
     surface.setFilePath(video);
-    QElapsedTimer wait;
-    wait.start();
-    while (surface.status() == TULOVideoSurfaceStatusUnknown && wait.elapsed() < 10000)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    TULOBenchWaitUntil([&] { return surface.status() != TULOVideoSurfaceStatusUnknown; }, 10000);
     if (surface.status() != TULOVideoSurfaceStatusReadyToPlay)
         return 1;
     const int changes = 60;
@@ -126,8 +123,7 @@ int main(int argc, char **argv)
         surface.seekToTime(seconds * (0.3 + 0.3 * std::sin(phase * 6.283)));
     });
     ticker.start();
-    while ((exactAt < 0 || int(changedAt.size()) < changes) && clock.elapsed() < 20000)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+    TULOBenchWaitUntil([&] { return exactAt >= 0 && int(changedAt.size()) == changes; }, 20000);
     std::vector<double> shown;
     for (double latency : firstFrame)
         if (latency >= 0)

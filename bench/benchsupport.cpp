@@ -1,5 +1,8 @@
 #include "benchsupport.h"
 
+#include <QAbstractEventDispatcher>
+#include <QEventLoop>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -83,6 +86,24 @@ int TULOBenchVerdict(bool met)
 const char *TULOBenchOutcome(bool met)
 {
     return TULOBenchSmoke() ? "SMOKE" : (met ? "PASS" : "FAIL");
+}
+
+bool TULOBenchWaitUntil(const std::function<bool()> &done, int timeoutMs)
+{
+    if (done())
+        return true;
+    QEventLoop loop;
+    QTimer timeout;
+    timeout.setSingleShot(true);
+    QObject::connect(&timeout, &QTimer::timeout, &loop, &QEventLoop::quit);
+    // Checked each time the loop has handled what arrived and is about to sleep.
+    QObject::connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, &loop, [&] {
+        if (done())
+            loop.quit();
+    });
+    timeout.start(timeoutMs);
+    loop.exec();
+    return done();
 }
 
 double TULOBenchNowMs()

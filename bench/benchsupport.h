@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -37,6 +38,12 @@ int TULOBenchVerdict(bool met);
 // The word printed after a target: PASS or FAIL, or SMOKE in smoke mode, where one run on the
 // smallest input says nothing about a target.
 const char *TULOBenchOutcome(bool met);
+
+// Runs the calling thread's event loop until `done` holds or `timeoutMs` passed, and says whether
+// it holds. The loop sleeps between events, as an application's does while the user waits:
+// QCoreApplication::processEvents(flags, ms) drops WaitForMoreEvents and spins, which takes a
+// processor from the threads doing the work being measured.
+bool TULOBenchWaitUntil(const std::function<bool()> &done, int timeoutMs);
 
 // Now on the monotonic clock, in milliseconds: the clock TULOMachinePauses records on.
 double TULOBenchNowMs();
