@@ -137,10 +137,6 @@ std::vector<TULOInterval> intersect(const std::vector<TULOInterval> &a, const st
     return both;
 }
 
-} // namespace
-
-namespace {
-
 // How long the calling thread has waited, runnable, for a processor (its schedstat run delay),
 // in milliseconds; negative when it cannot be read. `fd` is its /proc/thread-self/schedstat.
 double runDelayMs(int fd)
@@ -230,18 +226,16 @@ TULOMachinePauses::TULOMachinePauses()
     for (int cpu = 0; cpu < CPU_SETSIZE && m_available; ++cpu) {
         if (!CPU_ISSET(cpu, &allowed))
             continue;
-        auto *watcher = new Watcher;
-        m_watchers.push_back(watcher);
-        m_available = watcher->start(cpu);
+        m_watchers.push_back(std::make_unique<Watcher>());
+        m_available = m_watchers.back()->start(cpu);
     }
 }
 
 TULOMachinePauses::~TULOMachinePauses()
 {
-    for (Watcher *watcher : m_watchers) {
+    for (const auto &watcher : m_watchers) {
         watcher->stop = true;
         watcher->thread.join();
-        delete watcher;
     }
 }
 
@@ -255,7 +249,7 @@ double TULOMachinePauses::pausedMs(double from, double to) const
     if (!m_available || m_watchers.empty() || to <= from)
         return 0;
     std::vector<TULOInterval> all{{from, to}};
-    for (const Watcher *watcher : m_watchers)
+    for (const auto &watcher : m_watchers)
         all = intersect(all, watcher->snapshot());
     double paused = 0;
     for (const TULOInterval &interval : all)
@@ -308,28 +302,32 @@ void TULOStallWatch::stop()
     m_tick.stop();
 }
 
+TULOStallWatch::Judgement TULOStallWatch::judge() const
+{
+    Judgement judged;
+    judged.longest = judged.longestMeasured = m_longestShort;
+    for (const auto &[from, to] : m_stalls) {
+        const double paused = m_pauses ? m_pauses->pausedMs(from, to) : 0;
+        judged.longest = std::max(judged.longest, to - from - paused);
+        judged.longestMeasured = std::max(judged.longestMeasured, to - from);
+        judged.mostPaused = std::max(judged.mostPaused, paused);
+    }
+    return judged;
+}
+
 double TULOStallWatch::longestMs() const
 {
-    double longest = m_longestShort;
-    for (const auto &[from, to] : m_stalls)
-        longest = std::max(longest, to - from - (m_pauses ? m_pauses->pausedMs(from, to) : 0));
-    return longest;
+    return judge().longest;
 }
 
 double TULOStallWatch::longestMeasuredMs() const
 {
-    double longest = m_longestShort;
-    for (const auto &[from, to] : m_stalls)
-        longest = std::max(longest, to - from);
-    return longest;
+    return judge().longestMeasured;
 }
 
 double TULOStallWatch::mostPausedMs() const
 {
-    double most = 0;
-    for (const auto &[from, to] : m_stalls)
-        most = std::max(most, m_pauses ? m_pauses->pausedMs(from, to) : 0);
-    return most;
+    return judge().mostPaused;
 }
 
 bool TULOStallWatch::pausesWatched() const
@@ -339,5 +337,6 @@ bool TULOStallWatch::pausesWatched() const
 
 void TULOStallWatch::printPauses() const
 {
-    TULOBenchPrintPauses(pausesWatched(), mostPausedMs(), longestMeasuredMs());
+    const Judgement judged = judge();
+    TULOBenchPrintPauses(pausesWatched(), judged.mostPaused, judged.longestMeasured);
 }

@@ -4,7 +4,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <QElapsedTimer>
 #include <QTimer>
 
 #include <cstdint>
@@ -71,7 +70,7 @@ public:
 
 private:
     struct Watcher;
-    std::vector<Watcher *> m_watchers;
+    std::vector<std::unique_ptr<Watcher>> m_watchers;
     bool m_available = false;
 };
 
@@ -101,6 +100,12 @@ public:
     void printPauses() const;
 
 private:
+    struct Judgement {
+        double longest = 0, longestMeasured = 0, mostPaused = 0; // ms
+    };
+    // Every stall judged once against the pauses.
+    Judgement judge() const;
+
     QTimer m_tick;
     double m_lastTick = 0;
     std::vector<std::pair<double, double>> m_stalls; // over a millisecond: start and end, judged later
